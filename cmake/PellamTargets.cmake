@@ -1,0 +1,44 @@
+# Every target of the project is made by one of these functions, so that warnings, include paths and test
+# registration are the same everywhere.
+
+add_library(PellamOptions INTERFACE)
+target_include_directories(PellamOptions INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(PellamOptions INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wimplicit-fallthrough -Werror -fstack-protector-strong)
+find_package(Threads REQUIRED)
+target_link_libraries(PellamOptions INTERFACE Threads::Threads)
+
+# pellam_library(NAME SOURCES a.cpp ... LINKS lib ...)
+function(pellam_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC PellamOptions ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+endfunction()
+
+# pellam_program(NAME SOURCES main.cpp ... LINKS lib ...)
+function(pellam_program name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS})
+endfunction()
+
+# pellam_test(NAME SOURCES x_test.cpp ... LINKS lib ... [TIMEOUT seconds] [ENVIRONMENT A=B ...])
+# One GoogleTest program per component, registered once with CTest. Exit status 77 means skipped.
+function(pellam_test name)
+  if(NOT PELLAM_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
+  find_package(GTest REQUIRED)
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS} GTest::gtest_main)
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} SKIP_RETURN_CODE 77)
+  if(ARG_ENVIRONMENT)
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${ARG_ENVIRONMENT}")
+  endif()
+endfunction()

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <chrono>
+
+namespace pellam {
+
+// An instant, counted in microseconds from 1970-01-01T00:00:00Z. Time zones never enter the type.
+using Date = std::chrono::sys_time<std::chrono::microseconds>;
+
+// The most distant past that the platform's dates represent: 0001-01-01T00:00:00Z. It stands for a release
+// day that is missing or unreadable.
+inline constexpr Date distantPast{std::chrono::seconds{-62'135'596'800}};
+
+}  // namespace pellam

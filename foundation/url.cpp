@@ -1,0 +1,134 @@
+#include "foundation/url.h"
+
+#include <algorithm>
+
+namespace pellam {
+
+namespace {
+
+bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+bool isUnreservedOrSubDelimiter(char c) {
+  return isAlpha(c) || isDigit(c) || std::string_view("-._~!$&'()*+,;=").find(c) != std::string_view::npos;
+}
+
+// Every character is unreserved, a sub-delimiter, one of `extra`, or part of a complete percent escape.
+bool isWellFormed(std::string_view text, std::string_view extra) {
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const char c = text[index];
+    if (c == '%') {
+      if (index + 2 >= text.size() || hexValue(text[index + 1]) < 0 || hexValue(text[index + 2]) < 0)
+        return false;
+      index += 2;
+    } else if (!isUnreservedOrSubDelimiter(c) && extra.find(c) == std::string_view::npos) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string lowercased(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+std::optional<std::string> parseHost(std::string_view authority) {
+  if (const auto at = authority.rfind('@'); at != std::string_view::npos) {
+    if (!isWellFormed(authority.substr(0, at), ":")) return std::nullopt;
+    authority.remove_prefix(at + 1);
+  }
+  std::string_view host = authority;
+  std::string_view port;
+  if (!authority.empty() && authority.front() == '[') {
+    const auto close = authority.find(']');
+    if (close == std::string_view::npos) return std::nullopt;
+    host = authority.substr(0, close + 1);
+    port = authority.substr(close + 1);
+    if (!isWellFormed(host.substr(1, host.size() - 2), ":")) return std::nullopt;
+    if (!port.empty() && port.front() != ':') return std::nullopt;
+  } else {
+    const auto colon = authority.find(':');
+    host = authority.substr(0, colon);
+    port = colon == std::string_view::npos ? std::string_view() : authority.substr(colon);
+    if (!isWellFormed(host, "")) return std::nullopt;
+  }
+  if (!port.empty() && !std::all_of(port.begin() + 1, port.end(), isDigit)) return std::nullopt;
+  return std::string(host);
+}
+
+}  // namespace
+
+std::optional<URL> URL::parse(std::string_view text) {
+  if (text.empty()) return std::nullopt;
+  URL url;
+  url.text_ = text;
+  std::string_view rest = text;
+
+  const auto delimiter = rest.find_first_of(":/?#");
+  if (delimiter != std::string_view::npos && rest[delimiter] == ':') {
+    const std::string_view scheme = rest.substr(0, delimiter);
+    const auto isSchemeCharacter = [](char c) {
+      return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+    };
+    if (scheme.empty() || !isAlpha(scheme.front()) ||
+        !std::all_of(scheme.begin(), scheme.end(), isSchemeCharacter)) {
+      return std::nullopt;
+    }
+    url.scheme_ = lowercased(scheme);
+    rest.remove_prefix(delimiter + 1);
+  }
+
+  std::string_view fragment;
+  if (const auto hash = rest.find('#'); hash != std::string_view::npos) {
+    fragment = rest.substr(hash + 1);
+    rest = rest.substr(0, hash);
+  }
+  std::string_view query;
+  if (const auto mark = rest.find('?'); mark != std::string_view::npos) {
+    query = rest.substr(mark + 1);
+    rest = rest.substr(0, mark);
+  }
+  if (!isWellFormed(fragment, ":@/?") || !isWellFormed(query, ":@/?")) return std::nullopt;
+
+  if (rest.starts_with("//")) {
+    rest.remove_prefix(2);
+    const std::string_view authority = rest.substr(0, rest.find('/'));
+    const std::optional<std::string> host = parseHost(authority);
+    if (!host) return std::nullopt;
+    url.host_ = *host;
+    rest.remove_prefix(authority.size());
+  }
+  if (!isWellFormed(rest, ":@/")) return std::nullopt;
+  url.path_ = rest;
+  return url;
+}
+
+std::string URL::lastPathComponent() const {
+  std::string_view path = path_;
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  if (path == "/") return "/";
+  if (const auto slash = path.rfind('/'); slash != std::string_view::npos) path.remove_prefix(slash + 1);
+  std::string decoded;
+  for (std::size_t index = 0; index < path.size(); ++index) {
+    if (path[index] == '%') {
+      decoded += static_cast<char>(hexValue(path[index + 1]) * 16 + hexValue(path[index + 2]));
+      index += 2;
+    } else {
+      decoded += path[index];
+    }
+  }
+  return decoded;
+}
+
+}  // namespace pellam

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace pellam {
+
+// An address of the web that keeps the RFC 3986 text it was made from. Files on disk are
+// std::filesystem::path, never a URL. Equality compares the text.
+class URL {
+ public:
+  // Nothing when the text is empty or not an RFC 3986 reference: a character that must be percent-encoded, a
+  // broken percent escape, a port that is not a number, a bracketed host that is not closed.
+  [[nodiscard]] static std::optional<URL> parse(std::string_view text);
+
+  [[nodiscard]] const std::string& text() const { return text_; }
+  // In lower case; empty for a relative reference.
+  [[nodiscard]] const std::string& scheme() const { return scheme_; }
+  // Without user and port; empty when there is no authority.
+  [[nodiscard]] const std::string& host() const { return host_; }
+  // Still percent-encoded.
+  [[nodiscard]] const std::string& path() const { return path_; }
+  // The path's last component, percent-decoded, trailing slashes ignored; "/" for the root, empty for no
+  // path.
+  [[nodiscard]] std::string lastPathComponent() const;
+
+  friend bool operator==(const URL& left, const URL& right) { return left.text_ == right.text_; }
+
+ private:
+  URL() = default;
+  std::string text_;
+  std::string scheme_;
+  std::string host_;
+  std::string path_;
+};
+
+}  // namespace pellam

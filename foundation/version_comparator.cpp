@@ -1,0 +1,1 @@
+#include "foundation/version_comparator.h"

@@ -1,0 +1,1 @@
+#include "launcher-protocol/replacement_request.h"

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "foundation/byte_buffer.h"
+#include "foundation/date.h"
+
+namespace pellam {
+
+enum class FileType { regular, directory, symbolicLink, other };
+
+// What the system records about one item, never following a final symbolic link.
+struct FileAttributes {
+  FileType type = FileType::other;
+  std::optional<std::uint32_t> ownerID;
+  std::optional<std::uint32_t> groupID;
+  std::uint64_t fileSystemNumber = 0;
+  std::uint64_t fileNumber = 0;
+  std::optional<Date> creationDate;  // absent where the volume keeps none
+  std::optional<Date> modificationDate;
+};
+
+// What an enumeration does below the entry that its visitor has just seen.
+enum class EnumerationStep { descend, skipDescendants, stop };
+
+struct EnumerationOptions {
+  bool skipsHiddenFiles = false;
+  bool skipsPackageDescendants = false;  // does not look inside folders with a bundle's extension
+};
+
+// The file manager: every look at and change of the disk goes through it. Failures are std::system_error with
+// the system's errno and the path in the text, unless stated otherwise. No operation keeps state; any thread.
+// Unless stated otherwise a final symbolic link is not followed, links in the folders above are.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // True when something exists behind the path, following links; `isDirectory` then says what it is.
+  [[nodiscard]] virtual bool itemExists(const std::filesystem::path& path,
+                                        bool* isDirectory = nullptr) const = 0;
+  // True for a file behind the path (links followed, folders excluded) that this process may execute.
+  [[nodiscard]] virtual bool isExecutableFile(const std::filesystem::path& path) const = 0;
+  [[nodiscard]] virtual FileAttributes attributes(const std::filesystem::path& path) const = 0;
+
+  [[nodiscard]] virtual ByteBuffer readFile(const std::filesystem::path& path) const = 0;
+  // Replaces the file's contents; on failure a part may have been written.
+  virtual void writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) = 0;
+  // Writes a temporary file beside the path, syncs it and renames it over the path (a link there is replaced,
+  // not followed). On failure the path is as it was and nothing is left beside it.
+  virtual void writeFileAtomically(const std::filesystem::path& path,
+                                   std::span<const std::uint8_t> bytes) = 0;
+
+  // Creates the folder and those above it. An existing folder is no failure.
+  virtual void createDirectory(const std::filesystem::path& path) = 0;
+  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT.
+  virtual void removeItem(const std::filesystem::path& path) = 0;
+  // Moves an item to a path that must not exist (EEXIST). Within a volume this is one rename and both folders
+  // are synced. Across volumes the item is copied, links and attributes included, to a hidden name beside the
+  // destination, synced, renamed, and only then removed at the source; a failure leaves the source whole and
+  // nothing at the destination.
+  virtual void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
+
+  // The paths of a folder's direct entries, in the order of their names.
+  [[nodiscard]] virtual std::vector<std::filesystem::path> contentsOfDirectory(
+      const std::filesystem::path& path, bool skipsHiddenFiles) const = 0;
+  // Visits everything below the folder, a folder before its contents, links never followed. Throws when the
+  // folder itself cannot be opened; folders below that cannot be opened are passed over.
+  virtual void enumerate(
+      const std::filesystem::path& path, EnumerationOptions options,
+      const std::function<EnumerationStep(const std::filesystem::path&)>& visitor) const = 0;
+
+  // The path with every symbolic link resolved and "." and ".." removed; the part that does not exist stays
+  // as it is written.
+  [[nodiscard]] virtual std::filesystem::path resolvingSymlinks(const std::filesystem::path& path) const = 0;
+
+  // Removes one extended attribute of the item itself. The result is 0 or the system's errno; "there is no
+  // such attribute" and "this volume keeps none" are 0.
+  [[nodiscard]] virtual int removeQuarantineAttribute(const std::filesystem::path& path) = 0;
+  // Changes owner and group of the item itself, as opening a link without following it and fchown do.
+  virtual void changeOwner(const std::filesystem::path& path, std::uint32_t ownerID,
+                           std::uint32_t groupID) = 0;
+
+  // Writes the folder's entries through to the disk; a volume that cannot is no failure.
+  virtual void synchronizeDirectory(const std::filesystem::path& path) = 0;
+
+  // The folder for temporary files (TMPDIR, else /tmp), not resolved.
+  [[nodiscard]] virtual std::filesystem::path temporaryDirectory() const = 0;
+  // The user's first Application Support folder; nothing when there is no home folder.
+  [[nodiscard]] virtual std::optional<std::filesystem::path> applicationSupportDirectory() const = 0;
+};
+
+// The errno's symbolic name ("EACCES"); a number without one is shown as "EIO".
+[[nodiscard]] std::string posixErrorName(int error);
+
+[[nodiscard]] std::shared_ptr<FileSystem> makeSystemFileSystem();
+
+}  // namespace pellam

@@ -1,0 +1,1 @@
+#include "platform/unicode_text.h"

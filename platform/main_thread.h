@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace pellam {
+
+// The thread on which windows live. Work arrives in the order in which it was given.
+class MainThread {
+ public:
+  virtual ~MainThread() = default;
+  // Runs the work on the main thread later, or soon; does not wait. Any thread.
+  virtual void perform(std::function<void()> work) = 0;
+  // Runs the work on the main thread and waits for it; on the main thread itself it runs at once. What the
+  // work throws is thrown here.
+  virtual void performAndWait(const std::function<void()>& work) = 0;
+};
+
+}  // namespace pellam

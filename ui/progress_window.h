@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace pellam {
+
+// What the progress window shows. Compared member by member.
+struct OrvoUpdateProgressWindowState {
+  std::string title;
+  std::optional<std::string> statusText;   // absent or empty: no status line
+  std::optional<double> progressFraction;  // absent: indeterminate; else clamped to 0…1
+
+  friend bool operator==(const OrvoUpdateProgressWindowState&,
+                         const OrvoUpdateProgressWindowState&) = default;
+};
+
+// The small window in which an installation shows what it is doing: the coordinator's only way to it. Every
+// operation runs on the main thread; operations on a closed window do nothing.
+class OrvoUpdateProgressWindow {
+ public:
+  virtual ~OrvoUpdateProgressWindow() = default;
+  // Shows the state and withdraws a button that was offered before.
+  virtual void update(const OrvoUpdateProgressWindowState& state) = 0;
+  // Shows the title with a full bar and offers the button; the action is called at most once, on the main
+  // thread, the button being disabled first.
+  virtual void showReadyToInstallAndRelaunch(const std::string& title, const std::string& buttonTitle,
+                                             std::function<void()> action) = 0;
+  // Asks for the user's attention without taking the focus.
+  virtual void requestUserAttention() = 0;
+  virtual void close() = 0;
+};
+
+}  // namespace pellam

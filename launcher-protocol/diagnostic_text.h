@@ -7,8 +7,8 @@
 // How values are written into one-line diagnostics. Pure functions, callable from any thread.
 namespace pellam {
 
-// Carriage returns become backslash-r and line feeds backslash-n; nothing else changes, so that escaping twice
-// is the same as escaping once.
+// Carriage returns become backslash-r and line feeds backslash-n; nothing else changes, so that escaping
+// twice is the same as escaping once.
 [[nodiscard]] std::string escapedLineBreaks(std::string_view text);
 
 // The same; the empty text is written "<empty>".

@@ -17,11 +17,20 @@ namespace {
 using Problem = HelperCommandLineError::Problem;
 
 constexpr std::array<std::string_view, 14> valueOptions = {
-    option::stagedApplication,    option::installedApplication,       option::hostProcess,
-    option::bundleIdentifier,     option::applicationVersion,         option::applicationBuild,
-    option::expectedTeamIdentifier, option::allowsSameBuildReplacement, option::launchUserIdentifier,
-    option::launchGroupIdentifier, option::launchUserName,            option::launchUserHome,
-    option::failureReport,        option::failureReportAttempt,
+    option::stagedApplication,
+    option::installedApplication,
+    option::hostProcess,
+    option::bundleIdentifier,
+    option::applicationVersion,
+    option::applicationBuild,
+    option::expectedTeamIdentifier,
+    option::allowsSameBuildReplacement,
+    option::launchUserIdentifier,
+    option::launchGroupIdentifier,
+    option::launchUserName,
+    option::launchUserHome,
+    option::failureReport,
+    option::failureReportAttempt,
 };
 
 // The options and their values as written, before anything is interpreted.

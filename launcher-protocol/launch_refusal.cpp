@@ -46,8 +46,7 @@ std::string fieldList(const std::vector<Refusal::FieldProblem>& fields) {
   for (const Refusal::FieldProblem& field : fields) {
     if (!joined.empty()) joined += ',';
     joined += escapedValue(field.key);
-    joined +=
-        field.invalidRawValue ? "(invalid: " + escapedValue(*field.invalidRawValue) + ")" : "(missing)";
+    joined += field.invalidRawValue ? "(invalid: " + escapedValue(*field.invalidRawValue) + ")" : "(missing)";
   }
   return escapedValue(joined);
 }

@@ -79,8 +79,7 @@ class OrvoAppBundleInstallerLaunchRefusal : public PellamError {
   using Pair = std::pair<std::string, std::string>;
   using Output = std::pair<std::int32_t, std::string>;
   using Paths = std::pair<std::string, std::vector<std::string>>;
-  using Values =
-      std::variant<std::monostate, Fields, std::string, Pair, Output, Paths, std::int32_t>;
+  using Values = std::variant<std::monostate, Fields, std::string, Pair, Output, Paths, std::int32_t>;
 
   OrvoAppBundleInstallerLaunchRefusal(Case refusalCase, Values values);
   [[nodiscard]] std::string details() const;

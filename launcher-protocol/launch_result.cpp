@@ -29,8 +29,7 @@ PropertyListDictionary encoded(const char* name, const Diagnostic& diagnostic) {
 }
 
 PropertyListDictionary encodedStatus(const char* name, std::int32_t status) {
-  return encoded(name,
-                 {Phase::authorization, "NSOSStatusErrorDomain", status, securityErrorMessage(status)});
+  return encoded(name, {Phase::authorization, "NSOSStatusErrorDomain", status, securityErrorMessage(status)});
 }
 
 std::optional<Phase> decodedPhase(const PropertyListDictionary& dictionary) {
@@ -146,8 +145,8 @@ PropertyListDictionary Result::xpcDictionary() const {
 
 Result Result::fromXPCDictionary(const PropertyListDictionary& dictionary) {
   if (std::optional<Result> result = decoded(dictionary)) return *std::move(result);
-  return protocolFailure({Phase::xpcReply, "Pellam.XPCReply", std::nullopt,
-                          "The launcher service returned an invalid result."});
+  return protocolFailure(
+      {Phase::xpcReply, "Pellam.XPCReply", std::nullopt, "The launcher service returned an invalid result."});
 }
 
 }  // namespace pellam

@@ -135,8 +135,7 @@ OrvoAppBundleXPCReplacementMessage OrvoAppBundleXPCReplacementMessage::parse(
   if (auto report = stringValue(dictionary.find(key::failureReportPath))) {
     request.failureReportURL = locationFromPathText(std::move(*report));
   }
-  request.failureReportAttemptIdentifier =
-      stringValue(dictionary.find(key::failureReportAttemptIdentifier));
+  request.failureReportAttemptIdentifier = stringValue(dictionary.find(key::failureReportAttemptIdentifier));
   return message;
 }
 

@@ -14,8 +14,8 @@ struct OrvoAppBundleXPCReplacementMessage {
   // Optional parts of the request that are absent leave out their keys.
   [[nodiscard]] PropertyListDictionary propertyList() const;
 
-  // Throws OrvoAppBundleInstallerLaunchRefusal: malformedMessage, naming every required key that is missing or
-  // invalid, or invalidLaunchUserContext. Paths are taken as they are written, without trailing slashes;
+  // Throws OrvoAppBundleInstallerLaunchRefusal: malformedMessage, naming every required key that is missing
+  // or invalid, or invalidLaunchUserContext. Paths are taken as they are written, without trailing slashes;
   // whether they exist or may be used is for the receiver to check.
   [[nodiscard]] static OrvoAppBundleXPCReplacementMessage parse(const PropertyListDictionary& dictionary);
 

@@ -6,8 +6,8 @@
 
 #include "foundation/property_list_value.h"
 
-// The conversions that the decoders of the launcher connection allow. Each takes the value of a key, null when
-// the key is absent, and yields nothing when its rule fails. Pure functions, callable from any thread.
+// The conversions that the decoders of the launcher connection allow. Each takes the value of a key, null
+// when the key is absent, and yields nothing when its rule fails. Pure functions, callable from any thread.
 namespace pellam {
 
 // A string; no other type is converted.

@@ -7,8 +7,10 @@ namespace pellam {
 
 namespace {
 
-std::optional<std::string> readTeamIdentifier(const std::filesystem::path& path, ChildProcessRunning& signingTool) {
-  const ChildProcessResult result = signingTool.run("/usr/bin/codesign", {"-dv", "--verbose=4", path.string()});
+std::optional<std::string> readTeamIdentifier(const std::filesystem::path& path,
+                                              ChildProcessRunning& signingTool) {
+  const ChildProcessResult result =
+      signingTool.run("/usr/bin/codesign", {"-dv", "--verbose=4", path.string()});
   if (result.launchError || result.terminationStatus != 0) return std::nullopt;
   constexpr std::string_view key = "TeamIdentifier=";
   for (std::string_view line : text::lines(result.output)) {
@@ -37,7 +39,8 @@ InstalledApplication readInstalledApplication(const std::filesystem::path& path,
     throw InstalledApplicationError("there is no application bundle at " + path.string());
   }
   const std::string identifier = bundle->bundleIdentifier().value_or("");
-  if (identifier.empty()) throw InstalledApplicationError("the application has no bundle identifier: " + path.string());
+  if (identifier.empty())
+    throw InstalledApplicationError("the application has no bundle identifier: " + path.string());
 
   InstalledApplication application;
   application.path = path;

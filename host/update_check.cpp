@@ -25,7 +25,8 @@ std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationTok
   return OrvoUpdateFeedParser().parseFeed(data.body.span());
 }
 
-UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed, const InstalledApplication& application,
+UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
+                                      const InstalledApplication& application,
                                       const UpdateCheckOptions& options,
                                       const std::function<bool(const FeedEntry&)>& display) const {
   const Date now = clock_->now();

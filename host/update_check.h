@@ -22,7 +22,8 @@ namespace pellam {
 class FeedNotServed : public PellamError {
  public:
   explicit FeedNotServed(int statusCode)
-      : statusCode_(statusCode), what_("The feed's server answered with status " + std::to_string(statusCode) + ".") {}
+      : statusCode_(statusCode),
+        what_("The feed's server answered with status " + std::to_string(statusCode) + ".") {}
   [[nodiscard]] BridgedError bridged() const override { return {"Pellam.UpdateCheck", statusCode_, what_}; }
   [[nodiscard]] const char* what() const noexcept override { return what_.c_str(); }
 

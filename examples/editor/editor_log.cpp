@@ -5,8 +5,8 @@
 
 namespace pellam {
 
-EditorLog::EditorLog(std::filesystem::path file, const PellamAppIdentity& identity, std::int32_t processIdentifier,
-                     std::shared_ptr<PellamClock> clock)
+EditorLog::EditorLog(std::filesystem::path file, const PellamAppIdentity& identity,
+                     std::int32_t processIdentifier, std::shared_ptr<PellamClock> clock)
     : file_(std::move(file)),
       prefix_("version=" + identity.versionString + " build=" + identity.buildNumberString +
               " pid=" + std::to_string(processIdentifier)),

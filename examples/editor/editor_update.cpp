@@ -16,7 +16,8 @@ class LoggedProgress final : public OrvoUpdateProgressWindow {
   explicit LoggedProgress(EditorLog& log) : log_(log) {}
   void update(const OrvoUpdateProgressWindowState& state) override {
     // The last of a download's many states is always full; the others are only noise in a log.
-    const bool isMidway = state.progressFraction && *state.progressFraction > 0 && *state.progressFraction < 1;
+    const bool isMidway =
+        state.progressFraction && *state.progressFraction > 0 && *state.progressFraction < 1;
     if (isMidway || (state.title == lastTitle_ && state.progressFraction != 1.0)) return;
     lastTitle_ = state.title;
     log_.write("progress " + state.title + (state.statusText ? " " + *state.statusText : ""));

@@ -28,8 +28,8 @@ class EditorUpdate {
 
   // Checks the feed and installs what it offers. Blocks; not on the main thread. True when the installer has
   // taken over and the application has to end. Never throws: what goes wrong is in the log.
-  [[nodiscard]] bool updateIfOffered(const URL& feed, const UpdateCheckOptions& options, MainThread& mainThread,
-                                     const CancellationToken& cancellation);
+  [[nodiscard]] bool updateIfOffered(const URL& feed, const UpdateCheckOptions& options,
+                                     MainThread& mainThread, const CancellationToken& cancellation);
 
  private:
   bool install(const FeedEntry& entry, const CancellationToken& cancellation);

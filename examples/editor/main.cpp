@@ -8,8 +8,9 @@
 #include "host/system_host.h"
 #include "platform/interrupts.h"
 
-// A small application that keeps itself current. Its Info.plist says where its feed is ("PellamFeedURL"), where
-// it logs ("EditorLogPath"), and for how many seconds it goes on running when there is nothing left to do
+// A small application that keeps itself current. Its Info.plist says where its feed is ("PellamFeedURL"),
+// where it logs ("EditorLogPath"), and for how many seconds it goes on running when there is nothing left to
+// do
 // ("EditorLingerSeconds").
 int main() {
   using namespace pellam;
@@ -37,7 +38,8 @@ int main() {
   const std::optional<URL> feed = URL::parse(bundle->informationString("PellamFeedURL"));
   std::thread worker([&] {
     if (feed) {
-      EditorUpdate update(host.application, host.check, host.coordinator, host.reports, host.identifiers, log);
+      EditorUpdate update(host.application, host.check, host.coordinator, host.reports, host.identifiers,
+                          log);
       UpdateCheckOptions options;
       options.currentOSVersion = host.process->operatingSystemVersion().text();
       (void)update.updateIfOffered(*feed, options, *mainThread, cancellation.token());

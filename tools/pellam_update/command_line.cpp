@@ -14,7 +14,7 @@ using Values = std::map<std::string, std::function<void(UpdateCommandLine&, cons
 
 const Flags& flags() {
   static const Flags table = {
-      {"--check-only", &UpdateCommandLine::checkOnly}, {"--yes", &UpdateCommandLine::installWithoutAsking},
+      {"--check-only", &UpdateCommandLine::checkOnly},  {"--yes", &UpdateCommandLine::installWithoutAsking},
       {"--automatic", &UpdateCommandLine::isAutomatic}, {"--beta", &UpdateCommandLine::acceptsBeta},
       {"--json", &UpdateCommandLine::printsJSON},       {"--help", &UpdateCommandLine::showsHelp},
   };
@@ -60,19 +60,22 @@ UpdateCommandLine parseUpdateCommandLine(const std::vector<std::string>& argumen
     const std::string& option = arguments[index];
     const auto flag = flags().find(option);
     const auto value = values().find(option);
-    if (flag == flags().end() && value == values().end()) throw UsageError("unknown argument \"" + option + "\"");
+    if (flag == flags().end() && value == values().end())
+      throw UsageError("unknown argument \"" + option + "\"");
     if (!seen.insert(option).second && option != "--sku") throw UsageError(option + " is given twice");
     if (flag != flags().end()) {
       line.*(flag->second) = true;
       continue;
     }
-    if (index + 1 == arguments.size() || arguments[index + 1].empty()) throw UsageError(option + " needs a value");
+    if (index + 1 == arguments.size() || arguments[index + 1].empty())
+      throw UsageError(option + " needs a value");
     value->second(line, arguments[++index]);
   }
   if (line.showsHelp) return line;
   if (line.application.empty()) throw UsageError("--app is missing");
   if (!line.feed) throw UsageError("--feed is missing");
-  if (line.checkOnly && line.installWithoutAsking) throw UsageError("--check-only and --yes exclude each other");
+  if (line.checkOnly && line.installWithoutAsking)
+    throw UsageError("--check-only and --yes exclude each other");
   return line;
 }
 

@@ -85,7 +85,8 @@ void UpdateReporter::checking(const PellamAppIdentity& identity, const std::stri
   }
 }
 
-void UpdateReporter::offer(const PellamAppIdentity& identity, const OrvoUpdateFeedProcessingCandidate& candidate) {
+void UpdateReporter::offer(const PellamAppIdentity& identity,
+                           const OrvoUpdateFeedProcessingCandidate& candidate) {
   const std::lock_guard lock(lock_);
   const auto& feed = candidate.feed;
   const std::string version = feedString(feed, OrvoUpdateFeedKeys::currentVersion);
@@ -108,8 +109,8 @@ void UpdateReporter::offer(const PellamAppIdentity& identity, const OrvoUpdateFe
   if (candidate.applicability.isBetaUpdate) kind = "A new beta version of ";
   if (candidate.applicability.isNewBuild) kind = "A stability update of ";
   writeLine(kind + identity.displayName + " is available: " + printable(version.empty() ? "X" : version) +
-            (build.empty() ? "" : " (build " + printable(build) + ")") + "; you have " + identity.versionString +
-            " (build " + identity.buildNumberString + ").");
+            (build.empty() ? "" : " (build " + printable(build) + ")") + "; you have " +
+            identity.versionString + " (build " + identity.buildNumberString + ").");
   if (!notes.empty()) writeLine("Release notes: " + printable(notes));
 }
 
@@ -118,8 +119,8 @@ void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity) {
   if (form_ == Form::json) {
     writeJSON(dumped({{"event", "nothingToOffer"}}));
   } else {
-    writeLine("There is nothing to offer: " + identity.displayName + " " + identity.versionString + " (build " +
-              identity.buildNumberString + ") stays.");
+    writeLine("There is nothing to offer: " + identity.displayName + " " + identity.versionString +
+              " (build " + identity.buildNumberString + ") stays.");
   }
 }
 
@@ -180,7 +181,8 @@ void UpdateReporter::launched(const std::string& installedPath) {
   if (form_ == Form::json) {
     writeJSON(dumped({{"event", "launched"}, {"installed", installedPath}}));
   } else {
-    writeLine("The installer has taken over; it replaces " + installedPath + " as soon as this program has ended.");
+    writeLine("The installer has taken over; it replaces " + installedPath +
+              " as soon as this program has ended.");
   }
 }
 

@@ -12,8 +12,8 @@
 
 namespace pellam {
 
-// Writes what happens to standard output, in one of three forms: a progress bar on a terminal, plain lines, or
-// one JSON object for each event. Every operation may be called from any thread.
+// Writes what happens to standard output, in one of three forms: a progress bar on a terminal, plain lines,
+// or one JSON object for each event. Every operation may be called from any thread.
 class UpdateReporter {
  public:
   enum class Form { terminal, plain, json };

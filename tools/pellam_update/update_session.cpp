@@ -43,11 +43,12 @@ UpdateExitStatus UpdateSession::run(const CancellationToken& cancellation) {
 
 UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation) {
   const InstalledApplication& application = parts_.application;
-  if (const auto report = parts_.reports->consumeFailureReport(application.identity.bundleIdentifier, std::nullopt)) {
+  if (const auto report =
+          parts_.reports->consumeFailureReport(application.identity.bundleIdentifier, std::nullopt)) {
     parts_.reporter.earlierFailure(report->errorDescription, iso8601Text(report->failedAt));
   }
-  parts_.coordinator->removeStaleInstallerAttempts(application.identity.displayName, installerSubdirectoryName,
-                                                   application.path);
+  parts_.coordinator->removeStaleInstallerAttempts(application.identity.displayName,
+                                                   installerSubdirectoryName, application.path);
 
   parts_.reporter.checking(application.identity, commandLine_.feed->text());
   const std::vector<FeedEntry> feed = parts_.check->fetch(*commandLine_.feed, cancellation);
@@ -87,7 +88,9 @@ void UpdateSession::install(const FeedEntry& feed, const CancellationToken& canc
       application.helperExecutable(), installerSubdirectoryName, parts_.identifiers->makeUUID());
   const OrvoAppBundleReplacementRequest replacement = parts_.coordinator->installAppBundleUpdate(
       request, window,
-      [this](const OrvoAppBundleInstallerLaunchProgress& progress) { parts_.reporter.launchProgress(progress); },
+      [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
+        parts_.reporter.launchProgress(progress);
+      },
       cancellation);
   parts_.reporter.launched(replacement.installedApplicationURL.string());
 }

@@ -66,6 +66,10 @@ class FileSystem {
   // destination, synced, renamed, and only then removed at the source; a failure leaves the source whole and
   // nothing at the destination.
   virtual void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
+  // Copies an item, links and attributes included (owner and group when this process is root), to a path that
+  // must not exist (EEXIST): under a hidden name beside the destination, synced, then renamed. On failure
+  // nothing is left at or beside the destination.
+  virtual void copyItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
 
   // The paths of a folder's direct entries, in the order of their names.
   [[nodiscard]] virtual std::vector<std::filesystem::path> contentsOfDirectory(
@@ -89,6 +93,8 @@ class FileSystem {
 
   // Writes the folder's entries through to the disk; a volume that cannot is no failure.
   virtual void synchronizeDirectory(const std::filesystem::path& path) = 0;
+  // Writes everything that is pending for the folder's volume through to the disk.
+  virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
 
   // The folder for temporary files (TMPDIR, else /tmp), not resolved.
   [[nodiscard]] virtual std::filesystem::path temporaryDirectory() const = 0;

@@ -36,7 +36,8 @@ namespace pellam::text {
 // Equal ignoring case, by full case folding.
 [[nodiscard]] bool equalsIgnoringCase(std::string_view left, std::string_view right);
 
-// The order of the platform's plain string comparison without options: negative, zero or positive.
+// The order of the platform's plain string comparison without options: negative, zero or positive. Case
+// counts; texts that differ only in how an accented character is composed are equal.
 [[nodiscard]] int compareLiterally(std::string_view left, std::string_view right);
 
 // True when some scalar of the text is a letter.

@@ -221,6 +221,10 @@ class LinuxFileSystem final : public FileSystem {
     synchronize(from.folder.get(), source.native());
   }
 
+  void copyItem(const Path& source, const Path& destination) override {
+    copyToFreeName(locate(source), locate(destination), source, destination);
+  }
+
   std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
     const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen()) throwError(errno, path.native());
@@ -269,6 +273,11 @@ class LinuxFileSystem final : public FileSystem {
     synchronize(folder.get(), path.native());
   }
 
+  void synchronizeVolume(const Path& path) override {
+    const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen() || ::syncfs(folder.get()) != 0) throwError(errno, path.native());
+  }
+
   Path temporaryDirectory() const override {
     const char* folder = std::getenv("TMPDIR");
     return folder != nullptr && *folder != 0 ? Path(folder) : Path("/tmp");
@@ -285,31 +294,37 @@ class LinuxFileSystem final : public FileSystem {
     return Date(std::chrono::seconds(stamp.tv_sec) + std::chrono::microseconds(stamp.tv_nsec / 1000));
   }
 
-  // The copy is complete and on the disk before it gets its name; the source leaves its own name in one step,
-  // so that a source that cannot be taken away undoes the move while everything is still whole.
-  static void moveAcrossVolumes(const Location& from, const Location& to, const Path& source,
-                                const Path& destination) {
+  // The copy is complete and on the disk before it gets its name.
+  static void copyToFreeName(const Location& from, const Location& to, const Path& source,
+                             const Path& destination) {
     struct stat status {};
     if (::fstatat(to.folder.get(), to.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
       throwError(EEXIST, destination.native());
     }
     const std::string partial = temporaryName(to.name);
-    const std::string departed = temporaryName(from.name);
     try {
       posix::copyTree(from.folder.get(), from.name, to.folder.get(), partial, source.native());
       if (::syncfs(to.folder.get()) != 0 && errno != EBADF) throwError(errno, destination.native());
       const int error = renameWithoutReplacing(to.folder.get(), partial, to.folder.get(), to.name);
       if (error != 0) throwError(error, destination.native());
-    } catch (...) {
+    } catch (const std::exception&) {
       removeLeftover(to.folder.get(), partial);
       throw;
     }
+    synchronize(to.folder.get(), destination.native());
+  }
+
+  // The source leaves its own name in one step, so that a source that cannot be taken away undoes the move
+  // while everything is still whole.
+  static void moveAcrossVolumes(const Location& from, const Location& to, const Path& source,
+                                const Path& destination) {
+    copyToFreeName(from, to, source, destination);
+    const std::string departed = temporaryName(from.name);
     const int error = renameWithoutReplacing(from.folder.get(), from.name, from.folder.get(), departed);
     if (error != 0) {
       removeLeftover(to.folder.get(), to.name);
       throwError(error, source.native());
     }
-    synchronize(to.folder.get(), destination.native());
     removeLeftover(from.folder.get(), departed);
     synchronize(from.folder.get(), source.native());
   }

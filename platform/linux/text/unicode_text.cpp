@@ -1,1 +1,241 @@
 #include "platform/unicode_text.h"
+
+#include <algorithm>
+
+#include <unicode/ubrk.h>
+#include <unicode/uchar.h>
+#include <unicode/unorm.h>
+#include <unicode/ustring.h>
+#include <unicode/utext.h>
+
+#include "platform/linux/text/icu_strings.h"
+
+namespace pellam::text {
+
+namespace {
+
+bool isInCategories(char32_t scalar, std::uint32_t categories) {
+  return (U_GET_GC_MASK(static_cast<UChar32>(scalar)) & categories) != 0;
+}
+
+bool isASCIILetter(char unit) { return (unit >= 'a' && unit <= 'z') || (unit >= 'A' && unit <= 'Z'); }
+
+char lowercasedASCII(char unit) {
+  return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
+}
+
+bool isNewline(char32_t scalar) {
+  return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
+}
+
+// The scalar in front of `end`, whose start is put in `start`.
+char32_t scalarBefore(std::string_view text, std::size_t end, std::size_t& start) {
+  start = end - 1;
+  while (start > 0 && end - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) --start;
+  std::size_t next = start;
+  char32_t scalar = nextScalar(text, next);
+  while (next < end) {  // ill-formed: step to the last piece
+    start = next;
+    scalar = nextScalar(text, next);
+  }
+  return scalar;
+}
+
+// Opening one costs far more than using it; it keeps no text between uses.
+UBreakIterator* characterIterator() {
+  thread_local const icu::Owned<UBreakIterator, ubrk_close> iterator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    return icu::Owned<UBreakIterator, ubrk_close>(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+  }();
+  return iterator.get();
+}
+
+// Calls `each(start, end)` for every character until it returns false.
+template <typename Each>
+void eachCharacter(std::string_view text, Each each) {
+  const auto isPlain = [&](std::size_t index) { return static_cast<unsigned char>(text[index]) < 0x80; };
+  std::size_t start = 0;
+  // Between two ASCII characters only CR LF does not break, so ICU is needed from the first other one on.
+  while (start < text.size() && isPlain(start)) {
+    std::size_t end = start + 1;
+    if (end < text.size()) {
+      if (!isPlain(end)) break;
+      if (text[start] == '\r' && text[end] == '\n') ++end;
+    }
+    if (end < text.size() && !isPlain(end)) break;
+    if (!each(start, end)) return;
+    start = end;
+  }
+  if (start == text.size()) return;
+
+  UBreakIterator* iterator = characterIterator();
+  UErrorCode status = U_ZERO_ERROR;
+  UText source = UTEXT_INITIALIZER;
+  utext_openUTF8(&source, text.data() + start, static_cast<std::int64_t>(text.size() - start), &status);
+  ubrk_setUText(iterator, &source, &status);
+  std::int32_t from = 0;
+  for (std::int32_t to = U_SUCCESS(status) ? ubrk_next(iterator) : UBRK_DONE; to != UBRK_DONE;
+       to = ubrk_next(iterator)) {
+    if (!each(start + static_cast<std::size_t>(from), start + static_cast<std::size_t>(to))) break;
+    from = to;
+  }
+  status = U_ZERO_ERROR;
+  ubrk_setText(iterator, u"", 0, &status);
+  utext_close(&source);
+}
+
+int compareNormalised(std::string_view left, std::string_view right, std::uint32_t options) {
+  const std::u16string wideLeft = icu::toUTF16(left);
+  const std::u16string wideRight = icu::toUTF16(right);
+  UErrorCode status = U_ZERO_ERROR;
+  const std::int32_t order =
+      unorm_compare(wideLeft.data(), icu::length(wideLeft.size()), wideRight.data(),
+                    icu::length(wideRight.size()), options | U_COMPARE_CODE_POINT_ORDER, &status);
+  return U_SUCCESS(status) ? order : wideLeft.compare(wideRight);
+}
+
+}  // namespace
+
+bool isDecimalDigit(char32_t scalar) {
+  return scalar < 0x80 ? scalar >= U'0' && scalar <= U'9' : isInCategories(scalar, U_GC_ND_MASK);
+}
+
+bool isLetter(char32_t scalar) {
+  return scalar < 0x80 ? isASCIILetter(static_cast<char>(scalar))
+                       : isInCategories(scalar, U_GC_L_MASK | U_GC_M_MASK);
+}
+
+bool isAlphanumeric(char32_t scalar) {
+  return scalar < 0x80 ? isASCIILetter(static_cast<char>(scalar)) || isDecimalDigit(scalar)
+                       : isInCategories(scalar, U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK);
+}
+
+bool isPunctuation(char32_t scalar) { return isInCategories(scalar, U_GC_P_MASK); }
+
+bool isWhitespaceOrNewline(char32_t scalar) {
+  if (scalar < 0x80) return scalar == U' ' || (scalar >= 0x09 && scalar <= 0x0D);
+  return scalar == 0x85 || scalar == 0x200B || isInCategories(scalar, U_GC_Z_MASK);
+}
+
+char32_t nextScalar(std::string_view text, std::size_t& offset) {
+  constexpr char32_t replacement = 0xFFFD;
+  const auto lead = static_cast<unsigned char>(text[offset++]);
+  if (lead < 0x80) return lead;
+  if (lead < 0xC2 || lead > 0xF4) return replacement;
+  const int trailCount = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  char32_t scalar = lead & (0x3FU >> trailCount);
+  // The second byte's range keeps out overlong forms, surrogates and values beyond U+10FFFF.
+  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  for (int index = 0; index < trailCount; ++index) {
+    if (offset == text.size()) return replacement;
+    const auto trail = static_cast<unsigned char>(text[offset]);
+    if (trail < low || trail > high) return replacement;
+    low = 0x80;
+    high = 0xBF;
+    scalar = (scalar << 6) | (trail & 0x3FU);
+    ++offset;
+  }
+  return scalar;
+}
+
+std::vector<std::string_view> characters(std::string_view text) {
+  std::vector<std::string_view> result;
+  result.reserve(text.size());
+  eachCharacter(text, [&](std::size_t start, std::size_t end) {
+    result.push_back(text.substr(start, end - start));
+    return true;
+  });
+  return result;
+}
+
+std::string truncatedToCharacters(std::string_view text, std::size_t count) {
+  if (text.size() <= count) return std::string(text);
+  std::size_t seen = 0;
+  std::size_t cut = 0;
+  bool isLonger = false;
+  eachCharacter(text, [&](std::size_t, std::size_t end) {
+    isLonger = seen == count;
+    if (isLonger) return false;
+    ++seen;
+    cut = end;
+    return true;
+  });
+  std::string result(text.substr(0, isLonger ? cut : text.size()));
+  if (isLonger) result += "...";
+  return result;
+}
+
+std::string_view trimmed(std::string_view text) {
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t next = start;
+    if (!isWhitespaceOrNewline(nextScalar(text, next))) break;
+    start = next;
+  }
+  std::size_t end = text.size();
+  while (end > start) {
+    std::size_t previous = 0;
+    if (!isWhitespaceOrNewline(scalarBefore(text, end, previous))) break;
+    end = previous;
+  }
+  return text.substr(start, end - start);
+}
+
+std::vector<std::string_view> lines(std::string_view text) {
+  std::vector<std::string_view> result;
+  std::size_t start = 0;
+  for (std::size_t offset = 0; offset < text.size();) {
+    const std::size_t end = offset;
+    if (!isNewline(nextScalar(text, offset))) continue;
+    result.push_back(text.substr(start, end - start));
+    start = offset;
+  }
+  result.push_back(text.substr(start));
+  return result;
+}
+
+std::string lowercased(std::string_view text) {
+  if (icu::isASCII(text)) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), lowercasedASCII);
+    return result;
+  }
+  const std::u16string wide = icu::toUTF16(text);
+  return icu::toUTF8(icu::filled([&](char16_t* buffer, std::int32_t capacity, UErrorCode* status) {
+    return u_strToLower(buffer, capacity, wide.data(), icu::length(wide.size()), "", status);
+  }));
+}
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+  if (icu::isASCII(left) && icu::isASCII(right)) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char a, char b) { return lowercasedASCII(a) == lowercasedASCII(b); });
+  }
+  return compareNormalised(left, right, U_COMPARE_IGNORE_CASE) == 0;
+}
+
+int compareLiterally(std::string_view left, std::string_view right) {
+  // In ASCII the bytes have the order of the scalars, and nothing decomposes.
+  if (left == right) return 0;
+  if (icu::isASCII(left) && icu::isASCII(right)) return left.compare(right);
+  return compareNormalised(left, right, 0);
+}
+
+bool containsLetter(std::string_view text) {
+  for (std::size_t offset = 0; offset < text.size();) {
+    if (isLetter(nextScalar(text, offset))) return true;
+  }
+  return false;
+}
+
+bool isValidUTF8(std::string_view text) {
+  for (std::size_t offset = 0; offset < text.size();) {
+    const std::size_t start = offset;
+    if (nextScalar(text, offset) == 0xFFFD && text.substr(start, offset - start) != "\xEF\xBF\xBD")
+      return false;
+  }
+  return true;
+}
+
+}  // namespace pellam::text

@@ -1,0 +1,50 @@
+#include "platform/linux/text/icu_strings.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include <unicode/ustring.h>
+
+#include "platform/unicode_text.h"
+
+namespace pellam::icu {
+
+std::u16string toUTF16(std::string_view text) {
+  std::u16string result;
+  result.reserve(text.size());
+  for (std::size_t offset = 0; offset < text.size();) {
+    const char32_t scalar = text::nextScalar(text, offset);
+    if (scalar < 0x10000) {
+      result.push_back(static_cast<char16_t>(scalar));
+    } else {
+      result.push_back(static_cast<char16_t>(0xD7C0 + (scalar >> 10)));
+      result.push_back(static_cast<char16_t>(0xDC00 + (scalar & 0x3FF)));
+    }
+  }
+  return result;
+}
+
+std::string toUTF8(std::u16string_view text) {
+  std::string result(text.size() * 3, '\0');
+  UErrorCode status = U_ZERO_ERROR;
+  std::int32_t size = 0;
+  u_strToUTF8WithSub(result.data(), length(result.size()), &size, text.data(), length(text.size()), 0xFFFD,
+                     nullptr, &status);
+  result.resize(U_FAILURE(status) ? 0 : static_cast<std::size_t>(size));
+  return result;
+}
+
+bool isASCII(std::string_view text) {
+  unsigned char seen = 0;
+  for (const char unit : text) seen |= static_cast<unsigned char>(unit);
+  return seen < 0x80;
+}
+
+std::int32_t length(std::size_t size) {
+  if (size > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+    throw std::length_error("text beyond 2 GiB");
+  }
+  return static_cast<std::int32_t>(size);
+}
+
+}  // namespace pellam::icu

@@ -1,0 +1,170 @@
+#include "platform/unicode_text.h"
+
+#include <gtest/gtest.h>
+#include <unicode/uloc.h>
+
+#include <thread>
+
+namespace pellam::text {
+namespace {
+
+using Views = std::vector<std::string_view>;
+
+TEST(UnicodeTextTest, SetsFollowTheGeneralCategories) {
+  struct Row {
+    char32_t scalar;
+    bool digit, letter, alphanumeric, punctuation, space;
+  };
+  const Row rows[] = {
+      {U'5', true, false, true, false, false},
+      {U'٣', true, false, true, false, false},
+      {U'²', false, false, true, false, false},
+      {U'é', false, true, true, false, false},
+      {U'\u0301', false, true, true, false, false},  // a combining mark counts as a letter
+      {U'-', false, false, false, true, false},
+      {U'…', false, false, false, true, false},
+      {U'+', false, false, false, false, false},
+      {U'~', false, false, false, false, false},
+      {U'\u00A0', false, false, false, false, true},
+      {U'\u200B', false, false, false, false, true},
+      {U'\u0085', false, false, false, false, true},
+      {U'\u000B', false, false, false, false, true},
+      {U'\u2028', false, false, false, false, true},
+      {U'\0', false, false, false, false, false},
+      {U'\U0001F600', false, false, false, false, false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(static_cast<std::uint32_t>(row.scalar));
+    EXPECT_EQ(isDecimalDigit(row.scalar), row.digit);
+    EXPECT_EQ(isLetter(row.scalar), row.letter);
+    EXPECT_EQ(isAlphanumeric(row.scalar), row.alphanumeric);
+    EXPECT_EQ(isPunctuation(row.scalar), row.punctuation);
+    EXPECT_EQ(isWhitespaceOrNewline(row.scalar), row.space);
+  }
+}
+
+TEST(UnicodeTextTest, CharactersAreGraphemeClusters) {
+  const struct {
+    std::string_view text;
+    Views characters;
+  } rows[] = {
+      {"", {}},
+      {"a\r\nb\n\r", {"a", "\r\n", "b", "\n", "\r"}},
+      {"1.0e\u0301x", {"1", ".", "0", "e\u0301", "x"}},
+      {"\r\n\u0301", {"\r\n", "\u0301"}},  // nothing joins a line end
+      {"👨‍👩‍👧🇩🇪🇫🇷", {"👨‍👩‍👧", "🇩🇪", "🇫🇷"}},
+      {"a\xFF"
+       "b",
+       {"a", "\xFF", "b"}},
+      {"é", {"é"}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(characters(row.text), row.characters) << row.text;
+}
+
+TEST(UnicodeTextTest, TruncationCountsCharactersNotBytes) {
+  EXPECT_EQ(truncatedToCharacters("abc", 3), "abc");
+  EXPECT_EQ(truncatedToCharacters("abcd", 3), "abc...");
+  EXPECT_EQ(truncatedToCharacters("ééé", 3), "ééé");
+  EXPECT_EQ(truncatedToCharacters("éé👨‍👩‍👧é", 3), "éé👨‍👩‍👧...");
+  EXPECT_EQ(truncatedToCharacters("a\r\nbc", 2), "a\r\n...");
+  EXPECT_EQ(truncatedToCharacters("x", 0), "...");
+}
+
+TEST(UnicodeTextTest, TrimmingAndLines) {
+  EXPECT_EQ(trimmed(" \t\u00A0a b\u200B\r\n"), "a b");
+  EXPECT_EQ(trimmed("\u2028 \n"), "");
+  EXPECT_EQ(trimmed("a\xE2\x80"), "a\xE2\x80");
+  EXPECT_EQ(lines("a\nb\r\nc\u2028"), (Views{"a", "b", "", "c", ""}));
+  EXPECT_EQ(lines(""), Views{""});
+}
+
+TEST(UnicodeTextTest, CaseAndOrder) {
+  EXPECT_EQ(lowercased("BETA 2"), "beta 2");
+  EXPECT_EQ(lowercased("ÉΣ\xFF"), "éς\uFFFD");
+  EXPECT_EQ(lowercased("İ"), "i\u0307");
+  EXPECT_TRUE(equalsIgnoringCase("EN-us", "en-US"));
+  EXPECT_FALSE(equalsIgnoringCase("en", "enx"));
+  EXPECT_TRUE(equalsIgnoringCase("STRASSE", "straße"));
+  EXPECT_TRUE(equalsIgnoringCase("É", "e\u0301"));
+  EXPECT_LT(compareLiterally("RC", "rc"), 0);
+  EXPECT_LT(compareLiterally("a", "ab"), 0);
+  EXPECT_LT(compareLiterally("é", "z"), 0);  // by the decomposed form
+  EXPECT_EQ(compareLiterally("é", "e\u0301"), 0);
+  EXPECT_LT(compareLiterally("z\uFFFD", "z\U0001F600"), 0);
+  EXPECT_TRUE(containsLetter("2.5ß3"));
+  EXPECT_FALSE(containsLetter("2.5 (+3)"));
+}
+
+TEST(UnicodeTextTest, RefusesIllFormedUTF8) {
+  for (const std::string_view good : {"", "a\u00E9\u20AC\U0010FFFF", "\uFFFD"})
+    EXPECT_TRUE(isValidUTF8(good));
+  for (const std::string_view bad :
+       {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+        "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "a\xE2\x82", "\xFF"}) {
+    EXPECT_FALSE(isValidUTF8(bad));
+  }
+}
+
+TEST(UnicodeTextTest, ReplacesEveryMatchIgnoringCase) {
+  EXPECT_EQ(replacingMatches("2.0 Beta\u00A03 é 1  d4", R"(\s+(beta|b|d)\s*(\d+))", "b$2"), "2.0b3 é 1b4");
+  EXPECT_EQ(replacingMatches("x", "(", "y"), "x");
+  EXPECT_EQ(replacingMatches("aAa", "a", std::string(100, 'b')), std::string(300, 'b'));
+  EXPECT_EQ(replacingMatches("", "a", "b"), "");
+}
+
+TEST(UnicodeTextTest, FileSizesReadAsThePlatformShowsThem) {
+  const std::string before = uloc_getDefault();
+  struct Row {
+    const char* locale;
+    long long bytes;
+    const char* text;
+  };
+  const Row rows[] = {
+      {"en_US", 0, "Zero KB"},
+      {"en_US", 1, "1 byte"},
+      {"en_US", 999, "999 bytes"},
+      {"en_US", 1000, "1 KB"},
+      {"en_US", 1200, "1 KB"},
+      {"en_US", 12'345, "12 KB"},
+      {"en_US", 999'499, "999 KB"},
+      {"en_US", 999'500, "1.0 MB"},
+      {"en_US", 12'000'000, "12.0 MB"},
+      {"en_US", 315'260'000, "315.3 MB"},
+      {"en_US", 1'200'000'000, "1.20 GB"},
+      {"en_US", 1'234'000'000'000, "1.23 TB"},
+      {"en_US_POSIX", 1'200'000'000, "1.20 GB"},
+      {"de_DE", 0, "Null KB"},
+      {"de_DE", 12'300'000, "12,3 MB"},
+      {"de_DE", 2, "2 Byte"},
+  };
+  for (const Row& row : rows) {
+    UErrorCode status = U_ZERO_ERROR;
+    uloc_setDefault(row.locale, &status);
+    std::string text = fileByteCount(row.bytes);
+    // German sets the unit apart with a no-break space.
+    if (const auto place = text.find("\u00A0"); place != std::string::npos) text.replace(place, 2, " ");
+    EXPECT_EQ(text, row.text) << row.locale;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_setDefault(before.c_str(), &status);
+}
+
+TEST(UnicodeTextTest, ThreadsDoNotShareWorkingState) {
+  std::vector<std::thread> threads;
+  std::vector<int> failures(4, 0);
+  for (std::size_t index = 0; index < failures.size(); ++index) {
+    threads.emplace_back([&, index] {
+      const std::string text = "é" + std::string(index + 1, 'x');
+      for (int round = 0; round < 300; ++round) {
+        if (characters(text).size() != index + 2) ++failures[index];
+        if (replacingMatches(text, "x", "yy") != "é" + std::string(2 * (index + 1), 'y')) ++failures[index];
+        if (fileByteCount(static_cast<long long>(index + 2) * 1000).empty()) ++failures[index];
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures, std::vector<int>(4, 0));
+}
+
+}  // namespace
+}  // namespace pellam::text

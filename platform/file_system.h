@@ -59,7 +59,9 @@ class FileSystem {
 
   // Creates the folder and those above it. An existing folder is no failure.
   virtual void createDirectory(const std::filesystem::path& path) = 0;
-  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT.
+  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT. A folder
+  // leaves its name in one step before its contents go, so that nobody ever sees it half removed; when its
+  // contents cannot all be removed, what is left gets the name back.
   virtual void removeItem(const std::filesystem::path& path) = 0;
   // Moves an item to a path that must not exist (EEXIST). Within a volume this is one rename and both folders
   // are synced. Across volumes the item is copied, links and attributes included, to a hidden name beside the

@@ -12,7 +12,9 @@ std::string OrvoAppBundleInstallerLauncherServiceInfo::serviceName(
 
 std::string OrvoAppBundleInstallerLauncherServiceInfo::currentHostServiceName(const BundleLoading& bundles) {
   const std::optional<Bundle> bundle = bundles.bundleAt(bundles.mainBundlePath());
-  return serviceName(bundle ? bundle->bundleIdentifier() : std::nullopt);
+  const std::string* identifier =
+      bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
+  return serviceName(identifier == nullptr ? std::nullopt : std::optional(*identifier));
 }
 
 }  // namespace pellam

@@ -1,5 +1,7 @@
 #include "foundation/version_comparator.h"
 
+#include <algorithm>
+
 #include "foundation/version_parts.h"
 
 namespace pellam {
@@ -35,9 +37,9 @@ template <typename Reader>
 ComparisonResult compare(std::string_view firstVersion, std::string_view secondVersion) {
   Reader firstReader(firstVersion);
   Reader secondReader(secondVersion);
+  Part first;
+  Part second;
   for (;;) {
-    Part first;
-    Part second;
     const bool hasFirst = firstReader.next(first);
     const bool hasSecond = secondReader.next(second);
     if (!hasFirst && !hasSecond) return ComparisonResult::same;
@@ -59,10 +61,26 @@ ComparisonResult compare(std::string_view firstVersion, std::string_view secondV
   }
 }
 
+// The length of the whole parts, numbers and points only, that both versions begin with: versions of one
+// product mostly differ at the end.
+std::size_t sharedLeadingParts(std::string_view first, std::string_view second) {
+  const std::size_t common = std::min(first.size(), second.size());
+  std::size_t end = 0;
+  for (std::size_t index = 0; index < common && first[index] == second[index]; ++index) {
+    if (first[index] == '.') {
+      end = index + 1;
+    } else if (first[index] < '0' || first[index] > '9') {
+      break;
+    }
+  }
+  return end;
+}
+
 }  // namespace
 
 ComparisonResult compareASCII(std::string_view first, std::string_view second) {
-  return compare<ASCIIPartReader>(first, second);
+  const std::size_t shared = sharedLeadingParts(first, second);
+  return compare<ASCIIPartReader>(first.substr(shared), second.substr(shared));
 }
 
 ComparisonResult compareUnicode(std::string_view first, std::string_view second) {
@@ -75,6 +93,7 @@ ComparisonResult OrvoVersionComparator::compareVersion(std::optional<std::string
                                                        std::optional<std::string_view> second) {
   const std::string_view a = first.value_or("");
   const std::string_view b = second.value_or("");
+  if (a == b) return ComparisonResult::same;
   unsigned char seen = 0;
   for (const char unit : a) seen |= static_cast<unsigned char>(unit);
   for (const char unit : b) seen |= static_cast<unsigned char>(unit);

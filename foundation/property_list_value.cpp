@@ -43,9 +43,9 @@ PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entr
     : PropertyListDictionary(std::vector<Entry>(entries)) {}
 
 PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
-  if (!std::is_sorted(entries_.begin(), entries_.end(), keyLess)) {
-    std::stable_sort(entries_.begin(), entries_.end(), keyLess);
-  }
+  const auto isOutOfOrder = [](const Entry& left, const Entry& right) { return !keyLess(left, right); };
+  if (std::adjacent_find(entries_.begin(), entries_.end(), isOutOfOrder) == entries_.end()) return;
+  std::stable_sort(entries_.begin(), entries_.end(), keyLess);
   // Keep the last of each run of equal keys.
   auto out = entries_.begin();
   for (auto in = entries_.begin(); in != entries_.end(); ++in) {

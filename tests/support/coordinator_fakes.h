@@ -13,15 +13,15 @@
 
 #include "foundation/installer_error.h"
 #include "host/installer_coordinator.h"
+#include "tests/support/forwarding_file_system.h"
 
 // Substitutes for the coordinator's collaborators that write down what they were asked.
 namespace pellam::testing_support {
 
 // The disk, with the user's folders in the test's own folder; folders can be made unusable.
-class RedirectedFileSystem : public FileSystem {
+class RedirectedFileSystem : public ForwardingFileSystem {
  public:
-  explicit RedirectedFileSystem(std::filesystem::path home)
-      : home_(std::move(home)), real_(makeSystemFileSystem()) {}
+  explicit RedirectedFileSystem(std::filesystem::path home) : home_(std::move(home)) {}
   std::optional<std::filesystem::path> applicationSupportDirectory() const override {
     return home_ / "Support";
   }
@@ -30,52 +30,19 @@ class RedirectedFileSystem : public FileSystem {
     if (!fullVolume.empty() && path.string().starts_with(fullVolume.string())) {
       throw std::system_error(ENOSPC, std::generic_category(), path.string());
     }
-    real_->writeFileAtomically(path, bytes);
+    ForwardingFileSystem::writeFileAtomically(path, bytes);
   }
   void removeItem(const std::filesystem::path& path) override {
     if (path == unremovable) throw std::system_error(EACCES, std::generic_category(), path.string());
-    real_->removeItem(path);
+    ForwardingFileSystem::removeItem(path);
   }
   FileAttributes attributes(const std::filesystem::path& path) const override {
-    FileAttributes attributes = real_->attributes(path);
+    FileAttributes attributes = ForwardingFileSystem::attributes(path);
     if (const auto date = creationDates.find(path.filename().string()); date != creationDates.end()) {
       attributes.creationDate = date->second;
     }
     return attributes;
   }
-
-  bool itemExists(const std::filesystem::path& path, bool* isDirectory) const override {
-    return real_->itemExists(path, isDirectory);
-  }
-  bool isExecutableFile(const std::filesystem::path& path) const override {
-    return real_->isExecutableFile(path);
-  }
-  ByteBuffer readFile(const std::filesystem::path& path) const override { return real_->readFile(path); }
-  void writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) override {
-    real_->writeFile(path, bytes);
-  }
-  void createDirectory(const std::filesystem::path& path) override { real_->createDirectory(path); }
-  void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) override {
-    real_->moveItem(source, destination);
-  }
-  std::vector<std::filesystem::path> contentsOfDirectory(const std::filesystem::path& path,
-                                                         bool skipsHiddenFiles) const override {
-    return real_->contentsOfDirectory(path, skipsHiddenFiles);
-  }
-  void enumerate(const std::filesystem::path& path, EnumerationOptions options,
-                 const std::function<EnumerationStep(const std::filesystem::path&)>& visitor) const override {
-    real_->enumerate(path, options, visitor);
-  }
-  std::filesystem::path resolvingSymlinks(const std::filesystem::path& path) const override {
-    return real_->resolvingSymlinks(path);
-  }
-  int removeQuarantineAttribute(const std::filesystem::path& path) override {
-    return real_->removeQuarantineAttribute(path);
-  }
-  void changeOwner(const std::filesystem::path& path, std::uint32_t owner, std::uint32_t group) override {
-    real_->changeOwner(path, owner, group);
-  }
-  void synchronizeDirectory(const std::filesystem::path& path) override { real_->synchronizeDirectory(path); }
 
   std::filesystem::path fullVolume;
   std::filesystem::path unremovable;
@@ -83,7 +50,6 @@ class RedirectedFileSystem : public FileSystem {
 
  private:
   std::filesystem::path home_;
-  std::shared_ptr<FileSystem> real_;
 };
 
 // Answers each address with what was prepared for it: a status, or an error.

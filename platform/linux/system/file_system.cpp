@@ -25,6 +25,8 @@ using posix::throwError;
 using Path = std::filesystem::path;
 
 constexpr const char* quarantineAttribute = "user.com.apple.quarantine";
+constexpr const char* partialSuffix = ".partial-";
+constexpr const char* removedSuffix = ".removed-";
 
 // Folders that the platform shows as one item.
 constexpr std::array<std::string_view, 13> packageExtensions = {
@@ -64,12 +66,12 @@ Location locate(const Path& path) {
 }
 
 // A hidden name that nobody else uses.
-std::string temporaryName(const std::string& name) {
+std::string temporaryName(const std::string& name, const char* purpose) {
   std::array<unsigned char, 8> random{};
   if (::getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size())) {
     throwError(errno, name);
   }
-  std::string text = "." + name.substr(0, 200) + ".partial-";
+  std::string text = "." + name.substr(0, 200) + purpose;
   for (const unsigned char byte : random) {
     text += "0123456789abcdef"[byte >> 4];
     text += "0123456789abcdef"[byte & 15];
@@ -176,7 +178,7 @@ class LinuxFileSystem final : public FileSystem {
 
   void writeFileAtomically(const Path& path, std::span<const std::uint8_t> bytes) override {
     const Location target = locate(path);
-    const std::string temporary = temporaryName(target.name);
+    const std::string temporary = temporaryName(target.name, partialSuffix);
     const FileDescriptor file(::openat(target.folder.get(), temporary.c_str(),
                                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.isOpen()) throwError(errno, path.native());
@@ -208,7 +210,23 @@ class LinuxFileSystem final : public FileSystem {
 
   void removeItem(const Path& path) override {
     const Location item = locate(path);
-    posix::removeTree(item.folder.get(), item.name, posix::ReadOnlyFolders::respect, path.native());
+    struct stat status {};
+    if (::fstatat(item.folder.get(), item.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      throwError(errno, path.native());
+    }
+    if (!S_ISDIR(status.st_mode)) {
+      posix::removeTree(item.folder.get(), item.name, posix::ReadOnlyFolders::respect, path.native());
+      return;
+    }
+    const std::string departed = temporaryName(item.name, removedSuffix);
+    const int error = renameWithoutReplacing(item.folder.get(), item.name, item.folder.get(), departed);
+    if (error != 0) throwError(error, path.native());
+    try {
+      posix::removeTree(item.folder.get(), departed, posix::ReadOnlyFolders::respect, path.native());
+    } catch (const std::exception&) {
+      (void)renameWithoutReplacing(item.folder.get(), departed, item.folder.get(), item.name);
+      throw;
+    }
   }
 
   void moveItem(const Path& source, const Path& destination) override {
@@ -219,6 +237,10 @@ class LinuxFileSystem final : public FileSystem {
     if (error != 0) throwError(error, destination.native());
     synchronize(to.folder.get(), destination.native());
     synchronize(from.folder.get(), source.native());
+  }
+
+  void copyItem(const Path& source, const Path& destination) override {
+    copyToFreeName(locate(source), locate(destination), source, destination);
   }
 
   std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
@@ -269,6 +291,11 @@ class LinuxFileSystem final : public FileSystem {
     synchronize(folder.get(), path.native());
   }
 
+  void synchronizeVolume(const Path& path) override {
+    const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen() || ::syncfs(folder.get()) != 0) throwError(errno, path.native());
+  }
+
   Path temporaryDirectory() const override {
     const char* folder = std::getenv("TMPDIR");
     return folder != nullptr && *folder != 0 ? Path(folder) : Path("/tmp");
@@ -285,31 +312,37 @@ class LinuxFileSystem final : public FileSystem {
     return Date(std::chrono::seconds(stamp.tv_sec) + std::chrono::microseconds(stamp.tv_nsec / 1000));
   }
 
-  // The copy is complete and on the disk before it gets its name; the source leaves its own name in one step,
-  // so that a source that cannot be taken away undoes the move while everything is still whole.
-  static void moveAcrossVolumes(const Location& from, const Location& to, const Path& source,
-                                const Path& destination) {
+  // The copy is complete and on the disk before it gets its name.
+  static void copyToFreeName(const Location& from, const Location& to, const Path& source,
+                             const Path& destination) {
     struct stat status {};
     if (::fstatat(to.folder.get(), to.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
       throwError(EEXIST, destination.native());
     }
-    const std::string partial = temporaryName(to.name);
-    const std::string departed = temporaryName(from.name);
+    const std::string partial = temporaryName(to.name, partialSuffix);
     try {
       posix::copyTree(from.folder.get(), from.name, to.folder.get(), partial, source.native());
       if (::syncfs(to.folder.get()) != 0 && errno != EBADF) throwError(errno, destination.native());
       const int error = renameWithoutReplacing(to.folder.get(), partial, to.folder.get(), to.name);
       if (error != 0) throwError(error, destination.native());
-    } catch (...) {
+    } catch (const std::exception&) {
       removeLeftover(to.folder.get(), partial);
       throw;
     }
+    synchronize(to.folder.get(), destination.native());
+  }
+
+  // The source leaves its own name in one step, so that a source that cannot be taken away undoes the move
+  // while everything is still whole.
+  static void moveAcrossVolumes(const Location& from, const Location& to, const Path& source,
+                                const Path& destination) {
+    copyToFreeName(from, to, source, destination);
+    const std::string departed = temporaryName(from.name, removedSuffix);
     const int error = renameWithoutReplacing(from.folder.get(), from.name, from.folder.get(), departed);
     if (error != 0) {
       removeLeftover(to.folder.get(), to.name);
       throwError(error, source.native());
     }
-    synchronize(to.folder.get(), destination.native());
     removeLeftover(from.folder.get(), departed);
     synchronize(from.folder.get(), source.native());
   }

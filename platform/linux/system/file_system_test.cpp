@@ -75,6 +75,19 @@ TEST_F(FileSystemTest, RemovesTreesWithoutEverLeavingThroughALink) {
   EXPECT_EQ(errorOf([&] { files_->removeItem(root_ / std::string("outside\0x", 9)); }), EINVAL);
 }
 
+TEST_F(FileSystemTest, ARemovalThatCannotBeginTouchesNothing) {
+  if (::geteuid() != 0) GTEST_SKIP() << "becoming another user needs root";
+  write(root_ / "sticky" / "App" / "file", "x");
+  fs::permissions(root_, fs::perms(0755));
+  fs::permissions(root_ / "sticky", fs::perms(01777));
+  fs::permissions(root_ / "sticky" / "App", fs::perms(0777));
+  ASSERT_EQ(::seteuid(65534), 0);
+  const int error = errorOf([&] { files_->removeItem(root_ / "sticky" / "App"); });
+  ASSERT_EQ(::seteuid(0), 0);
+  EXPECT_EQ(error, EPERM);
+  EXPECT_EQ(read(root_ / "sticky" / "App" / "file"), "x");
+}
+
 TEST_F(FileSystemTest, RemovesATreeDeeperThanAnyPathOrDescriptorLimit) {
   const int start = ::open(".", O_RDONLY | O_DIRECTORY);
   fs::create_directory(root_ / "deep");

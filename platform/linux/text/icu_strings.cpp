@@ -1,5 +1,7 @@
 #include "platform/linux/text/icu_strings.h"
 
+#include <array>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -34,10 +36,16 @@ std::string toUTF8(std::u16string_view text) {
   return result;
 }
 
-bool isASCII(std::string_view text) {
-  unsigned char seen = 0;
-  for (const char unit : text) seen |= static_cast<unsigned char>(unit);
-  return seen < 0x80;
+std::size_t leadingASCII(std::string_view text) {
+  constexpr std::uint64_t upperBits = 0x8080'8080'8080'8080;
+  std::size_t offset = 0;
+  for (; text.size() - offset >= 4 * sizeof(std::uint64_t); offset += 4 * sizeof(std::uint64_t)) {
+    std::array<std::uint64_t, 4> words;
+    std::memcpy(words.data(), text.data() + offset, sizeof words);
+    if (((words[0] | words[1] | words[2] | words[3]) & upperBits) != 0) break;
+  }
+  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
+  return offset;
 }
 
 std::int32_t length(std::size_t size) {

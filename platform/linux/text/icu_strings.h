@@ -14,7 +14,9 @@ namespace pellam::icu {
 [[nodiscard]] std::u16string toUTF16(std::string_view text);
 [[nodiscard]] std::string toUTF8(std::u16string_view text);
 
-[[nodiscard]] bool isASCII(std::string_view text);
+// How many ASCII bytes the text begins with.
+[[nodiscard]] std::size_t leadingASCII(std::string_view text);
+[[nodiscard]] inline bool isASCII(std::string_view text) { return leadingASCII(text) == text.size(); }
 
 // ICU counts in 32 bits; texts beyond that are refused by std::length_error.
 [[nodiscard]] std::int32_t length(std::size_t size);

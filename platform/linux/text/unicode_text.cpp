@@ -231,9 +231,13 @@ bool containsLetter(std::string_view text) {
 
 bool isValidUTF8(std::string_view text) {
   for (std::size_t offset = 0; offset < text.size();) {
-    const std::size_t start = offset;
-    if (nextScalar(text, offset) == 0xFFFD && text.substr(start, offset - start) != "\xEF\xBF\xBD")
-      return false;
+    offset += icu::leadingASCII(text.substr(offset));
+    // Other scripts come in runs too.
+    while (offset < text.size() && static_cast<unsigned char>(text[offset]) >= 0x80) {
+      const std::size_t start = offset;
+      if (nextScalar(text, offset) == 0xFFFD && text.substr(start, offset - start) != "\xEF\xBF\xBD")
+        return false;
+    }
   }
   return true;
 }

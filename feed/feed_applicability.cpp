@@ -1,0 +1,117 @@
+#include "feed/feed_eligibility.h"
+#include "feed/feed_keys.h"
+#include "foundation/decimal.h"
+#include "platform/unicode_text.h"
+
+namespace pellam {
+
+namespace {
+
+// "lowest" or "lowest-highest", both inclusive; pieces between the first and the last "-" are ignored.
+bool isInRange(std::string_view version, std::string_view range, const VersionComparing& versionComparator) {
+  const std::string_view lowest = range.substr(0, range.find('-'));
+  if (versionComparator(lowest, version) == ComparisonResult::descending) return false;
+  const std::size_t lastSeparator = range.rfind('-');
+  return lastSeparator == std::string_view::npos ||
+         versionComparator(version, range.substr(lastSeparator + 1)) != ComparisonResult::descending;
+}
+
+}  // namespace
+
+OrvoUpdateFeedApplicabilityResult OrvoUpdateFeedEligibilityEvaluator::evaluateApplicability(
+    const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& context,
+    const VersionComparing& versionComparator) const {
+  OrvoUpdateFeedApplicabilityResult result;
+  result.releaseDate = releaseDate(feed);
+  result.resolvedFeedIdentifier = resolvedFeedIdentifier(feed);
+
+  const std::string* type = feed.findString(OrvoUpdateFeedKeys::type);
+  if (type == nullptr || *type != OrvoUpdateFeedKeys::updateType) return result;
+  if (!context.canProcessUpdateFeeds ||
+      !passesApplicabilityConstraints(feed, result.releaseDate, context, versionComparator)) {
+    return result;
+  }
+
+  const VersionEvaluation version = evaluateVersionAndBuild(feed, context, versionComparator);
+  result.isBetaUpdate = version.isBetaUpdate;
+  if (!version.isUpdate && !version.isNewBuild) return result;
+  // A user who asks is offered betas too.
+  if (version.isBetaUpdate && !context.checkForBetaReleasesEnabled && !context.isManualCheck) return result;
+  result.shouldProcessFeed = true;
+  result.isUpdate = version.isUpdate;
+  result.isNewBuild = version.isNewBuild;
+  return result;
+}
+
+bool OrvoUpdateFeedEligibilityEvaluator::passesApplicabilityConstraints(
+    const FeedEntry& feed, Date releaseDate, const OrvoUpdateFeedApplicabilityContext& context,
+    const VersionComparing& versionComparator) const {
+  if (!context.debugBypassApplicabilityChecks) {
+    const std::string* versions = readFeedKey(feed, OrvoUpdateFeedKeys::version);
+    if (versions != nullptr && !isInRange(context.appVersion, *versions, versionComparator)) return false;
+
+    const std::string* sku = readFeedKey(feed, OrvoUpdateFeedKeys::sku);
+    if (sku != nullptr && !context.acceptedSKUs.contains(*sku)) return false;
+
+    const std::string* language = readFeedKey(feed, OrvoUpdateFeedKeys::language);
+    if (language != nullptr && (!context.preferredLanguageCode ||
+                                !text::equalsIgnoringCase(*language, *context.preferredLanguageCode))) {
+      return false;
+    }
+
+    const std::string* systems = readFeedKey(feed, OrvoUpdateFeedKeys::os);
+    if (systems != nullptr && !isInRange(context.currentOSVersion, *systems, versionComparator)) return false;
+  }
+
+  // The bypass does not open the staged roll-out.
+  if (context.shouldApplyUserStaggering && !context.isManualCheck && context.userStaggerGroup > 0 &&
+      !isImportantUpdate(feed)) {
+    return context.now >= calendar.addingDays(releaseDate, context.userStaggerGroup).value_or(distantPast);
+  }
+  return true;
+}
+
+OrvoUpdateFeedEligibilityEvaluator::VersionEvaluation
+OrvoUpdateFeedEligibilityEvaluator::evaluateVersionAndBuild(const FeedEntry& feed,
+                                                            const OrvoUpdateFeedApplicabilityContext& context,
+                                                            const VersionComparing& versionComparator) {
+  VersionEvaluation evaluation;
+  const std::string* current = readFeedKey(feed, OrvoUpdateFeedKeys::currentVersion);
+  if (context.debugBypassApplicabilityChecks || current == nullptr ||
+      versionComparator(*current, context.appVersion) == ComparisonResult::descending) {
+    evaluation.isUpdate = true;
+  } else {
+    const std::string* buildText = readFeedKey(feed, OrvoUpdateFeedKeys::currentBuild);
+    const std::optional<std::int64_t> build =
+        buildText == nullptr ? std::nullopt : parseDecimal<std::int64_t>(*buildText);
+    // A build counts only within one and the same version, as text.
+    if (!build || text::compareLiterally(*current, context.appVersion) != 0 || context.appBuild < 1 ||
+        *build <= context.appBuild) {
+      return evaluation;
+    }
+    evaluation.isUpdate = true;
+    evaluation.isNewBuild = true;
+  }
+  evaluation.isBetaUpdate = current != nullptr && text::containsLetter(*current);
+  if (evaluation.isBetaUpdate) evaluation.isNewBuild = false;
+  return evaluation;
+}
+
+Date OrvoUpdateFeedEligibilityEvaluator::releaseDate(const FeedEntry& feed) const {
+  const std::string* day = readFeedKey(feed, OrvoUpdateFeedKeys::releaseDate);
+  return day == nullptr ? distantPast : calendar.parseDay(*day).value_or(distantPast);
+}
+
+std::optional<std::string> OrvoUpdateFeedEligibilityEvaluator::resolvedFeedIdentifier(const FeedEntry& feed) {
+  if (const std::string* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::uid)) return *identifier;
+  if (const std::string* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::feedVersionID))
+    return *identifier;
+  return std::nullopt;
+}
+
+bool OrvoUpdateFeedEligibilityEvaluator::isImportantUpdate(const FeedEntry& feed) {
+  const std::string* important = feed.findString(OrvoUpdateFeedKeys::important);
+  return important != nullptr && *important == "1";
+}
+
+}  // namespace pellam

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "foundation/property_list_value.h"
+
+namespace pellam {
+
+// One entry of the update feed, kept whole from parsing to installation. Keys that nobody knows are carried
+// along untouched.
+using FeedEntry = PropertyListDictionary;
+
+// How every decision reads a key: its value when that is a non-empty string, else null. The entry keeps
+// ownership.
+[[nodiscard]] inline const std::string* readFeedKey(const FeedEntry& feed, std::string_view key) {
+  const std::string* value = feed.findString(key);
+  return value == nullptr || value->empty() ? nullptr : value;
+}
+
+}  // namespace pellam

@@ -1,0 +1,112 @@
+#include <gtest/gtest.h>
+
+#include "foundation/date_text.h"
+#include "foundation/decimal.h"
+#include "foundation/logger.h"
+#include "foundation/url.h"
+
+namespace pellam {
+namespace {
+
+TEST(ValueTextsTest, DatesRoundTrip) {
+  for (const char* text :
+       {"0001-01-01T00:00:00Z", "1969-12-31T23:59:59Z", "2024-02-29T12:00:01Z", "9999-12-31T23:59:59Z"}) {
+    const std::optional<Date> date = parseISO8601(text);
+    ASSERT_TRUE(date) << text;
+    EXPECT_EQ(iso8601Text(*date), text);
+  }
+  EXPECT_EQ(parseISO8601("0001-01-01T00:00:00Z"), distantPast);
+  EXPECT_EQ(iso8601Text(Date(std::chrono::microseconds(-1))), "1969-12-31T23:59:59Z");
+  EXPECT_EQ(parseISO8601("1970-01-01T00:00:00.25Z"), Date(std::chrono::milliseconds(250)));
+  for (const char* text :
+       {"", "2024-02-30T00:00:00Z", "2024-13-01T00:00:00Z", "2024-01-01T24:00:00Z", "2024-01-01T00:60:00Z",
+        "2024-01-01T00:00:60Z", "2024-01-01T00:00:00", "2024-01-01T00:00:00z", "2024-01-01 00:00:00Z",
+        "24-01-01T00:00:00Z", "0000-01-01T00:00:00Z", "2024-01-01T00:00:00.Z", "2024-01-01T00:00:00ZZ",
+        "2024-01-01T00:00:00.1234567Z"}) {
+    EXPECT_EQ(parseISO8601(text), std::nullopt) << text;
+  }
+}
+
+TEST(ValueTextsTest, DecimalsAreWholeTexts) {
+  const struct {
+    const char* text;
+    std::optional<std::int64_t> value;
+  } rows[] = {{"+42", 42},
+              {"-3", -3},
+              {"007", 7},
+              {"-0", 0},
+              {"9223372036854775807", INT64_MAX},
+              {"-9223372036854775808", INT64_MIN},
+              {"9223372036854775808", std::nullopt},
+              {"42a", std::nullopt},
+              {"", std::nullopt},
+              {"+", std::nullopt},
+              {"-", std::nullopt},
+              {"+-1", std::nullopt},
+              {"--1", std::nullopt},
+              {" 1", std::nullopt},
+              {"1 ", std::nullopt},
+              {"0x10", std::nullopt},
+              {"1.0", std::nullopt}};
+  for (const auto& row : rows) EXPECT_EQ(parseDecimal<std::int64_t>(row.text), row.value) << row.text;
+  EXPECT_EQ(parseDecimal<std::uint32_t>("4294967296"), std::nullopt);
+  EXPECT_EQ(parseDecimal<std::uint32_t>("-1"), std::nullopt);
+  EXPECT_EQ(parseDecimal<std::uint32_t>("-0"), 0U);
+}
+
+TEST(ValueTextsTest, AddressesAreTakenApart) {
+  const struct {
+    const char* text;
+    const char* scheme;
+    const char* host;
+    const char* lastPathComponent;
+  } rows[] = {
+      {"HTTPS://User@Example.com:8443/a/b%20c.zip?x=1#y", "https", "Example.com", "b c.zip"},
+      {"https://[2001:db8::1]:80/x/", "https", "[2001:db8::1]", "x"},
+      {"https://example.com", "https", "example.com", ""},
+      {"https://example.com/", "https", "example.com", "/"},
+      {"file.zip", "", "", "file.zip"},
+      {"mailto:a@b.c", "mailto", "", "a@b.c"},
+  };
+  for (const auto& row : rows) {
+    const std::optional<URL> url = URL::parse(row.text);
+    ASSERT_TRUE(url) << row.text;
+    EXPECT_EQ(url->text(), row.text);
+    EXPECT_EQ(url->scheme(), row.scheme);
+    EXPECT_EQ(url->host(), row.host) << row.text;
+    EXPECT_EQ(url->lastPathComponent(), row.lastPathComponent) << row.text;
+  }
+  for (const char* text : {"", "https://exa mple.com", "https://e.com/%zz", "https://e.com:8x/",
+                           "https://[::1/", "1s://a", "https://e.com/<a>", "https://e.com/é", "://a"}) {
+    EXPECT_FALSE(URL::parse(text)) << text;
+  }
+}
+
+TEST(ValueTextsTest, LoggersDeferTheirMessages) {
+  class Recorder final : public PellamLogger {
+   public:
+    void log(const Message& message, PellamLogLevel level, std::string_view category) override {
+      if (level >= PellamLogLevel::warn)
+        lines += std::to_string(static_cast<int>(level)) + std::string(category) + message();
+    }
+    std::string lines;
+  };
+  int evaluations = 0;
+  const PellamLogger::Message message = [&] { return std::to_string(++evaluations); };
+  Recorder recorder;
+  PellamNoopLogger silent;
+  for (PellamLogger* logger : {static_cast<PellamLogger*>(&recorder), static_cast<PellamLogger*>(&silent)}) {
+    logger->debug(message, "d");
+    logger->info(message, "i");
+    logger->warn(message, "w");
+    logger->error(message, "e");
+  }
+  EXPECT_EQ(recorder.lines, "2w13e2");
+  EXPECT_EQ(evaluations, 2);
+  EXPECT_EQ(logLevelFromRawValue(3), PellamLogLevel::error);
+  EXPECT_EQ(logLevelFromRawValue(4), std::nullopt);
+  EXPECT_EQ(logLevelFromRawValue(-1), std::nullopt);
+}
+
+}  // namespace
+}  // namespace pellam

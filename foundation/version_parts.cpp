@@ -1,0 +1,189 @@
+#include "foundation/version_parts.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "platform/unicode_text.h"
+
+namespace pellam::version_detail {
+
+namespace {
+
+constexpr std::int32_t largestNumber = std::numeric_limits<std::int32_t>::max();
+
+// What one ASCII character is. White space and punctuation both separate, but only white space can open a
+// beta word.
+enum class Unit : std::uint8_t { text, digit, punctuation, space };
+
+constexpr std::array<Unit, 128> units = [] {
+  std::array<Unit, 128> table{};
+  for (std::size_t unit = '0'; unit <= '9'; ++unit) table[unit] = Unit::digit;
+  for (std::size_t unit = 0x09; unit <= 0x0D; ++unit) table[unit] = Unit::space;
+  table[' '] = Unit::space;
+  // The punctuation categories; "$", "+", "<", "=", ">", "^", "`", "|" and "~" are symbols, which are text.
+  for (const char unit : std::string_view("!\"#%&'()*,-./:;?@[\\]_{}")) {
+    table[static_cast<std::size_t>(unit)] = Unit::punctuation;
+  }
+  return table;
+}();
+
+inline Unit unitAt(const char* at) { return units[static_cast<unsigned char>(*at) & 0x7F]; }
+
+constexpr char lowercased(char unit) {
+  return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
+}
+
+bool isBetaWord(std::string_view text) {
+  if (text.size() == 1) return lowercased(text[0]) == 'b' || lowercased(text[0]) == 'd';
+  constexpr std::string_view word = "beta";
+  return text.size() == word.size() && std::equal(text.begin(), text.end(), word.begin(),
+                                                  [](char a, char b) { return lowercased(a) == b; });
+}
+
+// With `at` on white space: the first digit of "\s+(beta|b|d)\s*(\d+)" when that matches here, else null.
+const char* digitsOfBetaWord(const char* at, const char* end) {
+  while (at != end && unitAt(at) == Unit::space) ++at;
+  const char* word = at;
+  while (at != end && at - word < 5 && unitAt(at) == Unit::text) ++at;
+  if (!isBetaWord({word, static_cast<std::size_t>(at - word)})) return nullptr;
+  while (at != end && unitAt(at) == Unit::space) ++at;
+  return at != end && unitAt(at) == Unit::digit ? at : nullptr;
+}
+
+std::int32_t appendingDigit(std::int32_t number, std::int32_t digit) {
+  const std::int64_t longer = std::int64_t{number} * 10 + digit;
+  return static_cast<std::int32_t>(std::min<std::int64_t>(longer, largestNumber));
+}
+
+// Decimal digits stand in runs of ten that begin at a code ending in 0 or 6 (hexadecimal), except for the
+// mathematical ones, which follow each other without a gap.
+std::int32_t digitValue(char32_t digit) {
+  if (digit >= 0x1D7CE && digit <= 0x1D7FF) return static_cast<std::int32_t>((digit - 0x1D7CE) % 10);
+  const auto last = static_cast<std::int32_t>(digit & 0xF);
+  return last < 6 || (last < 10 && text::isDecimalDigit(digit & ~char32_t{0xF})) ? last : last - 6;
+}
+
+Part::Kind kindOf(std::string_view character) {
+  std::size_t offset = 0;
+  const char32_t scalar = text::nextScalar(character, offset);
+  if (scalar == U'.') return Part::Kind::separator;
+  if (text::isDecimalDigit(scalar)) return Part::Kind::number;
+  if (text::isWhitespaceOrNewline(scalar) || text::isPunctuation(scalar)) return Part::Kind::separator;
+  return Part::Kind::text;
+}
+
+// The digits that the text begins with.
+std::int32_t leadingInteger(std::string_view text) {
+  std::int32_t number = 0;
+  for (std::size_t offset = 0; offset < text.size();) {
+    const char32_t scalar = text::nextScalar(text, offset);
+    if (!text::isDecimalDigit(scalar)) break;
+    number = appendingDigit(number, digitValue(scalar));
+  }
+  return number;
+}
+
+}  // namespace
+
+bool ASCIIPartReader::next(Part& part) {
+  if (at_ == end_) return false;
+  const char* start = at_;
+  switch (unitAt(at_)) {
+    case Unit::digit: {
+      part.kind = Part::Kind::number;
+      // Nine digits cannot overflow; longer runs are rare.
+      std::int32_t number = 0;
+      for (; at_ != end_ && unitAt(at_) == Unit::digit; ++at_) {
+        number = at_ - start < 9 ? number * 10 + (*at_ - '0') : appendingDigit(number, *at_ - '0');
+      }
+      part.number = number;
+      return true;
+    }
+    case Unit::punctuation:
+      part.kind = Part::Kind::separator;
+      ++at_;
+      return true;
+    case Unit::space:
+      if (const char* digits = digitsOfBetaWord(at_, end_)) {
+        part = {Part::Kind::text, 0, {}, true};
+        at_ = digits;
+        return true;
+      }
+      part.kind = Part::Kind::separator;
+      ++at_;
+      if (*start == '\r' && at_ != end_ && *at_ == '\n') ++at_;
+      return true;
+    case Unit::text:
+      break;
+  }
+  while (at_ != end_ && unitAt(at_) == Unit::text) ++at_;
+  part = {Part::Kind::text, 0, {start, static_cast<std::size_t>(at_ - start)}, false};
+  if (at_ != end_ && unitAt(at_) == Unit::space) {
+    if (const char* digits = digitsOfBetaWord(at_, end_)) {
+      part.endsWithBeta = true;
+      at_ = digits;
+    }
+  }
+  return true;
+}
+
+int ASCIIPartReader::compareText(const Part& left, const Part& right) {
+  // The text as it counts, in two pieces.
+  struct Pieces {
+    std::string_view text;
+    std::string_view ending;
+    explicit Pieces(const Part& part) : text(part.text), ending(part.endsWithBeta ? "b" : "") {
+      if (ending.empty() && isBetaWord(text)) text = "b";
+    }
+    [[nodiscard]] std::size_t size() const { return text.size() + ending.size(); }
+    [[nodiscard]] char operator[](std::size_t index) const {
+      return index < text.size() ? text[index] : ending[index - text.size()];
+    }
+  };
+  const Pieces a(left);
+  const Pieces b(right);
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t index = 0; index < common; ++index) {
+    if (a[index] != b[index]) return a[index] < b[index] ? -1 : 1;
+  }
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+}
+
+UnicodePartReader::UnicodePartReader(std::string_view text) {
+  constexpr std::string_view noBreakSpace = "\u00A0";
+  std::string spaced;
+  for (std::size_t place = text.find(noBreakSpace); place != std::string_view::npos;
+       place = text.find(noBreakSpace)) {
+    spaced.append(text.substr(0, place)).push_back(' ');
+    text.remove_prefix(place + noBreakSpace.size());
+  }
+  spaced.append(text);
+  normalised_ = text::replacingMatches(spaced, R"(\s+(beta|b|d)\s*(\d+))", "b$2");
+  characters_ = text::characters(normalised_);
+}
+
+bool UnicodePartReader::next(Part& part) {
+  if (at_ == characters_.size()) return false;
+  const std::string_view first = characters_[at_];
+  part = {kindOf(first), 0, first, false};
+  ++at_;
+  if (part.kind == Part::Kind::separator) return true;
+  while (at_ < characters_.size() && kindOf(characters_[at_]) == part.kind) {
+    // Characters follow each other without a gap, so the part is one view.
+    part.text = {part.text.data(), part.text.size() + characters_[at_].size()};
+    ++at_;
+  }
+  if (part.kind == Part::Kind::number) part.number = leadingInteger(part.text);
+  return true;
+}
+
+int UnicodePartReader::compareText(const Part& left, const Part& right) {
+  const auto counted = [](const Part& part) -> std::string_view {
+    const std::string lower = text::lowercased(part.text);
+    return lower == "beta" || lower == "b" || lower == "d" ? "b" : part.text;
+  };
+  return text::compareLiterally(counted(left), counted(right));
+}
+
+}  // namespace pellam::version_detail

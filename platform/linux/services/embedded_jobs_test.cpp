@@ -67,11 +67,10 @@ TEST_F(Jobs, RunInASessionOfTheirOwnWithNothingOfTheSubmittersLeft) {
   ASSERT_TRUE(becomesTrue([&] { return fs::exists(folder / "done"); }));
   ::close(inherited);
   const std::string descriptors = TemporaryFolder::read(folder / "fds");
-  EXPECT_EQ(descriptors.find("/tmp"), descriptors.rfind("/tmp")) << "only the output of ls itself";
-  for (const char* stream : {"0 -> /dev/null", "2 -> /dev/null"}) {
+  for (const std::string stream : {"0 -> /dev/null", "2 -> /dev/null"}) {
     EXPECT_NE(descriptors.find(stream), std::string::npos) << descriptors;
   }
-  EXPECT_EQ(std::count(descriptors.begin(), descriptors.end(), '>'), 3) << descriptors;
+  EXPECT_EQ(descriptors.find(" " + std::to_string(inherited) + " -> "), std::string::npos) << descriptors;
   const std::string session = TemporaryFolder::read(folder / "session");
   EXPECT_EQ(session.find(std::to_string(::getpid())), std::string::npos);
   EXPECT_EQ(TemporaryFolder::read(folder / "env").find("PELLAM_TEST_SECRET"), std::string::npos);
@@ -148,8 +147,8 @@ TEST_F(Jobs, AreTakenOneAtATimeForALabel) {
   for (int count = 0; count < 8; ++count) {
     submitters.emplace_back([&] {
       const int error = failure([&] { jobs.submit(shell("exec sleep 100")); });
+      EXPECT_TRUE(error == 0 || error == EEXIST) << error;
       if (error == 0) ++accepted;
-      if (error != 0) EXPECT_EQ(error, EEXIST);
     });
   }
   for (std::thread& submitter : submitters) submitter.join();
@@ -227,10 +226,9 @@ TEST_F(Application, IsOpenedAsThisUserAndBelongsToNoJob) {
   ASSERT_TRUE(becomesTrue([&] { return fs::exists(trace); }));
   (void)control->remove(JobControlDomain::userLaunchd, "com.example.pellam-test-relaunch", nullptr, true);
   std::ifstream stream(trace);
-  std::string line;
-  while (std::getline(stream, line)) {
-  }
-  EXPECT_NE(stampOf(std::stoi(line)), std::nullopt);
+  std::string process;
+  for (std::string line; std::getline(stream, line);) process = line;
+  EXPECT_NE(stampOf(std::stoi(process)), std::nullopt);
   EXPECT_EQ(whoItIs().front(), std::to_string(::getuid()));
 }
 

@@ -143,6 +143,7 @@ TEST_F(DownloadClientTest, CancellingBeforeTheTaskExistsTransfersNothing) {
 
 TEST(DownloadDefaultTest, AClientWithoutProgressReportsOnceAtTheEnd) {
   struct Plain final : OrvoUpdateInstallerNetworkClient {
+    using OrvoUpdateInstallerNetworkClient::data;
     NetworkData data(const URL& url, const CancellationToken&) override {
       return {ByteBuffer(std::string_view("12345")), {url, 200, length}};
     }

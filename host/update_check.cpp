@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "feed/update_version_comparison.h"
+#include "feed/version_comparison.h"
 
 namespace pellam {
 
@@ -12,17 +12,16 @@ constexpr double longestSleepSeconds = 10.0 * 365 * 86'400;
 }  // namespace
 
 std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationToken& cancellation) const {
-  URLRequest request{feed, {{"Cache-Control", "no-cache"}}, std::nullopt};
-  NetworkData data;
+  const URLRequest request{feed, {{"Cache-Control", "no-cache"}}, std::nullopt};
   try {
-    data = network_->data(request, cancellation);
+    const NetworkData data = network_->data(request, cancellation);
+    const std::optional<int> status = data.response.statusCode;
+    if (status && (*status < 200 || *status > 299)) throw FeedNotServed(*status);
+    return OrvoUpdateFeedParser().parseFeed(data.body.span());
   } catch (const URLLoadingError& error) {
     if (error.code() == URLLoadingError::Code::cancelled) throw OperationCancelled();
     throw;
   }
-  const std::optional<int> status = data.response.statusCode;
-  if (status && (*status < 200 || *status > 299)) throw FeedNotServed(*status);
-  return OrvoUpdateFeedParser().parseFeed(data.body.span());
 }
 
 UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,

@@ -37,7 +37,7 @@ struct UpdateCheckOptions {
   bool isManualCheck = true;
   bool checkForBetaReleases = false;  // in addition to the user's setting
   std::optional<std::string> preferredLanguageCode;
-  std::set<std::string> acceptedSKUs;
+  std::set<std::string, std::less<>> acceptedSKUs;
   std::string currentOSVersion;
   std::optional<std::int64_t> staggerGroup;  // overrides the remembered one
   // The host would end this check by telling the user that there is no update.

@@ -138,12 +138,13 @@ void Executor::swap(const Paths& paths, const Path& incoming, const Path& backup
   } catch (const std::exception&) {
     // Also after a first move that failed, which a platform may have carried out half-way.
     restoreBackupIgnoringErrors(backup, paths.installed);
-    installIncomingIfNothingIsLeft(incoming, backup, paths.installed);
+    leaveSomethingInstalled(backup, incoming, paths.installed);
     std::throw_with_nested(Error(Error::Case::replacementFailed));
   }
   if (incoming != paths.staged) removeIgnoringErrors(paths.staged);
   if (relauncher_->relaunchApplication(paths.installed)) return;
   restoreBackupIgnoringErrors(backup, paths.installed);
+  leaveSomethingInstalled(backup, incoming, paths.installed);
   throw Error(Error::Case::relaunchFailed);
 }
 
@@ -160,13 +161,12 @@ void Executor::restoreBackupIgnoringErrors(const Path& backup, const Path& insta
   }
 }
 
-// A first move that failed makes the restore remove the installed bundle for a backup that was never made.
-// The user is left with the new bundle then, which has passed every check, rather than with none.
-void Executor::installIncomingIfNothingIsLeft(const Path& incoming, const Path& backup,
-                                              const Path& installed) {
+// A restore that stopped half-way, or that removed the installed bundle for a backup that was never made,
+// must not be the end: the old bundle gets a second chance, else the new one, which has passed every check.
+void Executor::leaveSomethingInstalled(const Path& backup, const Path& incoming, const Path& installed) {
   try {
-    if (fileSystem_->itemExists(installed) || fileSystem_->itemExists(backup)) return;
-    fileSystem_->moveItem(incoming, installed);
+    if (fileSystem_->itemExists(installed)) return;
+    fileSystem_->moveItem(fileSystem_->itemExists(backup) ? backup : incoming, installed);
   } catch (const std::exception&) {
     // Nothing more can be done; the failure that led here is reported.
   }

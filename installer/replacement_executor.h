@@ -77,9 +77,8 @@ class OrvoAppBundleReplacementExecutor {
   void restoreBackup(const std::filesystem::path& backup, const std::filesystem::path& installed);
   void restoreBackupIgnoringErrors(const std::filesystem::path& backup,
                                    const std::filesystem::path& installed);
-  void installIncomingIfNothingIsLeft(const std::filesystem::path& incoming,
-                                      const std::filesystem::path& backup,
-                                      const std::filesystem::path& installed);
+  void leaveSomethingInstalled(const std::filesystem::path& backup, const std::filesystem::path& incoming,
+                               const std::filesystem::path& installed);
   void cleanupAfterSuccessfulReplacement(const std::filesystem::path& backup,
                                          const std::filesystem::path& staged);
   void relaunchInstalledApplicationIfPossible(const std::filesystem::path& installed);

@@ -98,7 +98,7 @@ class FileSystem {
   // Writes everything that is pending for the folder's volume through to the disk.
   virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
 
-  // The folder for temporary files (TMPDIR, else /tmp), not resolved.
+  // This user's own folder for temporary files (TMPDIR where it is set), not resolved.
   [[nodiscard]] virtual std::filesystem::path temporaryDirectory() const = 0;
   // The user's first Application Support folder; nothing when there is no home folder.
   [[nodiscard]] virtual std::optional<std::filesystem::path> applicationSupportDirectory() const = 0;

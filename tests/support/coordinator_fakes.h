@@ -54,6 +54,7 @@ class RedirectedFileSystem : public ForwardingFileSystem {
 
 // Answers each address with what was prepared for it: a status, or an error.
 struct ScriptedNetwork final : OrvoUpdateInstallerNetworkClient {
+  using OrvoUpdateInstallerNetworkClient::data;
   NetworkData data(const URL& url, const CancellationToken& cancellation) override {
     requests.push_back(url.text());
     if (onRequest) onRequest();
@@ -115,6 +116,8 @@ struct RecordingLauncher final : OrvoAppBundleUpdateHelperLaunching {
 // Writes down what the window would show; presses its button when told to.
 struct RecordingWindow final : OrvoUpdateProgressWindow {
   void update(const OrvoUpdateProgressWindowState& state) override {
+    // A chunk's progress is shown or, when the download ended meanwhile, dropped: not a step of its own.
+    if (state.statusText && state.statusText->find(" of ") != std::string::npos) return;
     std::string line = state.title + "|" + state.statusText.value_or("-") + "|";
     line += state.progressFraction ? std::to_string(*state.progressFraction).substr(0, 4) : "-";
     shown.push_back(line);

@@ -31,7 +31,7 @@ class TemporaryFolder {
 
   // Writes a file below the folder, with the folders above it.
   std::filesystem::path write(const std::filesystem::path& name, const std::string& text) const {
-    const std::filesystem::path file = path_ / name;
+    std::filesystem::path file = path_ / name;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << text;
     return file;

@@ -23,7 +23,7 @@ struct UpdateCommandLine {
   bool printsJSON = false;
   bool showsHelp = false;
   std::optional<std::string> language;
-  std::set<std::string> acceptedSKUs;
+  std::set<std::string, std::less<>> acceptedSKUs;
   std::optional<std::string> operatingSystemVersion;
   std::optional<std::int64_t> staggerGroup;
   std::optional<std::filesystem::path> stateFolder;

@@ -1,11 +1,10 @@
-#include <unistd.h>
-
 #include <cstdio>
 #include <thread>
 
 #include "host/main_thread_queue.h"
 #include "host/system_host.h"
 #include "platform/interrupts.h"
+#include "platform/terminal.h"
 #include "platform/user_languages.h"
 #include "tools/pellam_update/update_session.h"
 
@@ -45,13 +44,13 @@ UpdateExitStatus run(const UpdateCommandLine& line) {
   CancellationSource cancellation;
   const auto interrupts = watchInterrupts([&] { cancellation.cancel(); });
 
-  const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;
+  const bool isTerminal = standardOutputIsTerminal();
   UpdateReporter reporter(stdout, line.printsJSON ? UpdateReporter::Form::json
                                   : isTerminal    ? UpdateReporter::Form::terminal
                                                   : UpdateReporter::Form::plain);
   SystemHost host = makeSystemHost(line.application, line.stateFolder, mainThread);
   const UpdateCheckOptions options = checkOptions(line, *host.process);
-  const bool canAsk = isTerminal && ::isatty(STDIN_FILENO) == 1 && !line.printsJSON;
+  const bool canAsk = isTerminal && standardInputIsTerminal() && !line.printsJSON;
   UpdateSession session({host.application, host.check, host.coordinator, host.reports, host.identifiers,
                          mainThread, reporter, [canAsk] { return confirmAtTerminal(canAsk); }, complain},
                         line, options);

@@ -160,7 +160,9 @@ void Transfer::configure(Handles& handles) {
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &TransferCallbacks::write);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
   for (const auto& [name, value] : request_.headers) {
-    handles.headers = curl_slist_append(handles.headers, (name + ": " + value).c_str());
+    std::string line = name;
+    line.append(": ").append(value);
+    handles.headers = curl_slist_append(handles.headers, line.c_str());
   }
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, handles.headers);
 }

@@ -64,6 +64,7 @@ TEST_F(SettingsStoreTest, ValuesSurviveAndAreConvertedWhenRead) {
 
 TEST_F(SettingsStoreTest, ChangesOfSeveralStoresAreAllKept) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int index = 0; index < 8; ++index) {
     threads.emplace_back([this, index] { store()->set(std::int64_t{index}, "key" + std::to_string(index)); });
   }

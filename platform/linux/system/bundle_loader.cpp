@@ -45,7 +45,7 @@ class BundleLoader final : public BundleLoading {
   std::filesystem::path mainBundlePath() const override {
     std::error_code ignored;
     const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
-    const std::filesystem::path folder = executable.parent_path();
+    std::filesystem::path folder = executable.parent_path();
     if (folder.filename() == "MacOS" && folder.parent_path().filename() == "Contents") {
       return folder.parent_path().parent_path();
     }

@@ -15,6 +15,7 @@
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/file_tree.h"
 #include "platform/linux/system/posix_error.h"
+#include "platform/linux/system/private_temporary_folder.h"
 
 namespace pellam {
 
@@ -296,10 +297,7 @@ class LinuxFileSystem final : public FileSystem {
     if (!folder.isOpen() || ::syncfs(folder.get()) != 0) throwError(errno, path.native());
   }
 
-  Path temporaryDirectory() const override {
-    const char* folder = std::getenv("TMPDIR");
-    return folder != nullptr && *folder != 0 ? Path(folder) : Path("/tmp");
-  }
+  Path temporaryDirectory() const override { return privateTemporaryFolder(); }
 
   std::optional<Path> applicationSupportDirectory() const override {
     const char* home = std::getenv("HOME");

@@ -1,9 +1,9 @@
 #include "platform/interrupts.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <atomic>
+#include <csignal>
 #include <thread>
 #include <utility>
 
@@ -25,7 +25,8 @@ class InterruptWatcher final : public InterruptWatching {
   InterruptWatcher& operator=(const InterruptWatcher&) = delete;
   ~InterruptWatcher() override {
     isEnding_ = true;
-    pthread_kill(thread_.native_handle(), SIGTERM);
+    // The thread waits for this signal in sigwait, so nothing is terminated by it.
+    pthread_kill(thread_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     thread_.join();
     pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
   }

@@ -1,0 +1,113 @@
+#include "tools/pellam_feed/feed_evaluation.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "feed/feed_keys.h"
+#include "foundation/date_text.h"
+
+namespace pellam::feed_tool {
+
+namespace {
+
+using JSON = nlohmann::ordered_json;
+
+template <typename Value>
+JSON orNull(const std::optional<Value>& value) {
+  return value ? JSON(*value) : JSON(nullptr);
+}
+
+JSON json(const PropertyListValue& value) {
+  if (const bool* boolean = value.boolean()) return *boolean;
+  if (const double* real = value.real())
+    return std::isfinite(*real) ? JSON(*real) : JSON(value.description());
+  if (const auto* number = value.unsigned64()) return *number;
+  if (const auto number = value.numberAsInteger()) return *number;
+  if (const PropertyListArray* array = value.array()) {
+    JSON elements = JSON::array();
+    for (const PropertyListValue& element : *array) elements.push_back(json(element));
+    return elements;
+  }
+  if (const PropertyListDictionary* dictionary = value.dictionary()) {
+    JSON members = JSON::object();
+    for (const auto& [key, member] : *dictionary) members[key] = json(member);
+    return members;
+  }
+  return value.description();
+}
+
+JSON json(const OrvoUpdateFeedApplicabilityResult& result) {
+  return {{"shouldProcessFeed", result.shouldProcessFeed},
+          {"isUpdate", result.isUpdate},
+          {"isNewBuild", result.isNewBuild},
+          {"isBetaUpdate", result.isBetaUpdate},
+          {"releaseDate", iso8601Text(result.releaseDate)},
+          {"resolvedFeedIdentifier", orNull(result.resolvedFeedIdentifier)}};
+}
+
+JSON json(const OrvoUpdateFeedDisplayResult& result) {
+  return {{"isEligibleForProcessing", result.isEligibleForProcessing},
+          {"shouldDisplayNow", result.shouldDisplayNow},
+          {"resolvedFeedIdentifier", orNull(result.resolvedFeedIdentifier)},
+          {"effectiveStoredFeedIdentifier", orNull(result.effectiveStoredFeedIdentifier)}};
+}
+
+JSON json(const OrvoUpdateFeedPipelineApplicationResult& result) {
+  return {
+      {"didProcessSelectedUpdate", result.didProcessSelectedUpdate},
+      {"shouldMarkUpdateCheckPerformedOK", result.shouldMarkUpdateCheckPerformedOK},
+      {"shouldHideNoUpdatesFoundDialog", result.shouldHideNoUpdatesFoundDialog},
+      {"updatedNewsDictionary",
+       result.updatedNewsDictionary ? json(PropertyListValue(*result.updatedNewsDictionary)) : JSON(nullptr)},
+      {"resolvedSleepInterval", orNull(result.resolvedSleepInterval)}};
+}
+
+bool isUpdate(const FeedEntry& entry) {
+  const std::string* type = entry.findString(OrvoUpdateFeedKeys::type);
+  return type != nullptr && *type == OrvoUpdateFeedKeys::updateType;
+}
+
+}  // namespace
+
+std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext context) {
+  const VersionComparing comparator = OrvoUpdateVersionComparison::compare;
+  const OrvoUpdateFeedPipelineEvaluator pipeline;
+  const OrvoUpdateFeedEligibilityEvaluator& evaluator = pipeline.processingEvaluator.eligibilityEvaluator;
+
+  context.application.pipelineResult =
+      pipeline.evaluate(feed, context.applicability, context.display, comparator);
+  const auto& candidate = context.application.pipelineResult.selectedCandidate;
+
+  // The candidate does not say where it stood, so its place is found again on the way through the entries.
+  JSON entries = JSON::array();
+  JSON selectedIndex = nullptr;
+  for (std::size_t index = 0; index < feed.size(); ++index) {
+    const OrvoUpdateFeedApplicabilityResult applicability =
+        evaluator.evaluateApplicability(feed[index], context.applicability, comparator);
+    JSON display = nullptr;
+    if (selectedIndex.is_null() && isUpdate(feed[index]) && applicability.shouldProcessFeed) {
+      const OrvoUpdateFeedDisplayResult result =
+          evaluator.evaluateDisplay(feed[index], applicability, context.display, comparator);
+      display = json(result);
+      if (candidate && candidate->display == result && candidate->applicability == applicability &&
+          candidate->feed == feed[index]) {
+        selectedIndex = index;
+      }
+    }
+    entries.push_back({{"index", index}, {"applicability", json(applicability)}, {"display", display}});
+  }
+
+  int displayCallbackCalls = 0;
+  const OrvoUpdateFeedPipelineApplicationResult application =
+      OrvoUpdateFeedPipelineApplier().apply(context.application, [&](const FeedEntry&) {
+        ++displayCallbackCalls;
+        return context.displaySelectedUpdateReturns;
+      });
+  const JSON report = {{"entries", entries},
+                       {"selectedIndex", selectedIndex},
+                       {"application", json(application)},
+                       {"displayCallbackCalls", displayCallbackCalls}};
+  return report.dump(-1, ' ', false, JSON::error_handler_t::replace);
+}
+
+}  // namespace pellam::feed_tool

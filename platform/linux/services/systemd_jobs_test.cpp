@@ -10,6 +10,7 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/authorization.h"
 #include "platform/job_control.h"
 #include "platform/linux/services/application_opener.h"
 #include "platform/linux/services/job_process.h"
@@ -173,6 +174,53 @@ TEST_F(SystemdJobControl, GivesAnOrdinaryUserItsOwnManagerAndNotTheSystems) {
   EXPECT_EQ(TemporaryFolder::read(folder / "answers"), "NSPOSIXErrorDomain 1\norg.freedesktop.\nstarted\n");
   EXPECT_NE(TemporaryFolder::read(folder / "group").find("user@" + std::string(user) + ".service"),
             std::string::npos);
+}
+
+// The statuses for an ordinary user, with the real authority and each of its answers.
+TEST_F(SystemdJobControl, TellsTheAuthoritysAnswersApart) {
+  const char* user = std::getenv("PELLAM_TEST_SESSION_USER");
+  if (user == nullptr) GTEST_SKIP() << "no throw-away system to install a policy in";
+  const auto identity = static_cast<uid_t>(std::stoul(user));
+  const auto statusFor = [&](std::uint32_t flags) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (::setresuid(identity, identity, identity) != 0) ::_exit(1);
+      const auto client = makeSystemSecurityAuthorizationClient();
+      AuthorizationReference reference = nullptr;
+      (void)client->authorizationCreate(0, reference);
+      (void)client->authorizationRightSet(reference, "com.example.pellam-update", "authenticate-admin",
+                                          "Please");
+      const std::int32_t status = client->authorizationCopyRights(
+          reference, {"com.example.pellam-update", "com.apple.ServiceManagement.daemons.modify"}, flags);
+      (void)client->authorizationFree(reference, 0);
+      ::_exit(-status - 60'000 > 0 ? -status - 60'000 : 0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WEXITSTATUS(status) == 0 ? 0 : -60'000 - WEXITSTATUS(status);
+  };
+  const auto becomes = [&](std::int32_t wanted) {
+    std::int32_t status = 1;
+    for (int count = 0; count < 50 && status != wanted; ++count) {
+      status = statusFor(3);
+      if (status != wanted) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return status;
+  };
+  const fs::path rule = "/etc/polkit-1/rules.d/00-pellam-test.rules";
+  const auto answerWith = [&](const std::string& result) {
+    std::ofstream(rule) << "polkit.addRule(function(action, subject) {"
+                           " if (action.id == \"org.pellam.update.install\") return polkit.Result."
+                        << result << "; });\n";
+  };
+  EXPECT_EQ(statusFor(3), -60005) << "an action that nobody installed";
+  fs::copy_file(PELLAM_POLICY_FILE, "/usr/share/polkit-1/actions/org.pellam.update.policy");
+  EXPECT_EQ(becomes(-60007), -60007) << "nobody there to ask";
+  EXPECT_EQ(statusFor(2), -60007);
+  answerWith("YES");
+  EXPECT_EQ(becomes(0), 0);
+  answerWith("NO");
+  EXPECT_EQ(becomes(-60005), -60005);
 }
 
 }  // namespace

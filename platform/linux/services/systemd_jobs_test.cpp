@@ -13,6 +13,7 @@
 #include "platform/authorization.h"
 #include "platform/job_control.h"
 #include "platform/linux/services/application_opener.h"
+#include "platform/linux/services/elevated_program.h"
 #include "platform/linux/services/job_process.h"
 #include "tests/support/temporary_folder.h"
 
@@ -221,6 +222,48 @@ TEST_F(SystemdJobControl, TellsTheAuthoritysAnswersApart) {
   EXPECT_EQ(becomes(0), 0);
   answerWith("NO");
   EXPECT_EQ(becomes(-60005), -60005);
+}
+
+TEST_F(SystemdJobControl, ElevatesAProgramOfRootsOnlyWhenItIsGranted) {
+  const char* user = std::getenv("PELLAM_TEST_SESSION_USER");
+  if (user == nullptr) GTEST_SKIP() << "no throw-away system to set rules in";
+  if (::access("/usr/bin/pkexec", X_OK) != 0) GTEST_SKIP() << "needs pkexec";
+  const auto identity = static_cast<uid_t>(std::stoul(user));
+  fs::permissions(folder.path(), fs::perms(0777));
+  const fs::path rule = "/etc/polkit-1/rules.d/00-pellam-exec.rules";
+  const auto answerWith = [&](const std::string& result) {
+    std::ofstream(rule) << "polkit.addRule(function(action, subject) {"
+                           " if (action.id == \"org.freedesktop.policykit.exec\") return polkit.Result."
+                        << result << "; });\n";
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  };
+  const auto errorOf = [&](const std::vector<std::string>& arguments) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (::setresuid(identity, identity, identity) != 0) ::_exit(1);
+      try {
+        startElevated({"label", arguments, 0});
+        ::_exit(0);
+      } catch (const PlatformError& error) {
+        ::_exit(static_cast<int>(error.bridged().code));
+      }
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+  };
+  const std::string script = "id -u > " + (folder / "who.new").string() + "; mv " +
+                             (folder / "who.new").string() + " " + (folder / "who").string() + "; sleep 0.2";
+  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), EACCES) << "nobody there to ask";
+  answerWith("NO");
+  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), EACCES);
+  answerWith("YES");
+  fs::copy_file("/bin/sh", folder / "shell");
+  EXPECT_EQ(errorOf({(folder / "shell").string(), "-c", script}), EPERM);
+  EXPECT_FALSE(fs::exists(folder / "who"));
+  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), 0);
+  ASSERT_TRUE(appears("who"));
+  EXPECT_EQ(TemporaryFolder::read(folder / "who"), "0\n");
 }
 
 }  // namespace

@@ -59,13 +59,19 @@ class FileSystem {
 
   // Creates the folder and those above it. An existing folder is no failure.
   virtual void createDirectory(const std::filesystem::path& path) = 0;
-  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT.
+  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT. A folder
+  // leaves its name in one step before its contents go, so that nobody ever sees it half removed; when its
+  // contents cannot all be removed, what is left gets the name back.
   virtual void removeItem(const std::filesystem::path& path) = 0;
   // Moves an item to a path that must not exist (EEXIST). Within a volume this is one rename and both folders
   // are synced. Across volumes the item is copied, links and attributes included, to a hidden name beside the
   // destination, synced, renamed, and only then removed at the source; a failure leaves the source whole and
   // nothing at the destination.
   virtual void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
+  // Copies an item, links and attributes included (owner and group when this process is root), to a path that
+  // must not exist (EEXIST): under a hidden name beside the destination, synced, then renamed. On failure
+  // nothing is left at or beside the destination.
+  virtual void copyItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
 
   // The paths of a folder's direct entries, in the order of their names.
   [[nodiscard]] virtual std::vector<std::filesystem::path> contentsOfDirectory(
@@ -89,8 +95,10 @@ class FileSystem {
 
   // Writes the folder's entries through to the disk; a volume that cannot is no failure.
   virtual void synchronizeDirectory(const std::filesystem::path& path) = 0;
+  // Writes everything that is pending for the folder's volume through to the disk.
+  virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
 
-  // The folder for temporary files (TMPDIR, else /tmp), not resolved.
+  // This user's own folder for temporary files (TMPDIR where it is set), not resolved.
   [[nodiscard]] virtual std::filesystem::path temporaryDirectory() const = 0;
   // The user's first Application Support folder; nothing when there is no home folder.
   [[nodiscard]] virtual std::optional<std::filesystem::path> applicationSupportDirectory() const = 0;

@@ -2,7 +2,8 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
+
+#include "foundation/uuid.h"
 
 namespace pellam {
 
@@ -13,9 +14,6 @@ class UUIDGenerating {
   // A fresh random UUID in its canonical upper-case form, 36 characters.
   [[nodiscard]] virtual std::string makeUUID() = 0;
 };
-
-// True for the canonical 36-character form, in either letter case.
-[[nodiscard]] bool isUUID(std::string_view text);
 
 [[nodiscard]] std::shared_ptr<UUIDGenerating> makeSystemUUIDGenerator();
 

@@ -1,0 +1,93 @@
+#include <algorithm>
+#include <utility>
+
+#include "foundation/installer_error.h"
+#include "foundation/text_format.h"
+#include "host/installer_coordinator.h"
+#include "platform/unicode_text.h"
+
+namespace pellam {
+
+namespace {
+using Error = OrvoUpdateInstallerError;
+}
+
+NetworkData OrvoUpdateInstallerCoordinator::downloadArchive(const URL& primaryURL,
+                                                            const std::optional<URL>& fallbackURL,
+                                                            const Window& window,
+                                                            const CancellationToken& cancellation) {
+  try {
+    return fetchSuccessfully(primaryURL, window, cancellation);
+  } catch (const std::exception&) {
+    throwIfCancellation(std::current_exception());
+  }
+  if (!fallbackURL) throw Error(Error::Case::downloadFailed);
+  try {
+    return fetchSuccessfully(*fallbackURL, window, cancellation);
+  } catch (const std::exception&) {
+    throwIfCancellation(std::current_exception());
+    throw Error(Error::Case::downloadFailed);
+  }
+}
+
+NetworkData OrvoUpdateInstallerCoordinator::fetchSuccessfully(const URL& url, const Window& window,
+                                                              const CancellationToken& cancellation) {
+  NetworkData result = fetchArchive(url, window, cancellation);
+  const std::optional<int> status = result.response.statusCode;
+  if (status && (*status < 200 || *status > 299)) throw Error(Error::Case::downloadFailed);
+  return result;
+}
+
+NetworkData OrvoUpdateInstallerCoordinator::fetchArchive(const URL& url, const Window& window,
+                                                         const CancellationToken& cancellation) {
+  show(window, {"Downloading update…", "Preparing download…", 0.0});
+  const auto token = std::make_shared<OrvoUpdateProgressToken>();
+  // Deactivated on every way out, so that progress still waiting for the main thread is dropped.
+  struct Deactivation {
+    explicit Deactivation(std::shared_ptr<OrvoUpdateProgressToken> owned) : token(std::move(owned)) {}
+    Deactivation(const Deactivation&) = delete;
+    Deactivation& operator=(const Deactivation&) = delete;
+    ~Deactivation() { token->deactivate(); }
+    std::shared_ptr<OrvoUpdateProgressToken> token;
+  };
+  const Deactivation deactivation(token);
+  return networkClient_->data(
+      url, window ? downloadProgressHandler(window, token) : DownloadProgressHandler(), cancellation);
+}
+
+DownloadProgressHandler OrvoUpdateInstallerCoordinator::downloadProgressHandler(
+    const Window& window, const std::shared_ptr<OrvoUpdateProgressToken>& token) const {
+  const std::weak_ptr<OrvoUpdateProgressWindow> weakWindow = window;
+  return [this, weakWindow, token](const OrvoUpdateInstallerDownloadProgress& progress) {
+    OrvoUpdateProgressWindowState state{localized("Downloading update…"),
+                                        downloadProgressStatusText(progress), progress.progressFraction()};
+    environment_.mainThread->perform([weakWindow, token, state = std::move(state)] {
+      const std::shared_ptr<OrvoUpdateProgressWindow> shown = weakWindow.lock();
+      if (shown && token->isActive()) shown->update(state);
+    });
+  };
+}
+
+std::string OrvoUpdateInstallerCoordinator::downloadProgressStatusText(
+    const OrvoUpdateInstallerDownloadProgress& progress) const {
+  const std::string received = text::fileByteCount(progress.bytesReceived);
+  if (!progress.expectedBytes || *progress.expectedBytes < 1) {
+    return formatText(localized("%@ downloaded"), {received});
+  }
+  const std::string total = text::fileByteCount(std::max(*progress.expectedBytes, progress.bytesReceived));
+  return formatText(localized("%@ of %@"), {received, total});
+}
+
+void OrvoUpdateInstallerCoordinator::throwIfCancellation(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const OperationCancelled&) {
+    throw;
+  } catch (const URLLoadingError& loading) {
+    if (loading.code() == URLLoadingError::Code::cancelled) throw OperationCancelled();
+  } catch (
+      const std::exception&) {  // NOLINT(bugprone-empty-catch): the caller decides about every other error
+  }
+}
+
+}  // namespace pellam

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "foundation/installer_error.h"
+
+namespace pellam {
+
+// One English sentence for an install error, for logs and for programs without windows; the payload is at its
+// end. Windows show the localised alerts instead.
+[[nodiscard]] std::string installerErrorText(const OrvoUpdateInstallerError& error);
+
+}  // namespace pellam

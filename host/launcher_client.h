@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "foundation/sleeping.h"
+#include "host/service_connection.h"
+#include "launcher-protocol/helper_launching.h"
+
+namespace pellam {
+
+// The host's way to a launched installer helper: sends the request to the launcher service inside the host's
+// bundle, relays its progress and returns the one result. Time limits: the first runs from sending the
+// message until the user is asked for authorization, or to the end when nobody is asked; the second from the
+// user's answer to the reply; 0 means no limit. Keeps nothing between launches; any thread but the main
+// thread.
+class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
+ public:
+  OrvoAppBundleXPCUpdateHelperLauncher(
+      std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnectionMaking> connectionFactory,
+      std::string serviceName, std::uint64_t preAuthorizationTimeoutNanoseconds,
+      std::uint64_t postAuthorizationTimeoutNanoseconds, CancellableSleep watchdogSleep = systemSleep)
+      : connectionFactory_(std::move(connectionFactory)),
+        serviceName_(std::move(serviceName)),
+        preAuthorizationTimeoutNanoseconds_(preAuthorizationTimeoutNanoseconds),
+        postAuthorizationTimeoutNanoseconds_(postAuthorizationTimeoutNanoseconds),
+        watchdogSleep_(std::move(watchdogSleep)) {}
+
+  // Blocks until the launch has ended. The progress handler is called on the connection's thread.
+  [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(
+      const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
+
+ private:
+  std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnectionMaking> connectionFactory_;
+  std::string serviceName_;
+  std::uint64_t preAuthorizationTimeoutNanoseconds_;
+  std::uint64_t postAuthorizationTimeoutNanoseconds_;
+  CancellableSleep watchdogSleep_;
+};
+
+}  // namespace pellam

@@ -1,0 +1,88 @@
+#include "host/update_check.h"
+
+#include <algorithm>
+
+#include "feed/version_comparison.h"
+
+namespace pellam {
+
+namespace {
+// A feed may state any interval; beyond ten years a date would leave the calendar.
+constexpr double longestSleepSeconds = 10.0 * 365 * 86'400;
+}  // namespace
+
+std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationToken& cancellation) const {
+  const URLRequest request{feed, {{"Cache-Control", "no-cache"}}, std::nullopt};
+  try {
+    const NetworkData data = network_->data(request, cancellation);
+    const std::optional<int> status = data.response.statusCode;
+    if (status && (*status < 200 || *status > 299)) throw FeedNotServed(*status);
+    return OrvoUpdateFeedParser().parseFeed(data.body.span());
+  } catch (const URLLoadingError& error) {
+    if (error.code() == URLLoadingError::Code::cancelled) throw OperationCancelled();
+    throw;
+  }
+}
+
+UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
+                                      const InstalledApplication& application,
+                                      const UpdateCheckOptions& options,
+                                      const std::function<bool(const FeedEntry&)>& display) const {
+  const Date now = clock_->now();
+  const std::int64_t staggerGroup =
+      options.staggerGroup ? *options.staggerGroup : settings_->staggerGroup().value_or(0);
+
+  OrvoUpdateFeedApplicabilityContext applicability;
+  applicability.appVersion = application.identity.versionString;
+  applicability.appBuild = application.build;
+  applicability.currentOSVersion = options.currentOSVersion;
+  applicability.preferredLanguageCode = options.preferredLanguageCode;
+  applicability.acceptedSKUs = options.acceptedSKUs;
+  applicability.canProcessUpdateFeeds = true;
+  applicability.isManualCheck = options.isManualCheck;
+  applicability.checkForBetaReleasesEnabled =
+      options.checkForBetaReleases || settings_->checkForBetaReleases();
+  applicability.shouldApplyUserStaggering = true;
+  applicability.userStaggerGroup = staggerGroup;
+  applicability.now = now;
+
+  OrvoUpdateFeedDisplayContext displayContext;
+  displayContext.appVersion = application.identity.versionString;
+  displayContext.canProcessUpdateFeeds = true;
+  displayContext.now = now;
+  displayContext.lastNewsDisplayedDate = settings_->lastNewsDisplayedDate();
+  displayContext.checkUpdatesAfterHours = settings_->checkUpdatesAfterHours();
+  displayContext.isManualCheck = options.isManualCheck;
+  displayContext.storedFeedIdentifier = settings_->storedFeedIdentifier();
+
+  UpdateCheckResult result;
+  result.pipeline = OrvoUpdateFeedPipelineEvaluator().evaluate(feed, applicability, displayContext,
+                                                               &OrvoUpdateVersionComparison::compare);
+
+  OrvoUpdateFeedPipelineApplicationInput input;
+  input.pipelineResult = result.pipeline;
+  input.canProcessUpdateFeeds = true;
+  input.shouldConfirmNoUpdatesDialog = options.shouldConfirmNoUpdatesDialog;
+  input.shouldSetSleepInterval = true;
+  input.existingNewsDictionary = settings_->newsDictionary();
+  input.feedTypeKey = UpdateSettings::feedTypeKey;
+  input.defaultRefetchIntervalSeconds = defaultRefetchIntervalSeconds;
+  input.minimumRefetchIntervalSeconds = minimumRefetchIntervalSeconds;
+
+  bool wasDisplayed = false;
+  result.application = OrvoUpdateFeedPipelineApplier().apply(input, [&](const FeedEntry& entry) {
+    wasDisplayed = display(entry);
+    return wasDisplayed;
+  });
+  if (result.application.updatedNewsDictionary) {
+    settings_->setNewsDictionary(*result.application.updatedNewsDictionary);
+  }
+  if (wasDisplayed) settings_->setLastNewsDisplayedDate(now);
+  if (const std::optional<double> interval = result.application.resolvedSleepInterval) {
+    const double seconds = std::min(*interval, longestSleepSeconds);
+    settings_->setNextFetchDate(now + std::chrono::seconds(static_cast<std::int64_t>(seconds)));
+  }
+  return result;
+}
+
+}  // namespace pellam

@@ -1,0 +1,51 @@
+#include "host/update_requests.h"
+
+#include "feed/feed_keys.h"
+#include "foundation/text_format.h"
+
+namespace pellam {
+
+namespace {
+
+std::optional<URL> address(const PropertyListDictionary& feed, std::string_view key) {
+  const std::string* text = feed.findString(key);
+  return text == nullptr ? std::nullopt : URL::parse(*text);
+}
+
+std::string fileName(const std::optional<URL>& url) { return url ? url->lastPathComponent() : std::string(); }
+
+}  // namespace
+
+OrvoUpdateInstallerRequest OrvoUpdateInstallerRequest::makeFromFeed(
+    const PropertyListDictionary& feed, const std::string& applicationName,
+    const std::string& defaultInstallerNameFormat, const std::string& installerSubdirectoryName) {
+  OrvoUpdateInstallerRequest request;
+  request.archiveURL = address(feed, OrvoUpdateFeedKeys::installerURL);
+  request.archiveFileName = fileName(request.archiveURL);
+  const std::string* name = feed.findString(OrvoUpdateFeedKeys::installerName);
+  request.installerFileName =
+      name != nullptr && !name->empty() ? *name : formatText(defaultInstallerNameFormat, {applicationName});
+  request.applicationName = applicationName;
+  request.installerSubdirectoryName = installerSubdirectoryName;
+  return request;
+}
+
+OrvoAppBundleUpdateRequest OrvoAppBundleUpdateRequest::makeFromFeed(
+    const PropertyListDictionary& feed, const std::string& applicationName,
+    const std::filesystem::path& installedApplicationURL, const OrvoAppBundleUpdateHostIdentity& hostIdentity,
+    const std::optional<std::filesystem::path>& helperExecutableURL,
+    const std::string& installerSubdirectoryName,
+    const std::optional<std::string>& failureReportAttemptIdentifier) {
+  OrvoAppBundleUpdateRequest request;
+  request.archiveURL = address(feed, OrvoUpdateFeedKeys::appBundleInstallerURL);
+  request.archiveFileName = fileName(request.archiveURL);
+  request.applicationName = applicationName;
+  request.installedApplicationURL = installedApplicationURL;
+  request.hostIdentity = hostIdentity;
+  request.helperExecutableURL = helperExecutableURL;
+  request.installerSubdirectoryName = installerSubdirectoryName;
+  request.failureReportAttemptIdentifier = failureReportAttemptIdentifier;
+  return request;
+}
+
+}  // namespace pellam

@@ -1,0 +1,54 @@
+#include <cstdio>
+
+#include "installer/exit_status.h"
+#include "installer/replacement_run.h"
+#include "launcher-protocol/helper_command_line.h"
+#include "launcher-service/launchd_relauncher.h"
+#include "platform/authorization.h"
+#include "platform/bundle.h"
+#include "platform/job_control.h"
+#include "platform/system_log.h"
+#include "platform/workspace.h"
+
+namespace {
+
+using namespace pellam;
+
+ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacementRequest& request) {
+  ReplacementRun::Collaborators with;
+  with.fileSystem = makeSystemFileSystem();
+  const std::shared_ptr<BundleLoading> bundles = makeSystemBundleLoader(with.fileSystem);
+  // The tools of the bundle that this helper belongs to, never those of the staged one.
+  with.childProcesses = makeSystemChildProcessRunner(bundles->mainBundlePath() / "Contents/MacOS");
+  with.processInformation = makeSystemProcessInformation();
+  with.effectiveUser = makeSystemEffectiveUserSwitching();
+  with.identifiers = makeSystemUUIDGenerator();
+  with.clock = std::make_shared<PellamSystemClock>();
+  with.privilegeChecker =
+      std::make_shared<OrvoAppBundleReplacementProcessPrivilegeChecker>(with.processInformation);
+  with.relauncher = std::make_shared<OrvoAppBundleLaunchdRelauncher>(
+      std::make_shared<OrvoAppBundleWorkspaceRelauncher>(makeSystemWorkspace()), with.privilegeChecker,
+      std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(makeSystemSecurityAuthorizationClient()),
+      std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(makeSystemJobControl()), bundles,
+      request.launchUserContext);
+  with.systemLog = makeSystemLog();
+  return with;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    const std::vector<std::string> words(arguments + 1, arguments + count);
+    const HelperCommandLine line = parseHelperCommandLine(words);
+    const ReplacementRun::Outcome outcome = ReplacementRun(systemCollaborators(line.request)).run(line);
+    if (outcome.failure) std::fprintf(stderr, "PellamUpdateInstaller: %s\n", outcome.failure->c_str());
+    return outcome.exitStatus;
+  } catch (const HelperCommandLineError& error) {
+    std::fprintf(stderr, "PellamUpdateInstaller: %s\n", error.what());
+    return exit_status::malformedCommandLine;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "PellamUpdateInstaller: %s\n", error.what());
+    return exit_status::unexpectedError;
+  }
+}

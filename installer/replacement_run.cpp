@@ -1,0 +1,109 @@
+#include "installer/replacement_run.h"
+
+#include <exception>
+
+#include "foundation/installer_error.h"
+#include "installer/code_signature_validator.h"
+#include "installer/exit_status.h"
+#include "installer/failure_report.h"
+#include "installer/interrupted_replacement_recovery.h"
+#include "installer/replacement_executor.h"
+#include "launcher-protocol/diagnostic_text.h"
+
+namespace pellam {
+
+namespace {
+
+std::string nestedDescription(const std::exception& error) {
+  try {
+    std::rethrow_if_nested(error);
+  } catch (const std::exception& nested) {
+    return std::string(": ") + nested.what() + nestedDescription(nested);
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string failureDescription(const std::exception& error,
+                               const std::optional<std::string>& diagnosticLine) {
+  const auto* own = dynamic_cast<const OrvoUpdateInstallerError*>(&error);
+  std::string description = own != nullptr ? own->summary() : error.what();
+  if (diagnosticLine) description += ": " + *diagnosticLine;
+  return escapedLineBreaks(description + nestedDescription(error));
+}
+
+ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine) {
+  const OrvoAppBundleReplacementRequest& request = commandLine.request;
+  const std::int32_t host = commandLine.hostProcessIdentifier;
+  if (!collaborators_.processInformation->waitForProcessToEnd(host, hostEndLimit)) {
+    const std::string failure = "the application is still running: pid=" + std::to_string(host) +
+                                " waitedSeconds=" + std::to_string(hostEndLimit.count());
+    collaborators_.systemLog(failure);
+    writeFailureReport(request, failure);
+    return {exit_status::hostStillRunning, failure};
+  }
+  (void)recoverInterruptedReplacement(*collaborators_.fileSystem, request.installedApplicationURL,
+                                      collaborators_.systemLog);
+  std::optional<std::string> failure;
+  try {
+    replace(request, failure);
+    return {exit_status::success, std::nullopt};
+  } catch (const std::exception& error) {
+    return {exitStatusFor(error), failure};
+  }
+}
+
+void ReplacementRun::replace(const OrvoAppBundleReplacementRequest& request,
+                             std::optional<std::string>& failure) {
+  // The validator's line says what exactly was wrong; it belongs into the report as well.
+  std::optional<std::string> validatorLine;
+  const auto makeValidator = [&]() -> std::unique_ptr<OrvoAppBundleUpdateValidating> {
+    const DiagnosticLog log = [&](const std::string& line) {
+      validatorLine = line;
+      collaborators_.systemLog(line);
+    };
+    return std::make_unique<OrvoAppBundleCodeSignatureValidator>(
+        collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation, log);
+  };
+  OrvoAppBundleReplacementExecutor executor(
+      collaborators_.fileSystem, collaborators_.relauncher, nullptr, collaborators_.privilegeChecker, nullptr,
+      collaborators_.systemLog, collaborators_.identifiers, makeValidator);
+  (void)executor.executeReplacement(request, [&](const std::exception& error) {
+    failure = failureDescription(error, validatorLine);
+    collaborators_.systemLog("replacement failed: " + *failure);
+    writeFailureReport(request, *failure);
+  });
+}
+
+void ReplacementRun::writeFailureReport(const OrvoAppBundleReplacementRequest& request,
+                                        const std::string& description) {
+  if (!request.failureReportURL) return;
+  const Date now = collaborators_.clock->now();
+  const auto write = [&](const std::optional<std::string>& attemptIdentifier) {
+    OrvoAppBundleUpdateFailureReportStore store(collaborators_.fileSystem, collaborators_.clock);
+    store.writeFailureReportAt(description, *request.failureReportURL, now, attemptIdentifier);
+  };
+  const auto writeAsLaunchUser = [&](const std::optional<std::string>& attemptIdentifier) {
+    const auto& user = request.launchUserContext;
+    if (!user) return write(attemptIdentifier);
+    // In the user's home, with the user's rights: the user can read and remove the report, and nothing that
+    // the user has put there leads a privileged process elsewhere.
+    collaborators_.effectiveUser->performAs(user->userIdentifier, user->groupIdentifier,
+                                            [&] { write(attemptIdentifier); });
+  };
+  try {
+    try {
+      writeAsLaunchUser(request.failureReportAttemptIdentifier);
+    } catch (const std::exception& error) {
+      // An identifier that makes no usable file name must not cost the whole report.
+      collaborators_.systemLog(std::string("Unable to write the failure report of the attempt: ") +
+                               error.what());
+      writeAsLaunchUser(std::nullopt);
+    }
+  } catch (const std::exception& error) {
+    collaborators_.systemLog(std::string("Unable to write the failure report: ") + error.what());
+  }
+}
+
+}  // namespace pellam

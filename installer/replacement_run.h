@@ -1,0 +1,68 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "foundation/clock.h"
+#include "foundation/logger.h"
+#include "installer/relaunching.h"
+#include "installer/replacement_checks.h"
+#include "launcher-protocol/helper_command_line.h"
+#include "platform/child_process.h"
+#include "platform/effective_user.h"
+#include "platform/file_system.h"
+#include "platform/identifiers.h"
+#include "platform/process_information.h"
+
+namespace pellam {
+
+// One run of the installer helper, from its parsed command line to its exit status:
+//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs ends the run: nothing
+//   is
+//      touched and nothing is relaunched;
+//   2. puts an interrupted earlier replacement right;
+//   3. replaces;
+//   4. on any failure writes the failure report, before the application that is then installed is relaunched,
+//      so that it finds the report complete.
+// Single-threaded and blocking; one object per process.
+class ReplacementRun {
+ public:
+  static constexpr std::chrono::seconds hostEndLimit{120};
+
+  struct Collaborators {
+    std::shared_ptr<FileSystem> fileSystem;
+    std::shared_ptr<ChildProcessRunning> childProcesses;
+    std::shared_ptr<ProcessInformation> processInformation;
+    std::shared_ptr<EffectiveUserSwitching> effectiveUser;
+    std::shared_ptr<UUIDGenerating> identifiers;
+    std::shared_ptr<PellamClock> clock;
+    std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher;
+    std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
+    DiagnosticLog systemLog;
+  };
+
+  explicit ReplacementRun(Collaborators collaborators) : collaborators_(std::move(collaborators)) {}
+
+  // The exit status (installer/exit_status.h). A failure is also one line for standard error.
+  struct Outcome {
+    int exitStatus = 0;
+    std::optional<std::string> failure;
+  };
+  [[nodiscard]] Outcome run(const HelperCommandLine& commandLine);
+
+ private:
+  void replace(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
+  void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);
+
+  Collaborators collaborators_;
+};
+
+// What a failure report says: the error's summary, what the validator found, and the system's error behind
+// it, on one line.
+[[nodiscard]] std::string failureDescription(const std::exception& error,
+                                             const std::optional<std::string>& diagnosticLine);
+
+}  // namespace pellam

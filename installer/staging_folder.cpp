@@ -1,0 +1,30 @@
+#include "installer/staging_folder.h"
+
+#include "installer/bundle_paths.h"
+#include "platform/identifiers.h"
+
+namespace pellam {
+
+namespace {
+
+constexpr const char* installerFolderName = "SeamlessInstaller";
+constexpr int maximumCandidates = 8;
+
+}  // namespace
+
+std::optional<std::filesystem::path> seamlessInstallerAttemptRoot(const std::filesystem::path& containing) {
+  std::filesystem::path candidate = withoutTrailingSlash(containing.lexically_normal());
+  for (int examined = 0; examined < maximumCandidates; ++examined) {
+    const std::filesystem::path parent = candidate.parent_path();
+    if (parent == candidate) return std::nullopt;
+    if (parent.filename() == installerFolderName) {
+      if (!isUUID(candidate.filename().string())) return std::nullopt;
+      return candidate;
+    }
+    if (candidate.filename() == installerFolderName) return std::nullopt;
+    candidate = parent;
+  }
+  return std::nullopt;
+}
+
+}  // namespace pellam

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+namespace pellam {
+
+// The folder of one install attempt, ".../SeamlessInstaller/<UUID>", that contains the given folder or is
+// it. Looks at the path's text alone: the folder and at most seven above it. Nothing when none of them lies
+// directly in a "SeamlessInstaller", or the one that does is not named by a UUID.
+[[nodiscard]] std::optional<std::filesystem::path> seamlessInstallerAttemptRoot(
+    const std::filesystem::path& containing);
+
+}  // namespace pellam

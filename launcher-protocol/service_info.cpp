@@ -1,0 +1,20 @@
+#include "launcher-protocol/service_info.h"
+
+#include "platform/bundle.h"
+
+namespace pellam {
+
+std::string OrvoAppBundleInstallerLauncherServiceInfo::serviceName(
+    const std::optional<std::string>& hostBundleIdentifier) {
+  if (!hostBundleIdentifier || hostBundleIdentifier->empty()) return fallbackServiceName;
+  return *hostBundleIdentifier + serviceNameSuffix;
+}
+
+std::string OrvoAppBundleInstallerLauncherServiceInfo::currentHostServiceName(const BundleLoading& bundles) {
+  const std::optional<Bundle> bundle = bundles.bundleAt(bundles.mainBundlePath());
+  const std::string* identifier =
+      bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
+  return serviceName(identifier == nullptr ? std::nullopt : std::optional(*identifier));
+}
+
+}  // namespace pellam

@@ -1,0 +1,149 @@
+#include "launcher-service/helper_launcher.h"
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "foundation/installer_error.h"
+#include "launcher-protocol/security_status.h"
+
+namespace pellam {
+
+namespace {
+
+using Launcher = OrvoAppBundleLaunchdHelperLauncher;
+using Result = OrvoAppBundleReplacementLaunchResult;
+using Progress = OrvoAppBundleInstallerLaunchProgress;
+using Phase = OrvoAppBundleInstallerLaunchPhase;
+
+std::string identifierPrefix(const OrvoAppBundleReplacementRequest& request) {
+  if (request.hostIdentity && !request.hostIdentity->bundleIdentifier.empty()) {
+    return request.hostIdentity->bundleIdentifier;
+  }
+  return "com.tarnvale.pellam";
+}
+
+Result resultOf(const std::exception& error) {
+  return Result::launchFailed(
+      OrvoAppBundleInstallerFailureDiagnostic::fromError(Phase::jobSubmission, bridge(error)));
+}
+
+Result resultOf(const OrvoUpdateInstallerError& error) {
+  using Case = OrvoUpdateInstallerError::Case;
+  switch (error.errorCase()) {
+    case Case::replacementHelperLaunchFailed:
+      return Result::launchFailed(*error.diagnostic());
+    case Case::replacementHelperLaunchTimedOut:
+      return Result::timedOut(*error.phase());
+    case Case::authorizationDenied:
+      return Result::authorizationDenied(*error.status());
+    case Case::authorizationCancelled:
+      return Result::authorizationCancelled(*error.status());
+    default:
+      return resultOf(static_cast<const std::exception&>(error));
+  }
+}
+
+}  // namespace
+
+Result Launcher::launchReplacement(const OrvoAppBundleReplacementRequest& request,
+                                   const LaunchProgressHandler& progressHandler) {
+  try {
+    return launch(request, progressHandler);
+  } catch (const OrvoUpdateInstallerError& error) {
+    return resultOf(error);
+  } catch (const std::exception& error) {
+    return resultOf(error);
+  }
+}
+
+Result Launcher::launch(const OrvoAppBundleReplacementRequest& request,
+                        const LaunchProgressHandler& progressHandler) {
+  if (!request.helperExecutableURL) return Result::helperUnavailable();
+
+  const bool isWritable =
+      with_.permissionChecker->destinationParentIsWritable(request.installedApplicationURL);
+  const bool canPreserveOwnership =
+      with_.ownershipMatcher->processCanMatchInstalledOwnership(request.installedApplicationURL);
+  const bool needsAuthorization = !isWritable || !canPreserveOwnership;
+  if (needsAuthorization) {
+    progressHandler(Progress::authorizationRequired(isWritable, canPreserveOwnership));
+    if (!request.shouldRequestAuthorizationIfNeeded) {
+      return Result::authorizationDenied(security_status::denied);
+    }
+  }
+
+  if (!with_.preAuthorizationShouldProceed()) return Result::timedOut(Phase::preAuthorization);
+  const auto authorization = with_.authorizationProvider->makeAuthorization();
+  if (!with_.preAuthorizationShouldProceed()) return Result::timedOut(Phase::preAuthorization);
+
+  if (needsAuthorization) {
+    requestRights(*authorization, request, progressHandler);
+  } else {
+    with_.beginPostAuthorizationPhase();
+  }
+  if (!with_.postAuthorizationShouldProceed()) return Result::timedOut(Phase::postAuthorization);
+
+  const auto domain =
+      needsAuthorization ? OrvoAppBundleLaunchdJobDomain::system : OrvoAppBundleLaunchdJobDomain::user;
+  with_.jobSubmitter->submit(helperJob(request, domain), *authorization,
+                             with_.postAuthorizationShouldProceed);
+  progressHandler(Progress::jobSubmitted());
+  return Result::launched();
+}
+
+void Launcher::requestRights(OrvoAppBundleLaunchdAuthorization& authorization,
+                             const OrvoAppBundleReplacementRequest& request,
+                             const LaunchProgressHandler& progressHandler) {
+  std::optional<std::uint64_t> begin;
+  with_.authorizationProvider->requestAdministratorRights(
+      authorization, authorizationRightName(request), serviceManagementRightName,
+      authorizationPrompt(request),
+      [&] {
+        if (!with_.preAuthorizationShouldProceed()) {
+          throw OrvoUpdateInstallerError::replacementHelperLaunchTimedOut(Phase::preAuthorization);
+        }
+        begin = with_.monotonicTimeProvider();
+        progressHandler(Progress::authorizationBegan());
+      },
+      [&] {
+        const std::uint64_t now = with_.monotonicTimeProvider();
+        progressHandler(Progress::authorizationEnded(begin && now > *begin ? now - *begin : 0));
+        with_.beginPostAuthorizationPhase();
+      });
+}
+
+OrvoAppBundleLaunchdJob Launcher::helperJob(const OrvoAppBundleReplacementRequest& request,
+                                            OrvoAppBundleLaunchdJobDomain domain) const {
+  OrvoAppBundleLaunchdJob job{launchdLabel(request), domain, {request.helperExecutableURL->string()}};
+  const std::optional<OrvoAppBundleLaunchdUserContext> user =
+      request.launchUserContext ? request.launchUserContext : with_.launchUserContextProvider();
+  for (std::string& argument :
+       request.helperArguments(with_.processIdentifierProvider(), user, std::nullopt)) {
+    job.programArguments.push_back(std::move(argument));
+  }
+  return job;
+}
+
+std::string Launcher::authorizationRightName(const OrvoAppBundleReplacementRequest& request) {
+  return identifierPrefix(request) + ".pellam-update";
+}
+
+std::string Launcher::launchdLabel(const OrvoAppBundleReplacementRequest& request) {
+  return identifierPrefix(request) + ".pellam-updater";
+}
+
+std::string Launcher::authorizationPrompt(const OrvoAppBundleReplacementRequest& request) const {
+  // Comment for translators: administrator authorization prompt shown while installing an app update
+  constexpr const char* key = "%@ needs permission to update the installed app.";
+  const std::filesystem::path& application = request.installedApplicationURL;
+  const std::filesystem::path tableBundle =
+      with_.bundles->bundleAt(application) ? application : with_.bundles->mainBundlePath();
+  std::string prompt = with_.bundles->localizedString(tableBundle, key, "Updates", key);
+  std::string name = application.stem().string();
+  if (name.empty()) name = "The app";
+  if (const auto place = prompt.find("%@"); place != std::string::npos) prompt.replace(place, 2, name);
+  return prompt;
+}
+
+}  // namespace pellam

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "foundation/clock.h"
+#include "installer/replacement_checks.h"
+#include "launcher-protocol/helper_launching.h"
+#include "launcher-service/authorization_provider.h"
+#include "launcher-service/job_submitter.h"
+#include "platform/bundle.h"
+
+namespace pellam {
+
+// Carries out one verified launch: finds out whether administrator rights are needed, asks for them when that
+// is allowed, and submits the installer helper as a job of the user or of the system. The time before the
+// question and the time after it are limited by the three budget operations; the time that the user takes to
+// answer is not. One instance per launch.
+class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
+ public:
+  struct Collaborators {
+    std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker;
+    std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher;
+    std::shared_ptr<OrvoAppBundleLaunchdAuthorizationProviding> authorizationProvider;
+    std::shared_ptr<OrvoAppBundleLaunchdJobSubmitting> jobSubmitter;
+    std::function<std::int32_t()> processIdentifierProvider;  // the host's
+    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider;
+    std::function<bool()> preAuthorizationShouldProceed;
+    std::function<void()> beginPostAuthorizationPhase;
+    std::function<bool()> postAuthorizationShouldProceed;
+    MonotonicTimeProvider monotonicTimeProvider;
+    std::shared_ptr<BundleLoading> bundles;
+  };
+
+  explicit OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators)
+      : with_(std::move(collaborators)) {}
+
+  // Blocks; never throws. Progress is reported on the calling thread.
+  [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(
+      const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
+
+  [[nodiscard]] static std::string authorizationRightName(const OrvoAppBundleReplacementRequest& request);
+  [[nodiscard]] static std::string launchdLabel(const OrvoAppBundleReplacementRequest& request);
+  // What the user reads in the authorization dialog, in the user's language.
+  [[nodiscard]] std::string authorizationPrompt(const OrvoAppBundleReplacementRequest& request) const;
+
+ private:
+  [[nodiscard]] OrvoAppBundleReplacementLaunchResult launch(const OrvoAppBundleReplacementRequest& request,
+                                                            const LaunchProgressHandler& progressHandler);
+  void requestRights(OrvoAppBundleLaunchdAuthorization& authorization,
+                     const OrvoAppBundleReplacementRequest& request,
+                     const LaunchProgressHandler& progressHandler);
+  [[nodiscard]] OrvoAppBundleLaunchdJob helperJob(const OrvoAppBundleReplacementRequest& request,
+                                                  OrvoAppBundleLaunchdJobDomain domain) const;
+
+  Collaborators with_;
+};
+
+}  // namespace pellam

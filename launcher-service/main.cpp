@@ -1,0 +1,32 @@
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "launcher-service/launch_tasks.h"
+#include "launcher-service/service_delegate.h"
+#include "platform/service_connection.h"
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount == 2 && std::strcmp(arguments[1], "--check-runtime") == 0) {
+    return std::puts("Pellam updater runtime check passed") >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
+  }
+  using namespace pellam;
+  const std::shared_ptr<ServiceListener> listener = makeServiceListener();
+  ServicePlatform platform;
+  platform.fileSystem = makeSystemFileSystem();
+  platform.bundles = makeSystemBundleLoader(platform.fileSystem);
+  // Tools come from the application that embeds this service, two folders above the service's own bundle.
+  const auto contents = platform.bundles->mainBundlePath().parent_path().parent_path();
+  platform.processes = makeSystemChildProcessRunner(contents / "MacOS");
+  platform.processInformation = makeSystemProcessInformation();
+  platform.identifiers = makeSystemUUIDGenerator();
+  platform.securityClient = makeSystemSecurityAuthorizationClient();
+  platform.jobControl = makeSystemJobControl();
+
+  const auto tasks = std::make_shared<LaunchTasks>();
+  PellamUpdateInstallerLauncherServiceDelegate delegate(std::move(platform), tasks);
+  listener->setDelegate(&delegate);
+  const int status = listener->resume();
+  tasks->waitUntilIdle();
+  return status;
+}

@@ -1,0 +1,260 @@
+#include "platform/linux/network/transfer.h"
+
+#include <curl/curl.h>
+
+#include <array>
+#include <new>
+
+#include "foundation/decimal.h"
+
+namespace pellam {
+
+namespace {
+
+using Code = URLLoadingError::Code;
+
+constexpr long defaultTimeoutSeconds = 60;
+constexpr long maximumRedirects = 20;
+constexpr long receiveBufferSize = 512L * 1024;
+
+Code codeFor(CURLcode result) {
+  switch (result) {
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      return Code::unsupportedURL;
+    case CURLE_URL_MALFORMAT:
+      return Code::badURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return Code::cannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+      return Code::cannotConnectToHost;
+    case CURLE_OPERATION_TIMEDOUT:
+      return Code::timedOut;
+    case CURLE_TOO_MANY_REDIRECTS:
+      return Code::httpTooManyRedirects;
+    case CURLE_PARTIAL_FILE:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+      return Code::networkConnectionLost;
+    case CURLE_GOT_NOTHING:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+      return Code::badServerResponse;
+    case CURLE_SSL_CONNECT_ERROR:
+      return Code::secureConnectionFailed;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+      return Code::serverCertificateUntrusted;
+    case CURLE_FILE_COULDNT_READ_FILE:
+      return Code::fileDoesNotExist;
+    default:
+      return Code::unknown;
+  }
+}
+
+bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
+  if (left.size() != right.size()) return false;
+  for (std::size_t index = 0; index < left.size(); ++index) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    if (lower(left[index]) != lower(right[index])) return false;
+  }
+  return true;
+}
+
+std::string_view trimmedLine(std::string_view line) {
+  while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' ')) {
+    line.remove_suffix(1);
+  }
+  while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
+  return line;
+}
+
+void initializeLibraryOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+}  // namespace
+
+// Frees what one transfer holds of the library, in the order that the library asks for.
+struct Transfer::Handles {
+  Handles() : easy(curl_easy_init()), multi(curl_multi_init()) {}
+  Handles(const Handles&) = delete;
+  Handles& operator=(const Handles&) = delete;
+  ~Handles() {
+    if (easy != nullptr && multi != nullptr) curl_multi_remove_handle(multi, easy);
+    if (easy != nullptr) curl_easy_cleanup(easy);
+    if (multi != nullptr) curl_multi_cleanup(multi);
+    curl_slist_free_all(headers);
+  }
+  CURL* easy;
+  CURLM* multi;
+  curl_slist* headers = nullptr;
+  std::array<char, CURL_ERROR_SIZE> errorText{};
+};
+
+struct TransferCallbacks {
+  // No exception may pass through the library; a short count makes it stop the transfer instead.
+  static std::size_t header(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    return guarded(transfer, size * count, [&](Transfer& owner) { owner.headerLine({bytes, size * count}); });
+  }
+  static std::size_t write(char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    return guarded(transfer, size * count, [&](Transfer& owner) { owner.body(bytes, size * count); });
+  }
+  template <typename Work>
+  static std::size_t guarded(void* transfer, std::size_t size, const Work& work) {
+    auto& owner = *static_cast<Transfer*>(transfer);
+    try {
+      work(owner);
+      return size;
+    } catch (const std::bad_alloc&) {
+      owner.ranOutOfMemory_ = true;
+      return size == 0 ? 1 : 0;
+    }
+  }
+};
+
+Transfer::Transfer(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate)
+    : request_(std::move(request)), delegate_(std::move(delegate)) {}
+
+Transfer::~Transfer() = default;
+
+bool Transfer::isCancelled() {
+  const std::lock_guard lock(mutex_);
+  return cancelled_;
+}
+
+void Transfer::cancel() {
+  const std::lock_guard lock(mutex_);
+  cancelled_ = true;
+  if (multi_ != nullptr) curl_multi_wakeup(multi_);
+}
+
+void Transfer::perform() {
+  delegate_->didComplete(run());
+  delegate_.reset();
+}
+
+void Transfer::configure(Handles& handles) {
+  CURL* easy = handles.easy;
+  easy_ = easy;
+  const long timeout =
+      request_.timeout ? static_cast<long>(request_.timeout->count()) : defaultTimeoutSeconds;
+  curl_easy_setopt(easy, CURLOPT_URL, request_.url.text().c_str());
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https,file");
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(easy, CURLOPT_MAXREDIRS, maximumRedirects);
+  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
+  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, timeout);
+  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, timeout);
+  curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, handles.errorText.data());
+  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &TransferCallbacks::header);
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &TransferCallbacks::write);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+  for (const auto& [name, value] : request_.headers) {
+    std::string line = name;
+    line.append(": ").append(value);
+    handles.headers = curl_slist_append(handles.headers, line.c_str());
+  }
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, handles.headers);
+}
+
+std::optional<URLLoadingError> Transfer::run() {
+  const URLLoadingError cancelledError(Code::cancelled, "The transfer was cancelled.");
+  if (isCancelled()) return cancelledError;
+  initializeLibraryOnce();
+  Handles handles;
+  if (handles.easy == nullptr || handles.multi == nullptr) {
+    return URLLoadingError(Code::unknown, "The transfer could not be prepared.");
+  }
+  configure(handles);
+  curl_multi_add_handle(handles.multi, handles.easy);
+
+  // Published only while it lives: cancel() wakes the loop through it, under the lock.
+  struct Publication {
+    Publication(Transfer& owner, CURLM* multi) : transfer(owner) { set(multi); }
+    Publication(const Publication&) = delete;
+    Publication& operator=(const Publication&) = delete;
+    ~Publication() { set(nullptr); }
+    void set(CURLM* multi) const {
+      const std::lock_guard lock(transfer.mutex_);
+      transfer.multi_ = multi;
+    }
+    Transfer& transfer;
+  };
+  const Publication publication(*this, handles.multi);
+
+  int running = 1;
+  while (running > 0) {
+    if (isCancelled()) return cancelledError;
+    if (curl_multi_perform(handles.multi, &running) != CURLM_OK) {
+      return URLLoadingError(Code::unknown, "The transfer failed.");
+    }
+    if (running > 0) curl_multi_poll(handles.multi, nullptr, 0, 1000, nullptr);
+  }
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(handles.multi, &left)) {
+    if (message->msg == CURLMSG_DONE) return finish(message->data.result, handles);
+  }
+  return URLLoadingError(Code::unknown, "The transfer ended without a result.");
+}
+
+std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& handles) {
+  const auto result = static_cast<CURLcode>(curlResult);
+  if (ranOutOfMemory_) {
+    return URLLoadingError(Code::unknown, "There is not enough memory for the response.");
+  }
+  if (result == CURLE_OK) {
+    if (!responseReported_) reportResponse();
+    return std::nullopt;
+  }
+  const char* detail =
+      handles.errorText.front() != '\0' ? handles.errorText.data() : curl_easy_strerror(result);
+  return URLLoadingError(codeFor(result), detail);
+}
+
+void Transfer::headerLine(std::string_view line) {
+  if (line.starts_with("HTTP/")) {
+    // A new header block: after a redirect or an interim response everything before is void.
+    const auto space = line.find(' ');
+    status_ = space == std::string_view::npos ? 0 : parseDecimal<int>(line.substr(space + 1, 3)).value_or(0);
+    statedLength_.reset();
+    isRedirect_ = false;
+    return;
+  }
+  if (const auto colon = line.find(':'); colon != std::string_view::npos) {
+    const std::string_view name = line.substr(0, colon);
+    const std::string_view value = trimmedLine(line.substr(colon + 1));
+    if (equalsIgnoringASCIICase(name, "Content-Length")) statedLength_ = parseDecimal<std::int64_t>(value);
+    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3) isRedirect_ = true;
+    return;
+  }
+  const bool isFinalBlock = trimmedLine(line).empty() && status_ >= 200 && !isRedirect_;
+  if (isFinalBlock && !responseReported_) reportResponse();
+}
+
+void Transfer::body(const char* bytes, std::size_t size) {
+  if (isRedirect_ || isCancelled()) return;
+  if (!responseReported_) reportResponse();
+  delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});
+}
+
+void Transfer::reportResponse() {
+  responseReported_ = true;
+  URLResponse response{request_.url, std::nullopt, statedLength_};
+  const char* effective = nullptr;
+  curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effective);
+  if (effective != nullptr) response.url = URL::parse(effective).value_or(request_.url);
+  if (status_ != 0) response.statusCode = status_;
+  delegate_->didReceiveResponse(response);
+}
+
+}  // namespace pellam

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/url_session.h"
+
+namespace pellam {
+
+// One HTTP, HTTPS or file transfer through libcurl: created, performed once, forgotten. Redirects are
+// followed up to 20 times and never to another scheme than http and https; certificates are verified; a
+// transfer that stands still for the time-out (60 seconds unless the request says otherwise) fails.
+class Transfer {
+ public:
+  Transfer(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate);
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+  ~Transfer();
+
+  // Blocks until the transfer has ended; calls the delegate on this thread, its completion exactly once.
+  void perform();
+  // Any thread, at any time. A transfer that has not begun never opens a connection.
+  void cancel();
+
+ private:
+  struct Handles;
+  friend struct TransferCallbacks;
+
+  [[nodiscard]] std::optional<URLLoadingError> run();
+  void configure(Handles& handles);
+  [[nodiscard]] std::optional<URLLoadingError> finish(int curlResult, const Handles& handles);
+  void headerLine(std::string_view line);
+  void body(const char* bytes, std::size_t size);
+  void reportResponse();
+  [[nodiscard]] bool isCancelled();
+
+  URLRequest request_;
+  std::shared_ptr<URLSessionDataDelegate> delegate_;
+
+  std::mutex mutex_;  // guards the two fields below
+  bool cancelled_ = false;
+  void* multi_ = nullptr;  // set while the transfer runs, so that cancel can wake it
+
+  // Used by the performing thread only.
+  void* easy_ = nullptr;
+  int status_ = 0;
+  bool isRedirect_ = false;
+  bool responseReported_ = false;
+  bool ranOutOfMemory_ = false;
+  std::optional<std::int64_t> statedLength_;
+};
+
+}  // namespace pellam

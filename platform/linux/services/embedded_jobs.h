@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "platform/linux/services/job_description.h"
+
+namespace pellam {
+
+// A small job manager for systems without one: a folder with one record for each label, naming the job's
+// process. The folder belongs to this user alone. Processes and threads that work on the same label take
+// turns. Blocks; any thread. Failures are PlatformError.
+class EmbeddedJobs {
+ public:
+  explicit EmbeddedJobs(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  // $XDG_RUNTIME_DIR/pellam-jobs, for root /run/pellam-jobs, else a folder of this user in /tmp.
+  [[nodiscard]] static std::filesystem::path defaultFolder();
+
+  // Starts the job's program. EEXIST while an earlier job of the label is running.
+  void submit(const JobDescription& job);
+
+  // Ends the job's process: a request to terminate and, with `wait`, after five seconds by force. ENOENT when
+  // there is no record of the label.
+  void remove(const std::string& label, bool wait);
+
+ private:
+  void prepareFolder() const;
+
+  std::filesystem::path folder_;
+};
+
+}  // namespace pellam

@@ -1,0 +1,283 @@
+#include "platform/file_system.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+
+namespace pellam {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A folder on the build's own volume, and another one on memory-backed storage.
+class FileSystemTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    root_ = makeFolder(fs::temp_directory_path());
+    if (fs::is_directory("/dev/shm")) otherVolume_ = makeFolder("/dev/shm");
+  }
+  void TearDown() override {
+    for (const fs::path& folder : {root_, otherVolume_}) {
+      if (!folder.empty()) fs::remove_all(folder);
+    }
+  }
+
+  static fs::path makeFolder(const fs::path& parent) {
+    std::string pattern = (parent / "pellam-file-system-XXXXXX").string();
+    return ::mkdtemp(pattern.data());
+  }
+  static void write(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+  }
+  std::string read(const fs::path& path) { return std::string(files_->readFile(path).text()); }
+  static int errorOf(const std::function<void()>& work) {
+    try {
+      work();
+    } catch (const std::system_error& error) {
+      return error.code().value();
+    }
+    return 0;
+  }
+  static std::vector<std::string> namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  static std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
+
+  std::shared_ptr<FileSystem> files_ = makeSystemFileSystem();
+  fs::path root_;
+  fs::path otherVolume_;
+};
+
+TEST_F(FileSystemTest, RemovesTreesWithoutEverLeavingThroughALink) {
+  write(root_ / "outside" / "kept", "x");
+  write(root_ / "tree" / "inside" / "file", "x");
+  fs::create_directory_symlink(root_ / "outside", root_ / "tree" / "inside" / "link");
+  fs::create_symlink("nowhere", root_ / "tree" / "dangling");
+  files_->removeItem(root_ / "tree");
+  EXPECT_EQ(namesIn(root_), std::vector<std::string>{"outside"});
+  EXPECT_TRUE(fs::exists(root_ / "outside" / "kept"));
+
+  fs::create_directory_symlink(root_ / "outside", root_ / "link");
+  files_->removeItem(root_ / "link");
+  EXPECT_TRUE(fs::exists(root_ / "outside" / "kept"));
+  EXPECT_EQ(errorOf([&] { files_->removeItem(root_ / "missing"); }), ENOENT);
+  EXPECT_EQ(errorOf([&] { files_->removeItem(root_ / std::string("outside\0x", 9)); }), EINVAL);
+}
+
+TEST_F(FileSystemTest, ARemovalThatCannotBeginTouchesNothing) {
+  if (::geteuid() != 0) GTEST_SKIP() << "becoming another user needs root";
+  write(root_ / "sticky" / "App" / "file", "x");
+  fs::permissions(root_, fs::perms(0755));
+  fs::permissions(root_ / "sticky", fs::perms(01777));
+  fs::permissions(root_ / "sticky" / "App", fs::perms(0777));
+  ASSERT_EQ(::seteuid(65534), 0);
+  const int error = errorOf([&] { files_->removeItem(root_ / "sticky" / "App"); });
+  ASSERT_EQ(::seteuid(0), 0);
+  EXPECT_EQ(error, EPERM);
+  EXPECT_EQ(read(root_ / "sticky" / "App" / "file"), "x");
+}
+
+TEST_F(FileSystemTest, RemovesATreeDeeperThanAnyPathOrDescriptorLimit) {
+  const int start = ::open(".", O_RDONLY | O_DIRECTORY);
+  fs::create_directory(root_ / "deep");
+  ASSERT_EQ(::chdir((root_ / "deep").c_str()), 0);
+  for (int level = 0; level < 3000; ++level) {
+    ASSERT_EQ(::mkdir("d", 0700), 0);
+    ASSERT_EQ(::chdir("d"), 0);
+  }
+  ASSERT_EQ(::fchdir(start), 0);
+  ::close(start);
+  files_->removeItem(root_ / "deep");
+  EXPECT_TRUE(fs::is_empty(root_));
+}
+
+TEST_F(FileSystemTest, MovesOnlyToAFreeName) {
+  write(root_ / "a" / "file", "a");
+  write(root_ / "b", "b");
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "b"); }), EEXIST);
+  fs::create_directory(root_ / "empty");
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "empty"); }), EEXIST);
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "missing", root_ / "c"); }), ENOENT);
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "a" / "below"); }), EINVAL);
+  files_->moveItem(root_ / "a", root_ / "c");
+  EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"b", "c", "empty"}));
+}
+
+TEST_F(FileSystemTest, MovesAcrossVolumesWithEverythingThatBelongsToTheItem) {
+  if (otherVolume_.empty()) GTEST_SKIP() << "there is no /dev/shm, so no second volume";
+  write(root_ / "App" / "tool", "run");
+  fs::permissions(root_ / "App" / "tool", fs::perms(04555));
+  fs::create_symlink("tool", root_ / "App" / "link");
+  fs::create_directory(root_ / "App" / "closed");
+  write(root_ / "App" / "closed" / "file", "x");
+  ASSERT_EQ(::mkfifo((root_ / "App" / "pipe").c_str(), 0600), 0);
+  const timespec times[2] = {{1'000'000, 0}, {2'000'000, 5'000}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, (root_ / "App" / "tool").c_str(), times, 0), 0);
+  const bool hasAttribute = ::setxattr((root_ / "App" / "tool").c_str(), "user.note", "n", 1, 0) == 0;
+  if (::geteuid() == 0) {
+    ASSERT_EQ(::lchown((root_ / "App" / "link").c_str(), 1234, 2345), 0);
+  }
+  fs::permissions(root_ / "App" / "closed", fs::perms(0555));
+
+  const fs::path moved = otherVolume_ / "Moved";
+  files_->moveItem(root_ / "App", moved);
+  EXPECT_TRUE(fs::is_empty(root_));
+  EXPECT_EQ(namesIn(otherVolume_), std::vector<std::string>{"Moved"});
+  EXPECT_EQ(read(moved / "tool"), "run");
+  EXPECT_EQ(fs::read_symlink(moved / "link"), "tool");
+  EXPECT_TRUE(fs::is_fifo(moved / "pipe"));
+  EXPECT_EQ(fs::status(moved / "closed").permissions(), fs::perms(0555));
+  struct stat status {};
+  ASSERT_EQ(::lstat((moved / "tool").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 04555U);
+  EXPECT_EQ(status.st_mtim.tv_sec, 2'000'000);
+  EXPECT_EQ(status.st_mtim.tv_nsec, 5'000);
+  if (::geteuid() == 0) {
+    ASSERT_EQ(::lstat((moved / "link").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 1234U);
+    EXPECT_EQ(status.st_gid, 2345U);
+  }
+  char note = 0;
+  if (hasAttribute && ::getxattr((moved / "tool").c_str(), "user.note", &note, 1) == 1) {
+    EXPECT_EQ(note, 'n');
+  }
+  fs::permissions(moved / "closed", fs::perms(0755));
+}
+
+TEST_F(FileSystemTest, AFailedMoveAcrossVolumesLeavesTheSourceWholeAndNothingElse) {
+  if (otherVolume_.empty()) GTEST_SKIP() << "there is no /dev/shm, so no second volume";
+  write(root_ / "App" / "file", "x");
+  write(otherVolume_ / "Taken", "y");
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "App", otherVolume_ / "Taken"); }), EEXIST);
+  // Deeper than a copy follows: it fails in the middle of its work.
+  fs::path deep = root_ / "App";
+  for (int level = 0; level < 300; ++level) deep /= "d";
+  fs::create_directories(deep);
+  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "App", otherVolume_ / "New"); }), ENAMETOOLONG);
+  EXPECT_EQ(namesIn(otherVolume_), std::vector<std::string>{"Taken"});
+  EXPECT_EQ(read(root_ / "App" / "file"), "x");
+  EXPECT_TRUE(fs::exists(deep));
+}
+
+TEST_F(FileSystemTest, WritesAtomicallyOrNotAtAll) {
+  write(root_ / "target", "kept");
+  fs::create_symlink("target", root_ / "link");
+  files_->writeFileAtomically(root_ / "link", bytes("new"));
+  EXPECT_FALSE(fs::is_symlink(root_ / "link"));
+  EXPECT_EQ(read(root_ / "link"), "new");
+  EXPECT_EQ(read(root_ / "target"), "kept");
+  fs::create_directory(root_ / "folder");
+  EXPECT_EQ(errorOf([&] { files_->writeFileAtomically(root_ / "folder", bytes("x")); }), EISDIR);
+  EXPECT_EQ(errorOf([&] { files_->writeFileAtomically(root_ / "none" / "x", bytes("x")); }), ENOENT);
+  EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"folder", "link", "target"}));
+}
+
+TEST_F(FileSystemTest, ReadingNeverBlocksOnWhatIsNoFile) {
+  ASSERT_EQ(::mkfifo((root_ / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_ / "pipe"); }), EINVAL);
+  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_); }), EISDIR);
+  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_ / "none"); }), ENOENT);
+}
+
+TEST_F(FileSystemTest, CreatesFoldersWithThoseAbove) {
+  files_->createDirectory(root_ / "a" / "b" / "c");
+  files_->createDirectory(root_ / "a" / "b");
+  EXPECT_TRUE(fs::is_directory(root_ / "a" / "b" / "c"));
+  write(root_ / "file", "x");
+  EXPECT_EQ(errorOf([&] { files_->createDirectory(root_ / "file"); }), EEXIST);
+  EXPECT_EQ(errorOf([&] { files_->createDirectory(root_ / "file" / "x"); }), ENOTDIR);
+}
+
+TEST_F(FileSystemTest, EnumeratesInOrderWithoutFollowingLinks) {
+  write(root_ / "b.txt", "");
+  write(root_ / "X.app" / "Contents" / "file", "");
+  write(root_ / ".hidden" / "file", "");
+  write(root_ / "sub" / "file", "");
+  fs::create_directory_symlink(root_ / "sub", root_ / "link");
+  const auto visited = [&](EnumerationOptions options, EnumerationStep atSub) {
+    std::string text;
+    files_->enumerate(root_, options, [&](const fs::path& item) {
+      text += item.lexically_relative(root_).string() + " ";
+      return item.filename() == "sub" ? atSub : EnumerationStep::descend;
+    });
+    return text;
+  };
+  EXPECT_EQ(visited({}, EnumerationStep::descend),
+            ".hidden .hidden/file X.app X.app/Contents X.app/Contents/file b.txt link sub sub/file ");
+  EXPECT_EQ(visited({true, true}, EnumerationStep::skipDescendants), "X.app b.txt link sub ");
+  EXPECT_EQ(visited({true, true}, EnumerationStep::stop), "X.app b.txt link sub ");
+  EXPECT_EQ(errorOf([&] { files_->enumerate(root_ / "b.txt", {}, nullptr); }), ENOTDIR);
+  EXPECT_EQ(files_->contentsOfDirectory(root_, true).size(), 4U);
+  EXPECT_EQ(files_->contentsOfDirectory(root_, false).size(), 5U);
+}
+
+TEST_F(FileSystemTest, ReleasesTheQuarantineMarkOfTheItemItself) {
+  write(root_ / "file", "");
+  fs::create_symlink("file", root_ / "link");
+  EXPECT_EQ(files_->removeQuarantineAttribute(root_ / "file"), 0);
+  EXPECT_EQ(files_->removeQuarantineAttribute(root_ / "missing"), ENOENT);
+  EXPECT_EQ(files_->removeQuarantineAttribute(root_ / std::string("a\0b", 3)), EINVAL);
+  const std::string path = root_ / "file";
+  if (::setxattr(path.c_str(), "user.com.apple.quarantine", "q", 1, 0) != 0) {
+    GTEST_SKIP() << "this volume keeps no user attributes";
+  }
+  EXPECT_EQ(files_->removeQuarantineAttribute(root_ / "link"), 0);
+  char value = 0;
+  EXPECT_EQ(::getxattr(path.c_str(), "user.com.apple.quarantine", &value, 1), 1);
+  EXPECT_EQ(files_->removeQuarantineAttribute(root_ / "file"), 0);
+  EXPECT_EQ(::getxattr(path.c_str(), "user.com.apple.quarantine", &value, 1), -1);
+}
+
+TEST_F(FileSystemTest, ChangesTheOwnerOfLinksNotOfTheirTargets) {
+  if (::geteuid() != 0) GTEST_SKIP() << "giving files away needs root";
+  write(root_ / "file", "");
+  fs::create_symlink("file", root_ / "link");
+  fs::create_symlink("nowhere", root_ / "dangling");
+  files_->changeOwner(root_ / "link", 1234, 2345);
+  files_->changeOwner(root_ / "dangling", 1234, 2345);
+  EXPECT_EQ(files_->attributes(root_ / "link").ownerID, 1234U);
+  EXPECT_EQ(files_->attributes(root_ / "dangling").groupID, 2345U);
+  EXPECT_EQ(files_->attributes(root_ / "file").ownerID, 0U);
+}
+
+TEST_F(FileSystemTest, AnswersQuestionsAboutItems) {
+  write(root_ / "file", "");
+  fs::create_symlink(root_, root_ / "link");
+  fs::create_symlink("nowhere", root_ / "dangling");
+  bool isDirectory = true;
+  EXPECT_TRUE(files_->itemExists(root_ / "file", &isDirectory));
+  EXPECT_FALSE(isDirectory);
+  EXPECT_TRUE(files_->itemExists(root_ / "link", &isDirectory));
+  EXPECT_TRUE(isDirectory);
+  EXPECT_FALSE(files_->itemExists(root_ / "dangling", &isDirectory));
+  EXPECT_FALSE(isDirectory);
+  EXPECT_EQ(files_->attributes(root_ / "link").type, FileType::symbolicLink);
+  EXPECT_FALSE(files_->isExecutableFile(root_ / "file"));
+  EXPECT_FALSE(files_->isExecutableFile(root_));
+  fs::permissions(root_ / "file", fs::perms(0700));
+  EXPECT_TRUE(files_->isExecutableFile(root_ / "file"));
+  const fs::path real = fs::canonical(root_);
+  EXPECT_EQ(files_->resolvingSymlinks(root_ / "link" / "." / "x" / ".." / "new" / ""), real / "new");
+  EXPECT_EQ(files_->resolvingSymlinks(root_ / "link" / "file"), real / "file");
+}
+
+TEST(PosixErrorName, NamesNumbers) {
+  EXPECT_EQ(posixErrorName(EACCES), "EACCES");
+  EXPECT_EQ(posixErrorName(EPERM), "EPERM");
+  EXPECT_EQ(posixErrorName(99999), "EIO");
+  EXPECT_EQ(posixErrorName(0), "EIO");
+}
+
+}  // namespace
+}  // namespace pellam

@@ -1,0 +1,56 @@
+#include "platform/interrupts.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+#include <utility>
+
+namespace pellam {
+
+namespace {
+
+// Waits for the signals on a thread of its own; every thread made afterwards inherits the blocked mask.
+class InterruptWatcher final : public InterruptWatching {
+ public:
+  explicit InterruptWatcher(std::function<void()> handler) : handler_(std::move(handler)) {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, SIGINT);
+    sigaddset(&signals_, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
+    thread_ = std::thread([this] { watch(); });
+  }
+  InterruptWatcher(const InterruptWatcher&) = delete;
+  InterruptWatcher& operator=(const InterruptWatcher&) = delete;
+  ~InterruptWatcher() override {
+    isEnding_ = true;
+    // The thread waits for this signal in sigwait, so nothing is terminated by it.
+    pthread_kill(thread_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
+    thread_.join();
+    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+  }
+
+ private:
+  void watch() {
+    for (;;) {
+      int number = 0;
+      if (sigwait(&signals_, &number) != 0 || isEnding_) return;
+      handler_();
+    }
+  }
+
+  std::function<void()> handler_;
+  sigset_t signals_{};
+  sigset_t previous_{};
+  std::atomic<bool> isEnding_ = false;
+  std::thread thread_;
+};
+
+}  // namespace
+
+std::unique_ptr<InterruptWatching> watchInterrupts(std::function<void()> handler) {
+  return std::make_unique<InterruptWatcher>(std::move(handler));
+}
+
+}  // namespace pellam

@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <set>
+
+#include "platform/bundle.h"
+#include "platform/child_process.h"
+#include "platform/file_system.h"
+#include "platform/identifiers.h"
+#include "platform/linux/system/detached_process.h"
+#include "platform/linux/system/operating_system_release.h"
+#include "platform/process_information.h"
+#include "platform/user_languages.h"
+#include "tests/support/temporary_folder.h"
+
+namespace pellam {
+namespace {
+
+using testing_support::TemporaryFolder;
+
+std::filesystem::path writeScript(const TemporaryFolder& folder, const std::string& name,
+                                  const std::string& text) {
+  const std::filesystem::path file = folder.write(name, "#!/bin/sh\n" + text);
+  std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+  return file;
+}
+
+TEST(ChildProcessTest, ReturnsBothOutputsAndTheStatus) {
+  const TemporaryFolder folder;
+  writeScript(folder, "pellam-codesign", "echo out \"$1\"; echo err >&2; exit 3\n");
+  const auto processes = makeSystemChildProcessRunner(folder.path());
+  const ChildProcessResult result = processes->run("/usr/bin/codesign", {"a b"});
+  EXPECT_EQ(result.launchError, std::nullopt);
+  EXPECT_EQ(result.terminationStatus, 3);
+  EXPECT_EQ(result.output, "out a b\nerr\n");
+
+  EXPECT_EQ(processes->run(writeScript(folder, "killed", "kill -9 $$\n"), {}).terminationStatus, 9);
+  // More than a pipe holds, read while the tool is still writing.
+  EXPECT_EQ(processes->run(writeScript(folder, "talkative", "head -c 1000000 /dev/zero\n"), {}).output.size(),
+            1'000'000U);
+  // Standard input is closed, so a tool that asks gets an end of file.
+  EXPECT_EQ(processes->run(writeScript(folder, "asking", "read answer && exit 1; echo none\n"), {}).output,
+            "none\n");
+}
+
+TEST(ChildProcessTest, SaysWhyAToolCouldNotStart) {
+  const TemporaryFolder folder;
+  const auto processes = makeSystemChildProcessRunner(folder.path());
+  EXPECT_EQ(processes->run("/usr/bin/ditto", {}).launchError,
+            (BridgedError{"NSPOSIXErrorDomain", ENOENT, "No such file or directory"}));
+  EXPECT_EQ(processes->run(folder.write("plain", "x"), {}).launchError,
+            (BridgedError{"NSPOSIXErrorDomain", EACCES, "Permission denied"}));
+}
+
+TEST(DetachedProcessTest, OutlivesItsStarterAndReportsAFailedStart) {
+  const TemporaryFolder folder;
+  const auto marker = folder / "marker";
+  EXPECT_EQ(startDetachedProcess(
+                writeScript(folder, "app", "ps -o sid= -p $$ > \"$1.new\"; mv \"$1.new\" \"$1\"\n"),
+                {marker.string()}),
+            0);
+  for (int tries = 0; tries < 500 && !std::filesystem::exists(marker); ++tries) ::usleep(10'000);
+  const std::string session = TemporaryFolder::read(marker);
+  ASSERT_FALSE(session.empty());
+  EXPECT_NE(std::stol(session), ::getsid(0)) << "a session of its own";
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
+  EXPECT_EQ(startDetachedProcess(folder / "missing", {}), ENOENT);
+  EXPECT_EQ(startDetachedProcess(folder.write("plain", "x"), {}), EACCES);
+}
+
+TEST(ProcessInformationTest, ReadsTheSystemsVersion) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"NAME=x\nVERSION_ID=\"12\"\n", "12.0.0"},
+      {"VERSION_ID=24.04", "24.4.0"},
+      {"VERSION_ID='3.18.4'\n", "3.18.4"},
+      {"VERSION_ID=rolling\n", "0.0.0"},
+      {"NAME=x\n", "0.0.0"},
+      {"", "0.0.0"},
+  };
+  for (const auto& [release, version] : rows) {
+    EXPECT_EQ(operatingSystemVersionFromRelease(release).text(), version) << release;
+  }
+}
+
+TEST(ProcessInformationTest, WaitsForAnotherProcess) {
+  const auto process = makeSystemProcessInformation();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pause();
+    ::_exit(0);
+  }
+  EXPECT_FALSE(process->waitForProcessToEnd(child, std::chrono::milliseconds(20)));
+  ::kill(child, SIGKILL);
+  EXPECT_TRUE(process->waitForProcessToEnd(child, std::chrono::seconds(10)));
+  ::waitpid(child, nullptr, 0);
+  EXPECT_TRUE(process->waitForProcessToEnd(child, std::chrono::seconds(10))) << "a process that is long gone";
+}
+
+TEST(UUIDTest, AreCanonicalAndDiffer) {
+  const auto identifiers = makeSystemUUIDGenerator();
+  std::set<std::string> made;
+  for (int count = 0; count < 100; ++count) {
+    const std::string identifier = identifiers->makeUUID();
+    EXPECT_TRUE(isUUID(identifier));
+    EXPECT_EQ(identifier.find_first_of("abcdef"), std::string::npos);
+    EXPECT_EQ(identifier[14], '4');
+    made.insert(identifier);
+  }
+  EXPECT_EQ(made.size(), 100U);
+  EXPECT_TRUE(isUUID("0f3c2a64-7d1b-4c1e-9a4b-2b8f0e6c9d11"));
+  for (const char* text : {"", "0F3C2A647D1B4C1E9A4B2B8F0E6C9D11", "0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D1G",
+                           "0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D111", "0F3C2A64 7D1B-4C1E-9A4B-2B8F0E6C9D11"}) {
+    EXPECT_FALSE(isUUID(text)) << text;
+  }
+}
+
+TEST(BundleTest, OpensFoldersAndFindsTexts) {
+  const TemporaryFolder folder;
+  folder.write("A.app/Contents/Info.plist",
+               "{ CFBundleIdentifier = \"com.example.a\"; CFBundleVersion = 7; }");
+  folder.write("A.app/Contents/Resources/de.lproj/Updates.strings", "\"OK\" = \"Gut\";");
+  folder.write("A.app/Contents/Resources/en.lproj/Updates.strings", "\"OK\" = \"Fine\";");
+  folder.write("A.app/Contents/Resources/fr.lproj/Updates.strings", "damaged {{{");
+  folder.write("B.app/Contents/Info.plist", "damaged {{{");
+  folder.write("file", "");
+  const auto bundles = makeSystemBundleLoader(makeSystemFileSystem());
+  EXPECT_EQ(bundles->bundleAt(folder / "A.app")->bundleIdentifier(), "com.example.a");
+  EXPECT_EQ(bundles->bundleAt(folder / "B.app")->bundleIdentifier(), std::nullopt);
+  EXPECT_FALSE(bundles->bundleAt(folder / "file"));
+  EXPECT_FALSE(bundles->bundleAt(folder / "missing"));
+
+  const auto text = [&](const char* locale, const char* key) {
+    ::setenv("LC_ALL", locale, 1);
+    ::unsetenv("LANGUAGE");
+    return bundles->localizedString(folder / "A.app", key, "Updates", "fallback");
+  };
+  EXPECT_EQ(text("de_AT.UTF-8", "OK"), "Gut");
+  EXPECT_EQ(text("ja_JP.UTF-8", "OK"), "Fine");
+  EXPECT_EQ(text("fr_FR.UTF-8", "OK"), "fallback");
+  EXPECT_EQ(text("de_DE", "unknown"), "fallback");
+  EXPECT_EQ(bundles->localizedString(folder / "A.app", "OK", "", "fallback"), "fallback");
+  EXPECT_EQ(preferredUserLanguage(), "de");
+  ::setenv("LC_ALL", "C", 1);
+  EXPECT_EQ(preferredUserLanguage(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace pellam

@@ -1,0 +1,18 @@
+#include "platform/system_log.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace pellam {
+
+DiagnosticLog makeSystemLog() {
+  return [](const std::string& line) {
+    ::syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
+    // Somebody who starts a program by hand sees its diagnostics, too.
+    if (::isatty(STDERR_FILENO) == 1) (void)std::fprintf(stderr, "%s\n", line.c_str());
+  };
+}
+
+}  // namespace pellam

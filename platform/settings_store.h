@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "foundation/key_value_storing.h"
+
+namespace pellam {
+
+class FileSystem;
+
+// The user's settings for one application, kept in one property-list file. Each change is on disk, written
+// atomically and merged with what other processes wrote meanwhile, when the call returns; a change that
+// cannot be written is lost without an error, as the platform's defaults do it. A file that cannot be read
+// counts as empty.
+[[nodiscard]] std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(
+    std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem);
+
+// Where that file lives for an application: the user's Library/Preferences/<bundle identifier>.plist.
+[[nodiscard]] std::filesystem::path systemSettingsFile(const std::string& homeDirectory,
+                                                       const std::string& bundleIdentifier);
+
+}  // namespace pellam

@@ -1,0 +1,152 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "foundation/installer_error.h"
+#include "host/installer_coordinator.h"
+#include "tests/support/forwarding_file_system.h"
+
+// Substitutes for the coordinator's collaborators that write down what they were asked.
+namespace pellam::testing_support {
+
+// The disk, with the user's folders in the test's own folder; folders can be made unusable.
+class RedirectedFileSystem : public ForwardingFileSystem {
+ public:
+  explicit RedirectedFileSystem(std::filesystem::path home) : home_(std::move(home)) {}
+  std::optional<std::filesystem::path> applicationSupportDirectory() const override {
+    return home_ / "Support";
+  }
+  std::filesystem::path temporaryDirectory() const override { return home_ / "Temporary"; }
+  void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) override {
+    if (!fullVolume.empty() && path.string().starts_with(fullVolume.string())) {
+      throw std::system_error(ENOSPC, std::generic_category(), path.string());
+    }
+    ForwardingFileSystem::writeFileAtomically(path, bytes);
+  }
+  void removeItem(const std::filesystem::path& path) override {
+    if (path == unremovable) throw std::system_error(EACCES, std::generic_category(), path.string());
+    ForwardingFileSystem::removeItem(path);
+  }
+  FileAttributes attributes(const std::filesystem::path& path) const override {
+    FileAttributes attributes = ForwardingFileSystem::attributes(path);
+    if (const auto date = creationDates.find(path.filename().string()); date != creationDates.end()) {
+      attributes.creationDate = date->second;
+    }
+    return attributes;
+  }
+
+  std::filesystem::path fullVolume;
+  std::filesystem::path unremovable;
+  std::map<std::string, Date> creationDates;
+
+ private:
+  std::filesystem::path home_;
+};
+
+// Answers each address with what was prepared for it: a status, or an error.
+struct ScriptedNetwork final : OrvoUpdateInstallerNetworkClient {
+  using OrvoUpdateInstallerNetworkClient::data;
+  NetworkData data(const URL& url, const CancellationToken& cancellation) override {
+    requests.push_back(url.text());
+    if (onRequest) onRequest();
+    if (cancellation.isCancelled()) throw URLLoadingError(URLLoadingError::Code::cancelled, "cancelled");
+    const auto answer = answers.find(url.text());
+    if (answer == answers.end()) throw URLLoadingError(URLLoadingError::Code::cannotConnectToHost, "refused");
+    return {ByteBuffer(std::string_view("archive")), URLResponse{url, answer->second, std::nullopt}};
+  }
+  std::map<std::string, std::optional<int>> answers;
+  std::vector<std::string> requests;
+  std::function<void()> onRequest;
+};
+
+// "Unpacks" by making the folders it was told to make.
+struct FolderMaker final : OrvoUpdateArchiveUnzipping {
+  bool unzip(const std::string& archivePath, const std::string& destinationPath) override {
+    archive = archivePath;
+    for (const std::string& folder : folders)
+      std::filesystem::create_directories(std::filesystem::path(destinationPath) / folder);
+    if (onUnzip) onUnzip();
+    return succeeds;
+  }
+  std::vector<std::string> folders = {"Editor.app/Contents"};
+  std::string archive;
+  bool succeeds = true;
+  std::function<void()> onUnzip;
+};
+
+struct RecordingOpener final : OrvoUpdateInstallerLaunching {
+  bool openInstaller(const std::filesystem::path& installer) override {
+    opened.push_back(installer);
+    return succeeds;
+  }
+  std::vector<std::filesystem::path> opened;
+  bool succeeds = true;
+};
+
+struct RecordingValidator final : OrvoAppBundleUpdateValidating {
+  void validateAppBundle(const std::filesystem::path& appBundle,
+                         const OrvoAppBundleUpdateHostIdentity&) override {
+    validated.push_back(appBundle);
+    if (error) throw OrvoUpdateInstallerError(*error);
+  }
+  std::vector<std::filesystem::path> validated;
+  std::optional<OrvoUpdateInstallerError::Case> error;
+};
+
+struct RecordingLauncher final : OrvoAppBundleUpdateHelperLaunching {
+  OrvoAppBundleReplacementLaunchResult launchReplacement(const OrvoAppBundleReplacementRequest& request,
+                                                         const LaunchProgressHandler& progress) override {
+    requests.push_back(request);
+    progress(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
+    return result;
+  }
+  std::vector<OrvoAppBundleReplacementRequest> requests;
+  OrvoAppBundleReplacementLaunchResult result = OrvoAppBundleReplacementLaunchResult::launched();
+};
+
+// Writes down what the window would show; presses its button when told to.
+struct RecordingWindow final : OrvoUpdateProgressWindow {
+  void update(const OrvoUpdateProgressWindowState& state) override {
+    // A chunk's progress is shown or, when the download ended meanwhile, dropped: not a step of its own.
+    if (state.statusText && state.statusText->find(" of ") != std::string::npos) return;
+    std::string line = state.title + "|" + state.statusText.value_or("-") + "|";
+    line += state.progressFraction ? std::to_string(*state.progressFraction).substr(0, 4) : "-";
+    shown.push_back(line);
+  }
+  void showReadyToInstallAndRelaunch(const std::string& title, const std::string& buttonTitle,
+                                     std::function<void()> action) override {
+    shown.push_back(title + "|" + buttonTitle);
+    if (onReady) onReady(action);
+  }
+  void requestUserAttention() override { shown.emplace_back("attention"); }
+  void close() override { shown.emplace_back("closed"); }
+  std::vector<std::string> shown;
+  std::function<void(const std::function<void()>&)> onReady = [](const std::function<void()>& action) {
+    action();
+  };
+};
+
+struct EnglishBundles final : BundleLoading {
+  std::optional<Bundle> bundleAt(const std::filesystem::path&) const override { return std::nullopt; }
+  std::filesystem::path mainBundlePath() const override { return "/Applications/Editor.app"; }
+  std::string localizedString(const std::filesystem::path&, const std::string&, const std::string& table,
+                              const std::string& fallback) const override {
+    EXPECT_EQ(table, "Updates");
+    return fallback;
+  }
+};
+
+struct FixedClock final : PellamClock {
+  Date now() const override { return Date(std::chrono::hours(24 * 20'000)); }
+};
+
+}  // namespace pellam::testing_support

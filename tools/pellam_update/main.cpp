@@ -1,0 +1,84 @@
+#include <cstdio>
+#include <thread>
+
+#include "host/main_thread_queue.h"
+#include "host/system_host.h"
+#include "platform/interrupts.h"
+#include "platform/terminal.h"
+#include "platform/user_languages.h"
+#include "tools/pellam_update/update_session.h"
+
+namespace {
+
+using namespace pellam;
+
+void complain(const std::string& message) { std::fprintf(stderr, "pellam-update: %s\n", message.c_str()); }
+
+// Only somebody at a terminal can be asked; everybody else is told how to agree.
+bool confirmAtTerminal(bool isTerminal) {
+  if (!isTerminal) {
+    std::printf("Run again with --yes to install it.\n");
+    return false;
+  }
+  std::printf("Install it now? [y/N] ");
+  std::fflush(stdout);
+  const int answer = std::getchar();
+  return answer == 'y' || answer == 'Y';
+}
+
+UpdateCheckOptions checkOptions(const UpdateCommandLine& line, const ProcessInformation& process) {
+  UpdateCheckOptions options;
+  options.isManualCheck = !line.isAutomatic;
+  options.checkForBetaReleases = line.acceptsBeta;
+  options.preferredLanguageCode = line.language ? line.language : preferredUserLanguage();
+  options.acceptedSKUs = line.acceptedSKUs;
+  options.currentOSVersion =
+      line.operatingSystemVersion ? *line.operatingSystemVersion : process.operatingSystemVersion().text();
+  options.staggerGroup = line.staggerGroup;
+  options.shouldConfirmNoUpdatesDialog = !line.isAutomatic;
+  return options;
+}
+
+UpdateExitStatus run(const UpdateCommandLine& line) {
+  const auto mainThread = std::make_shared<MainThreadQueue>();
+  CancellationSource cancellation;
+  const auto interrupts = watchInterrupts([&] { cancellation.cancel(); });
+
+  const bool isTerminal = standardOutputIsTerminal();
+  UpdateReporter reporter(stdout, line.printsJSON ? UpdateReporter::Form::json
+                                  : isTerminal    ? UpdateReporter::Form::terminal
+                                                  : UpdateReporter::Form::plain);
+  SystemHost host = makeSystemHost(line.application, line.stateFolder, mainThread);
+  const UpdateCheckOptions options = checkOptions(line, *host.process);
+  const bool canAsk = isTerminal && standardInputIsTerminal() && !line.printsJSON;
+  UpdateSession session({host.application, host.check, host.coordinator, host.reports, host.identifiers,
+                         mainThread, reporter, [canAsk] { return confirmAtTerminal(canAsk); }, complain},
+                        line, options);
+  UpdateExitStatus status = UpdateExitStatus::failed;
+  std::thread worker([&] {
+    status = session.run(cancellation.token());
+    mainThread->stop();
+  });
+  mainThread->run();
+  worker.join();
+  return status;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    const UpdateCommandLine line = parseUpdateCommandLine({arguments + 1, arguments + count});
+    if (line.showsHelp) {
+      std::fputs(updateUsageText().c_str(), stdout);
+      return 0;
+    }
+    return static_cast<int>(run(line));
+  } catch (const UsageError& error) {
+    complain(std::string(error.what()) + " (see --help)");
+    return static_cast<int>(UpdateExitStatus::usage);
+  } catch (const std::exception& error) {
+    complain(error.what());
+    return static_cast<int>(UpdateExitStatus::failed);
+  }
+}

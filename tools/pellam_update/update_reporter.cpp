@@ -1,0 +1,212 @@
+#include "tools/pellam_update/update_reporter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "feed/feed_keys.h"
+#include "foundation/date_text.h"
+
+namespace pellam {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string feedString(const PropertyListDictionary& feed, std::string_view key) {
+  const std::string* text = feed.findString(key);
+  return text == nullptr ? std::string() : *text;
+}
+
+// Text from a feed reaches the terminal without its control characters.
+std::string printable(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) result += c;
+  }
+  return result;
+}
+
+std::string dumped(const Json& object) { return object.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+std::string eventName(OrvoAppBundleInstallerLaunchProgress::Event event) {
+  using Event = OrvoAppBundleInstallerLaunchProgress::Event;
+  switch (event) {
+    case Event::handoffStarted:
+      return "handoffStarted";
+    case Event::authorizationRequired:
+      return "authorizationRequired";
+    case Event::authorizationBegan:
+      return "authorizationBegan";
+    case Event::authorizationEnded:
+      return "authorizationEnded";
+    case Event::jobSubmitted:
+      return "jobSubmitted";
+  }
+  return {};
+}
+
+std::string bar(double fraction) {
+  constexpr int width = 30;
+  const int filled = static_cast<int>(std::lround(std::clamp(fraction, 0.0, 1.0) * width));
+  return "[" + std::string(static_cast<std::size_t>(filled), '#') +
+         std::string(static_cast<std::size_t>(width - filled), '.') + "]";
+}
+
+}  // namespace
+
+void UpdateReporter::endBar() {
+  if (barIsOpen_) std::fputc('\n', output_);
+  barIsOpen_ = false;
+}
+
+void UpdateReporter::writeLine(const std::string& text) {
+  endBar();
+  std::fprintf(output_, "%s\n", text.c_str());
+  std::fflush(output_);
+}
+
+void UpdateReporter::writeJSON(const std::string& object) {
+  std::fprintf(output_, "%s\n", object.c_str());
+  std::fflush(output_);
+}
+
+void UpdateReporter::checking(const PellamAppIdentity& identity, const std::string& feed) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "checking"},
+                      {"application", identity.displayName},
+                      {"version", identity.versionString},
+                      {"build", identity.buildNumberString},
+                      {"feed", feed}}));
+  } else {
+    writeLine("Checking for updates of " + identity.displayName + " " + identity.versionString + " (build " +
+              identity.buildNumberString + ")…");
+  }
+}
+
+void UpdateReporter::offer(const PellamAppIdentity& identity,
+                           const OrvoUpdateFeedProcessingCandidate& candidate) {
+  const std::lock_guard lock(lock_);
+  const auto& feed = candidate.feed;
+  const std::string version = feedString(feed, OrvoUpdateFeedKeys::currentVersion);
+  const std::string build = feedString(feed, OrvoUpdateFeedKeys::currentBuild);
+  const std::string notes = feedString(feed, OrvoUpdateFeedKeys::url);
+  if (form_ == Form::json) {
+    Json object = {{"event", "offer"},
+                   {"version", version},
+                   {"build", build},
+                   {"identifier", candidate.display.resolvedFeedIdentifier.value_or("")},
+                   {"isNewBuild", candidate.applicability.isNewBuild},
+                   {"isBetaUpdate", candidate.applicability.isBetaUpdate},
+                   {"shouldDisplayNow", candidate.display.shouldDisplayNow},
+                   {"title", feedString(feed, OrvoUpdateFeedKeys::title)},
+                   {"notes", notes}};
+    writeJSON(dumped(object));
+    return;
+  }
+  std::string kind = "A new version of ";
+  if (candidate.applicability.isBetaUpdate) kind = "A new beta version of ";
+  if (candidate.applicability.isNewBuild) kind = "A stability update of ";
+  writeLine(kind + identity.displayName + " is available: " + printable(version.empty() ? "X" : version) +
+            (build.empty() ? "" : " (build " + printable(build) + ")") + "; you have " +
+            identity.versionString + " (build " + identity.buildNumberString + ").");
+  if (!notes.empty()) writeLine("Release notes: " + printable(notes));
+}
+
+void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "nothingToOffer"}}));
+  } else {
+    writeLine("There is nothing to offer: " + identity.displayName + " " + identity.versionString +
+              " (build " + identity.buildNumberString + ") stays.");
+  }
+}
+
+void UpdateReporter::nextCheck(double seconds) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) writeJSON(dumped({{"event", "nextCheck"}, {"seconds", seconds}}));
+}
+
+void UpdateReporter::earlierFailure(const std::string& description, const std::string& failedAt) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "earlierFailure"}, {"description", description}, {"failedAt", failedAt}}));
+  } else {
+    writeLine("An earlier update failed on " + failedAt + ": " + printable(description));
+  }
+}
+
+void UpdateReporter::progress(const OrvoUpdateProgressWindowState& state) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    // A thousand chunks are not a thousand events: one for each step and for each percent.
+    const int percent = state.progressFraction ? static_cast<int>(*state.progressFraction * 100) : -1;
+    if (state.title == lastTitle_ && percent == lastPercent_) return;
+    lastTitle_ = state.title;
+    lastPercent_ = percent;
+    Json object = {{"event", "progress"}, {"title", state.title}, {"status", nullptr}, {"fraction", nullptr}};
+    if (state.statusText) object["status"] = *state.statusText;
+    if (state.progressFraction) object["fraction"] = *state.progressFraction;
+    writeJSON(dumped(object));
+    return;
+  }
+  if (form_ == Form::terminal && state.progressFraction && state.statusText) {
+    std::fprintf(output_, "\r\033[K%s %s %s", state.title.c_str(), bar(*state.progressFraction).c_str(),
+                 state.statusText->c_str());
+    std::fflush(output_);
+    barIsOpen_ = true;
+    lastTitle_ = state.title;
+    return;
+  }
+  const int tenth = state.progressFraction ? static_cast<int>(*state.progressFraction * 10) : -1;
+  if (state.title == lastTitle_ && tenth == lastTenth_) return;
+  lastTitle_ = state.title;
+  lastTenth_ = tenth;
+  writeLine(state.title + (state.statusText && !state.statusText->empty() ? " " + *state.statusText : ""));
+}
+
+void UpdateReporter::launchProgress(const OrvoAppBundleInstallerLaunchProgress& progress) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "launch"}, {"step", eventName(progress.event)}}));
+  } else if (progress.event == OrvoAppBundleInstallerLaunchProgress::Event::authorizationBegan) {
+    writeLine("Waiting for an administrator's authorization…");
+  }
+}
+
+void UpdateReporter::launched(const std::string& installedPath) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "launched"}, {"installed", installedPath}}));
+  } else {
+    writeLine("The installer has taken over; it replaces " + installedPath +
+              " as soon as this program has ended.");
+  }
+}
+
+void UpdateReporter::openedInstaller(const std::string& path) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "openedInstaller"}, {"path", path}}));
+  } else {
+    writeLine("Opened the installer " + path + ".");
+  }
+}
+
+void UpdateReporter::cancelled() {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) writeJSON(dumped({{"event", "cancelled"}}));
+  endBar();
+}
+
+void UpdateReporter::failed(const std::string& error, const std::string& message) {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "failed"}, {"error", error}, {"message", message}}));
+  }
+  endBar();
+}
+
+}  // namespace pellam

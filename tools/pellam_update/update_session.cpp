@@ -1,0 +1,98 @@
+#include "tools/pellam_update/update_session.h"
+
+#include "feed/feed_keys.h"
+#include "foundation/date_text.h"
+#include "foundation/installer_error.h"
+#include "host/installer_error_text.h"
+#include "tools/pellam_update/console_progress_window.h"
+
+namespace pellam {
+
+namespace {
+
+// Where attempts are staged below the application's own folder; the helper knows the folder by this name.
+constexpr const char* installerSubdirectoryName = "SeamlessInstaller";
+constexpr const char* defaultInstallerNameFormat = "%@ Installer.pkg";
+
+bool hasText(const FeedEntry& feed, std::string_view key) {
+  const std::string* text = feed.findString(key);
+  return text != nullptr && text->find_first_not_of(" \t\r\n") != std::string::npos;
+}
+
+}  // namespace
+
+UpdateExitStatus UpdateSession::run(const CancellationToken& cancellation) {
+  const auto fail = [this](const std::string& error, const std::string& message) {
+    parts_.reporter.failed(error, message);
+    parts_.complain(message);
+    return UpdateExitStatus::failed;
+  };
+  try {
+    return runOrThrow(cancellation);
+  } catch (const OperationCancelled&) {
+    parts_.reporter.cancelled();
+    parts_.complain("cancelled; nothing was installed");
+    return UpdateExitStatus::failed;
+  } catch (const OrvoUpdateInstallerError& error) {
+    return fail(std::string(error.caseName()), installerErrorText(error));
+  } catch (const std::exception& error) {
+    const BridgedError bridged = bridge(error);
+    return fail(bridged.domain, bridged.description);
+  }
+}
+
+UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation) {
+  const InstalledApplication& application = parts_.application;
+  if (const auto report =
+          parts_.reports->consumeFailureReport(application.identity.bundleIdentifier, std::nullopt)) {
+    parts_.reporter.earlierFailure(report->errorDescription, iso8601Text(report->failedAt));
+  }
+  parts_.coordinator->removeStaleInstallerAttempts(application.identity.displayName,
+                                                   installerSubdirectoryName, application.path);
+
+  parts_.reporter.checking(application.identity, commandLine_.feed->text());
+  const std::vector<FeedEntry> feed = parts_.check->fetch(*commandLine_.feed, cancellation);
+  UpdateCheckResult result;
+  parts_.mainThread->performAndWait([&] {
+    result = parts_.check->decide(feed, application, options_, [](const FeedEntry&) { return true; });
+  });
+
+  const std::optional<OrvoUpdateFeedProcessingCandidate>& candidate = result.pipeline.selectedCandidate;
+  if (!candidate || !candidate->display.shouldDisplayNow) {
+    parts_.reporter.nothingToOffer(application.identity);
+    return UpdateExitStatus::nothingToOffer;
+  }
+  parts_.reporter.offer(application.identity, *candidate);
+  if (result.application.resolvedSleepInterval) {
+    parts_.reporter.nextCheck(*result.application.resolvedSleepInterval);
+  }
+  if (commandLine_.checkOnly) return UpdateExitStatus::done;
+  if (!commandLine_.installWithoutAsking && !parts_.confirm()) return UpdateExitStatus::done;
+  cancellation.throwIfCancelled();
+  install(candidate->feed, cancellation);
+  return UpdateExitStatus::done;
+}
+
+void UpdateSession::install(const FeedEntry& feed, const CancellationToken& cancellation) {
+  const InstalledApplication& application = parts_.application;
+  const auto window = std::make_shared<ConsoleProgressWindow>(parts_.reporter);
+  if (!hasText(feed, OrvoUpdateFeedKeys::appBundleInstallerURL) &&
+      hasText(feed, OrvoUpdateFeedKeys::installerURL)) {
+    const auto request = OrvoUpdateInstallerRequest::makeFromFeed(
+        feed, application.identity.displayName, defaultInstallerNameFormat, installerSubdirectoryName);
+    parts_.reporter.openedInstaller(parts_.coordinator->installUpdate(request, window, cancellation));
+    return;
+  }
+  const auto request = OrvoAppBundleUpdateRequest::makeFromFeed(
+      feed, application.identity.displayName, application.path, application.hostIdentity(),
+      application.helperExecutable(), installerSubdirectoryName, parts_.identifiers->makeUUID());
+  const OrvoAppBundleReplacementRequest replacement = parts_.coordinator->installAppBundleUpdate(
+      request, window,
+      [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
+        parts_.reporter.launchProgress(progress);
+      },
+      cancellation);
+  parts_.reporter.launched(replacement.installedApplicationURL.string());
+}
+
+}  // namespace pellam

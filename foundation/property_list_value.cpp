@@ -56,6 +56,12 @@ PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries) : ent
   entries_.erase(out, entries_.end());
 }
 
+PropertyListDictionary PropertyListDictionary::fromOrderedEntries(std::vector<Entry> entries) {
+  PropertyListDictionary dictionary;
+  dictionary.entries_ = std::move(entries);
+  return dictionary;
+}
+
 const PropertyListValue* PropertyListDictionary::find(std::string_view key) const {
   const auto found = std::lower_bound(entries_.begin(), entries_.end(), key, KeyOrder{});
   return found != entries_.end() && found->first == key ? &found->second : nullptr;

@@ -28,6 +28,8 @@ class PropertyListDictionary {
   PropertyListDictionary(std::initializer_list<Entry> entries);
   // Takes entries in any order; of entries with the same key the last one stays.
   explicit PropertyListDictionary(std::vector<Entry> entries);
+  // Takes entries that the caller knows to be in strictly ascending order of their keys.
+  [[nodiscard]] static PropertyListDictionary fromOrderedEntries(std::vector<Entry> entries);
 
   // The value of the key, or null. The dictionary keeps ownership.
   [[nodiscard]] const PropertyListValue* find(std::string_view key) const;

@@ -301,6 +301,8 @@ class Processes(UpdateTestCase):
         if content is not None:
             file.write_bytes(content)
             file.chmod(mode)
+        if name == self.service:
+            self.releases.sign(file.parents[2])
         self.releases.sign(self.installed)
         self.before = tree(self.installed)
 

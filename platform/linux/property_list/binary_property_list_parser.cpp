@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <numeric>
 
 #include "platform/linux/property_list/property_list_limits.h"
 #include "platform/linux/property_list/property_list_parsers.h"
@@ -35,25 +37,13 @@ class Parser {
     throw PropertyListReadError(std::string(what) + " at offset " + std::to_string(offset));
   }
 
-  // Big-endian, 1 to 8 bytes. The caller has checked that they exist.
+  // Big-endian, 1 to 8 bytes. The caller has checked that they exist; behind everything but the trailer there
+  // are at least eight more, so that one load serves every size.
   [[nodiscard]] std::uint64_t number(std::size_t offset, std::size_t size) const {
-    const std::uint8_t* bytes = bytes_.data() + offset;
-    switch (size) {
-      case 1:
-        return bytes[0];
-      case 2:
-        return static_cast<std::uint64_t>(bytes[0]) << 8 | bytes[1];
-      case 4: {
-        std::uint32_t value = 0;
-        std::memcpy(&value, bytes, sizeof value);
-        return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
-      }
-      default: {
-        std::uint64_t value = 0;
-        for (std::size_t index = 0; index < size; ++index) value = value << 8 | bytes[index];
-        return value;
-      }
-    }
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes_.data() + offset, sizeof value);
+    if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+    return value >> (64 - 8 * size);
   }
 
   void readTrailer() {
@@ -220,7 +210,8 @@ class Parser {
       }
       case 0x5:
       case 0x6:
-        readString(header, storage.emplace<std::string>(), offset);
+        take(count, offset);
+        storage.emplace<std::string>(stringAt(header, offset));
         return;
       case 0x8: {
         take(0, offset);
@@ -253,29 +244,69 @@ class Parser {
 
   PropertyListDictionary readDictionary(const Header& header, int depth) {
     const auto count = static_cast<std::size_t>(header.count);
+    const std::size_t keysSize = count * referenceSize_;
+    learnShape(header.start, count);
+    // A dictionary inside this one may teach another shape before this one is done.
+    const std::shared_ptr<const Shape> shape = shape_;
     std::vector<PropertyListDictionary::Entry> entries(count);
     for (std::size_t index = 0; index < count; ++index) {
-      const std::size_t place = header.start + index * referenceSize_;
-      const std::size_t keyOffset = offsetOf(referenceAt(place));
-      const Header key = headerAt(keyOffset);
-      if (key.kind != 5 && key.kind != 6) fail("a key that is not a string", keyOffset);
-      readString(key, entries[index].first, keyOffset);
-      readObject(referenceAt(place + count * referenceSize_), entries[index].second, depth + 1);
+      take(shape->keys[index].size(), header.start);
+      entries[index].first = shape->keys[index];
     }
-    return PropertyListDictionary(std::move(entries));
+    for (std::size_t index = 0; index < count; ++index) {
+      const std::size_t place = header.start + keysSize + index * referenceSize_;
+      readObject(referenceAt(place), entries[shape->places[index]].second, depth + 1);
+    }
+    return shape->hasEqualKeys ? PropertyListDictionary(std::move(entries))
+                               : PropertyListDictionary::fromOrderedEntries(std::move(entries));
   }
 
-  void readString(const Header& header, std::string& text, std::size_t offset) {
-    const auto count = static_cast<std::size_t>(header.count);
-    take(count, offset);
-    const std::uint8_t* units = bytes_.data() + header.start;
-    if (header.kind == 5) {
-      text.assign(reinterpret_cast<const char*>(units), count);
-      std::uint8_t seen = 0;
-      for (std::size_t index = 0; index < count; ++index) seen |= units[index];
-      if (seen >= 0x80) fail("a byte outside ASCII in an ASCII string", offset);
+  // The keys of one dictionary in their order, and where its first, second... key stands among them. Mostly
+  // all dictionaries of a list refer to the same keys, which are then read and put in order once.
+  struct Shape {
+    std::span<const std::uint8_t> references;
+    std::vector<std::string> keys;
+    std::vector<std::size_t> places;
+    bool hasEqualKeys = false;
+  };
+
+  void learnShape(std::size_t start, std::size_t count) {
+    const std::span<const std::uint8_t> references = bytes_.subspan(start, count * referenceSize_);
+    if (shape_ != nullptr && std::equal(references.begin(), references.end(), shape_->references.begin(),
+                                        shape_->references.end())) {
       return;
     }
+    std::vector<std::string> keys(count);
+    for (std::size_t index = 0; index < count; ++index) {
+      const std::size_t offset = offsetOf(referenceAt(start + index * referenceSize_));
+      const Header key = headerAt(offset);
+      if (key.kind != 5 && key.kind != 6) fail("a key that is not a string", offset);
+      take(static_cast<std::size_t>(key.count), offset);
+      keys[index] = stringAt(key, offset);
+    }
+    std::vector<std::size_t> order(count);
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t left, std::size_t right) { return keys[left] < keys[right]; });
+    auto shape = std::make_shared<Shape>();
+    shape->references = references;
+    shape->places.resize(count);
+    for (std::size_t place = 0; place < count; ++place) {
+      shape->places[order[place]] = place;
+      shape->keys.push_back(std::move(keys[order[place]]));
+    }
+    shape->hasEqualKeys = std::adjacent_find(shape->keys.begin(), shape->keys.end()) != shape->keys.end();
+    shape_ = std::move(shape);
+  }
+
+  [[nodiscard]] std::string stringAt(const Header& header, std::size_t offset) const {
+    const auto count = static_cast<std::size_t>(header.count);
+    const std::uint8_t* units = bytes_.data() + header.start;
+    if (header.kind == 5) {
+      if (!isASCII(units, count)) fail("a byte outside ASCII in an ASCII string", offset);
+      return {reinterpret_cast<const char*>(units), count};
+    }
+    std::string text;
     text.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
       char32_t scalar = static_cast<char32_t>(number(header.start + 2 * index, 2));
@@ -289,6 +320,19 @@ class Parser {
       }
       appendUTF8(text, scalar);
     }
+    return text;
+  }
+
+  static bool isASCII(const std::uint8_t* bytes, std::size_t count) {
+    constexpr std::uint64_t upperBits = 0x8080'8080'8080'8080;
+    std::uint64_t seen = 0;
+    for (; count >= sizeof seen; count -= sizeof seen, bytes += sizeof seen) {
+      std::uint64_t word = 0;
+      std::memcpy(&word, bytes, sizeof word);
+      seen |= word;
+    }
+    for (; count > 0; --count, ++bytes) seen |= *bytes;
+    return (seen & upperBits) == 0;
   }
 
   [[nodiscard]] PropertyListValue integerAt(std::size_t start, std::size_t size, std::size_t offset) const {
@@ -316,6 +360,7 @@ class Parser {
   std::size_t tableStart_ = 0;
   std::size_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
+  std::shared_ptr<const Shape> shape_;
 };
 
 }  // namespace

@@ -193,7 +193,12 @@ class SocketListener final : public ServiceListener {
       if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) {
         throw std::system_error(errno, std::generic_category(), "poll");
       }
-      if (waiting[0].revents != 0) break;
+      if (waiting[0].revents != 0) {
+        // Taken, so that it is no longer pending when signals are let through again.
+        signalfd_siginfo request{};
+        (void)!::read(interrupts.get(), &request, sizeof request);
+        break;
+      }
       eventfd_t ignored = 0;
       (void)::eventfd_read(endings.get(), &ignored);
       removeEnded();

@@ -1,0 +1,4 @@
+pellam_program(launch_benchmark
+  SOURCES launch_benchmark.cpp
+  LINKS PellamLauncherClient PellamPlatformServices PellamPlatformSystem
+)

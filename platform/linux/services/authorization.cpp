@@ -92,7 +92,7 @@ PolkitAnswer ask(sd_bus* bus, const std::string& action, const std::string& prom
   }
   const Message message(made);
   if (appendQuestion(made, action, prompt, mayInteract) < 0) return failure;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* answer = nullptr;
   // The user takes the time that the user takes.
   const int result = sd_bus_call(bus, made, mayInteract ? UINT64_MAX : 0, &error, &answer);

@@ -27,7 +27,7 @@ struct BusError {
   ~BusError() { sd_bus_error_free(&value); }
   BusError(const BusError&) = delete;
   BusError& operator=(const BusError&) = delete;
-  sd_bus_error value = SD_BUS_ERROR_NULL;
+  sd_bus_error value{};
 };
 
 void check(int result, const char* what) {

@@ -2,8 +2,8 @@
 // The argument is the program pellam-ditto; without one it is looked for beside this program.
 
 #include <spawn.h>
-#include <stdlib.h>
 #include <sys/wait.h>
+#include <cstdlib>
 
 #include <filesystem>
 #include <fstream>

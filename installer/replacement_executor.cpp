@@ -121,7 +121,7 @@ Path Executor::bringBesideInstalled(const Paths& paths) {
     }
     return paths.staged;
   }
-  const Path incoming =
+  Path incoming =
       folder / ("." + paths.installed.filename().string() + incomingNameInfix + identifiers_->makeUUID());
   try {
     fileSystem_->copyItem(paths.staged, incoming);

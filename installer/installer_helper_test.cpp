@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -103,8 +103,7 @@ class HelperTest : public testing::Test {
   // The staged bundle in a fresh attempt folder.
   fs::path stage(const std::string& version, const fs::path& volume, const std::string& signer = "good",
                  const std::string& identifier = "com.example.editor") {
-    const fs::path staged =
-        volume / "SeamlessInstaller/0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D11/Extracted/Editor.app";
+    fs::path staged = volume / "SeamlessInstaller/0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D11/Extracted/Editor.app";
     fs::remove_all(volume / "SeamlessInstaller");
     makeBundle(staged, version, signer, identifier);
     return staged;
@@ -139,6 +138,7 @@ class HelperTest : public testing::Test {
                                                 "--failure-report-url",
                                                 report().string()};
     std::vector<char*> vector;
+    vector.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) vector.push_back(const_cast<char*>(argument.c_str()));
     vector.push_back(nullptr);
     pid_t child = 0;
@@ -160,7 +160,7 @@ class HelperTest : public testing::Test {
   // The application starts some time after the helper has asked for it.
   [[nodiscard]] std::string whatWasStarted() const {
     for (int wait = 0; wait < 500; ++wait) {
-      const std::string text = TemporaryFolder::read(started());
+      std::string text = TemporaryFolder::read(started());
       if (!text.empty()) return text;
       std::this_thread::sleep_for(milliseconds(10));
     }

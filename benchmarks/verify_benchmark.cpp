@@ -104,7 +104,9 @@ int main() {
   const double megabytes = static_cast<double>(totalBytes) / 1e6;
   const double verified = megabytes / median(verifying);
   const double bound = megabytes / median(digesting);
-  std::printf("cores %u\nSHA-256 alone   %8.0f MB/s\nverifying       %8.0f MB/s   %.0f %% of it\n", cores,
-              bound, verified, 100 * verified / bound);
+  const double share = 100 * verified / bound;
+  std::printf(
+      "verifying 300 MB in 3,000 files\t%.0f MB/s\tSHA-256 on %u cores %.0f MB/s\t%.0f %%\tat least 70 %%\n",
+      verified, cores, bound, share);
   return 0;
 }

@@ -22,8 +22,9 @@ constexpr std::array<Unit, 128> units = [] {
   for (std::size_t unit = 0x09; unit <= 0x0D; ++unit) table[unit] = Unit::space;
   table[' '] = Unit::space;
   // The punctuation categories; "$", "+", "<", "=", ">", "^", "`", "|" and "~" are symbols, which are text.
-  for (const char unit : std::string_view("!\"#%&'()*,-./:;?@[\\]_{}")) {
-    table[static_cast<std::size_t>(unit)] = Unit::punctuation;
+  for (const char mark : std::string_view("!\"#%&'()*,-./:;?@[\\]_{}")) {
+    const auto unit = static_cast<unsigned char>(mark);
+    table[unit] = Unit::punctuation;
   }
   return table;
 }();

@@ -68,7 +68,7 @@ class ScriptedOwners final : public ForwardingFileSystem {
 
 TEST(OwnershipMatcher, ChangesWhatItMayAndStopsWhereItShould) {
   using Changes = std::vector<std::string>;
-  const struct {
+  const struct {  // NOLINT(clang-analyzer-optin.performance.Padding)
     const char* name;
     ScriptedOwners::Owner installed;
     Changes refused;

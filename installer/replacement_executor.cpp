@@ -121,7 +121,7 @@ Path Executor::bringBesideInstalled(const Paths& paths) {
     }
     return paths.staged;
   }
-  const Path incoming =
+  Path incoming =
       folder / ("." + paths.installed.filename().string() + incomingNameInfix + identifiers_->makeUUID());
   try {
     fileSystem_->copyItem(paths.staged, incoming);
@@ -174,17 +174,7 @@ void Executor::leaveSomethingInstalled(const Path& backup, const Path& incoming,
 
 void Executor::cleanupAfterSuccessfulReplacement(const Path& backup, const Path& staged) {
   removeIgnoringErrors(backup);
-  const Path stagingFolder = staged.parent_path();
-  if (const std::optional<Path> attemptRoot = seamlessInstallerAttemptRoot(stagingFolder)) {
-    removeIgnoringErrors(*attemptRoot);
-    return;
-  }
-  try {
-    if (!fileSystem_->contentsOfDirectory(stagingFolder, true).empty()) return;
-  } catch (const std::exception&) {
-    return;
-  }
-  removeIgnoringErrors(stagingFolder);
+  removeStagingFolder(*fileSystem_, staged);
 }
 
 void Executor::relaunchInstalledApplicationIfPossible(const Path& installed) {

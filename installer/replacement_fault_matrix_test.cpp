@@ -108,7 +108,7 @@ std::string contentOf(const fs::path& bundle) {
     entries[name] = entry.is_regular_file() ? TemporaryFolder::read(entry.path()) : "folder";
   }
   std::string text;
-  for (const auto& [name, content] : entries) text += name + "=" + content + ";";
+  for (const auto& [name, content] : entries) text.append(name).append("=").append(content).append(";");
   return text;
 }
 
@@ -145,7 +145,7 @@ struct World {
   }
 
   [[nodiscard]] std::string whatIsInstalled() const {
-    const std::string content = contentOf(installed);
+    std::string content = contentOf(installed);
     if (content == oldContent) return "old";
     if (content == newContent) return "new";
     return content;

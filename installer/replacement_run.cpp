@@ -1,13 +1,17 @@
 #include "installer/replacement_run.h"
 
 #include <exception>
+#include <utility>
 
 #include "foundation/installer_error.h"
+#include "installer/bundle_paths.h"
 #include "installer/code_signature_validator.h"
 #include "installer/exit_status.h"
 #include "installer/failure_report.h"
 #include "installer/interrupted_replacement_recovery.h"
+#include "installer/private_staging.h"
 #include "installer/replacement_executor.h"
+#include "installer/staging_folder.h"
 #include "launcher-protocol/diagnostic_text.h"
 
 namespace pellam {
@@ -56,8 +60,53 @@ ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine
 
 void ReplacementRun::replace(const OrvoAppBundleReplacementRequest& request,
                              std::optional<std::string>& failure) {
+  if (collaborators_.processInformation->effectiveUserID() != 0) {
+    execute(request, std::nullopt, failure);
+    return;
+  }
+  try {
+    replacePrivately(request, failure);
+  } catch (const OrvoUpdateInstallerError& error) {
+    // A bundle that was installed once and could not be started is not offered again.
+    if (error.errorCase() == OrvoUpdateInstallerError::Case::relaunchFailed) removeStaged(request);
+    throw;
+  }
+  removeStaged(request);
+  removeStagingFolder(*collaborators_.fileSystem, request.stagedApplicationURL);
+}
+
+void ReplacementRun::replacePrivately(const OrvoAppBundleReplacementRequest& request,
+                                      std::optional<std::string>& failure) {
+  OrvoAppBundleReplacementRequest own = request;
+  std::optional<PrivateStaging> staging;
+  std::optional<std::string> reason;
+  try {
+    staging.emplace(*collaborators_.fileSystem, *collaborators_.identifiers, request.stagedApplicationURL,
+                    request.installedApplicationURL);
+    own.stagedApplicationURL = staging->bundle();
+  } catch (const std::exception& error) {
+    // Without a private copy there is nothing that may be installed: the executor finds no staged bundle,
+    // reports that and relaunches.
+    own.stagedApplicationURL.clear();
+    reason = std::string("unable to take the staged bundle over: ") + error.what();
+    collaborators_.systemLog(*reason);
+  }
+  execute(own, reason, failure);
+}
+
+void ReplacementRun::removeStaged(const OrvoAppBundleReplacementRequest& request) {
+  try {
+    collaborators_.fileSystem->removeItem(withoutTrailingSlash(request.stagedApplicationURL));
+  } catch (const std::exception&) {
+    // The host removes stale attempts later.
+  }
+}
+
+void ReplacementRun::execute(const OrvoAppBundleReplacementRequest& request,
+                             std::optional<std::string> reasonInAdvance,
+                             std::optional<std::string>& failure) {
   // The validator's line says what exactly was wrong; it belongs into the report as well.
-  std::optional<std::string> validatorLine;
+  std::optional<std::string> validatorLine = std::move(reasonInAdvance);
   const auto makeValidator = [&]() -> std::unique_ptr<OrvoAppBundleUpdateValidating> {
     const DiagnosticLog log = [&](const std::string& line) {
       validatorLine = line;

@@ -24,7 +24,7 @@ namespace pellam {
 //   is
 //      touched and nothing is relaunched;
 //   2. puts an interrupted earlier replacement right;
-//   3. replaces;
+//   3. replaces; as root from a private copy of the staged bundle, so that what is validated is installed;
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,
 //      so that it finds the report complete.
 // Single-threaded and blocking; one object per process.
@@ -55,6 +55,10 @@ class ReplacementRun {
 
  private:
   void replace(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
+  void replacePrivately(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
+  void execute(const OrvoAppBundleReplacementRequest& request, std::optional<std::string> reasonInAdvance,
+               std::optional<std::string>& failure);
+  void removeStaged(const OrvoAppBundleReplacementRequest& request);
   void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);
 
   Collaborators collaborators_;

@@ -117,6 +117,33 @@ TEST_F(RunTest, PutsAnInterruptedReplacementRightFirst) {
   EXPECT_FALSE(fs::exists(folder_ / backup));
 }
 
+TEST_F(RunTest, AsRootInstallsAPrivateCopyThatNobodyElseCanReach) {
+  process_->effectiveUser = 0;
+  tools_->onRun = [&] {
+    const fs::path copy = tools_->calls.back().substr(tools_->calls.back().find("/tmp"));
+    EXPECT_EQ(fs::status(copy.parent_path()).permissions(), fs::perms(0700));
+    EXPECT_EQ(copy.parent_path().parent_path(), folder_ / "Apps");
+    // What the user changes now is too late.
+    folder_.write("Staging/Editor.app/Contents/MacOS/Editor", "exchanged");
+  };
+  EXPECT_EQ(run().exitStatus, 0);
+  EXPECT_EQ(tools_->calls.size(), 1U);
+  EXPECT_EQ(installed(), "binary 20");
+  EXPECT_FALSE(fs::exists(folder_ / "Staging"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "Apps"), fs::directory_iterator()), 1);
+}
+
+TEST_F(RunTest, AsRootWithoutAPrivateCopyInstallsNothing) {
+  process_->effectiveUser = 0;
+  fs::remove_all(line_.request.stagedApplicationURL);
+  const auto outcome = run();
+  EXPECT_EQ(outcome.exitStatus, 102);
+  EXPECT_NE(report().find("replacementFailed: unable to take the staged bundle over: "), std::string::npos);
+  EXPECT_EQ(reportWasThereAtRelaunch_, std::vector<bool>{true});
+  EXPECT_EQ(installed(), "binary 19");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "Apps"), fs::directory_iterator()), 1);
+}
+
 TEST(PrivilegedReport, BelongsToTheLaunchUserAndFollowsNoLinkOutOfTheHome) {
   if (::geteuid() != 0) GTEST_SKIP() << "becoming another user needs root";
   constexpr uid_t nobody = 65534;

@@ -1,5 +1,7 @@
 #include "installer/staging_folder.h"
 
+#include <exception>
+
 #include "installer/bundle_paths.h"
 #include "platform/identifiers.h"
 
@@ -25,6 +27,19 @@ std::optional<std::filesystem::path> seamlessInstallerAttemptRoot(const std::fil
     candidate = parent;
   }
   return std::nullopt;
+}
+
+void removeStagingFolder(FileSystem& fileSystem, const std::filesystem::path& stagedBundle) {
+  const std::filesystem::path stagingFolder = withoutTrailingSlash(stagedBundle).parent_path();
+  try {
+    if (const auto attemptRoot = seamlessInstallerAttemptRoot(stagingFolder)) {
+      fileSystem.removeItem(*attemptRoot);
+    } else if (fileSystem.contentsOfDirectory(stagingFolder, true).empty()) {
+      fileSystem.removeItem(stagingFolder);
+    }
+  } catch (const std::exception&) {
+    // The host removes stale attempts later.
+  }
 }
 
 }  // namespace pellam

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <optional>
 
+#include "platform/file_system.h"
+
 namespace pellam {
 
 // The folder of one install attempt, ".../SeamlessInstaller/<UUID>", that contains the given folder or is
@@ -10,5 +12,9 @@ namespace pellam {
 // directly in a "SeamlessInstaller", or the one that does is not named by a UUID.
 [[nodiscard]] std::optional<std::filesystem::path> seamlessInstallerAttemptRoot(
     const std::filesystem::path& containing);
+
+// Removes what a bundle was staged in: the attempt's folder, or else the folder that held the bundle when
+// nothing visible is left in it. Ignores errors.
+void removeStagingFolder(FileSystem& fileSystem, const std::filesystem::path& stagedBundle);
 
 }  // namespace pellam

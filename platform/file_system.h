@@ -59,6 +59,8 @@ class FileSystem {
 
   // Creates the folder and those above it. An existing folder is no failure.
   virtual void createDirectory(const std::filesystem::path& path) = 0;
+  // Creates one folder that nobody but its owner can enter. EEXIST when the name is taken.
+  virtual void createPrivateDirectory(const std::filesystem::path& path) = 0;
   // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT. A folder
   // leaves its name in one step before its contents go, so that nobody ever sees it half removed; when its
   // contents cannot all be removed, what is left gets the name back.

@@ -29,6 +29,7 @@ class ForwardingFileSystem : public FileSystem {
     real_->writeFileAtomically(path, bytes);
   }
   void createDirectory(const Path& path) override { real_->createDirectory(path); }
+  void createPrivateDirectory(const Path& path) override { real_->createPrivateDirectory(path); }
   void removeItem(const Path& path) override { real_->removeItem(path); }
   void moveItem(const Path& source, const Path& destination) override {
     real_->moveItem(source, destination);

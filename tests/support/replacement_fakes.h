@@ -61,6 +61,7 @@ struct ScriptedTools final : ChildProcessRunning {
     std::string call = executable.string();
     for (const std::string& argument : arguments) call += " " + argument;
     calls.push_back(call);
+    if (onRun) onRun();
     return answers[arguments.empty() ? "" : arguments.front()];
   }
   static ChildProcessResult ended(std::int32_t status, std::string output) {
@@ -71,6 +72,7 @@ struct ScriptedTools final : ChildProcessRunning {
   }
   std::map<std::string, ChildProcessResult> answers;
   std::vector<std::string> calls;
+  std::function<void()> onRun;
 };
 
 struct ScriptedProcess final : ProcessInformation {

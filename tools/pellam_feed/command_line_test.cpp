@@ -1,7 +1,7 @@
 #include "tools/pellam_feed/command_line.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
+#include <cstdlib>
 
 #include <filesystem>
 #include <fstream>

@@ -1,10 +1,10 @@
 #include "platform/linux/archive/zip_unpacker.h"
 
 #include <fcntl.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
 
 #include <cerrno>
 #include <system_error>

@@ -75,7 +75,7 @@ ResourceSeal sealOf(const BundleContents& bundle, std::vector<std::optional<Dige
 
 std::string identifierFor(const BundleContents& bundle, const SigningRequest& request) {
   const std::string* own = bundle.information().findString("CFBundleIdentifier");
-  const std::string identifier = request.identifier.value_or(own != nullptr ? *own : "");
+  std::string identifier = request.identifier.value_or(own != nullptr ? *own : "");
   if (!isUsableName(identifier)) throw CodeSigningError(bundle.path(), "no usable identifier to sign with");
   return identifier;
 }

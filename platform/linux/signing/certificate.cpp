@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "platform/linux/signing/openssl_handles.h"
@@ -36,11 +37,14 @@ Bytes codeHashAttributeValue(std::span<const std::uint8_t> codeDirectory) {
   constexpr std::array<std::uint8_t, 11> sha256Identifier = {0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
                                                              0x65, 0x03, 0x04, 0x02, 0x01};
   const Digest digest = Sha256().of(codeDirectory);
-  Bytes value = {0x30, static_cast<std::uint8_t>(sha256Identifier.size() + 2 + digest.size())};
-  value.insert(value.end(), sha256Identifier.begin(), sha256Identifier.end());
-  value.push_back(0x04);
-  value.push_back(static_cast<std::uint8_t>(digest.size()));
-  value.insert(value.end(), digest.begin(), digest.end());
+  constexpr std::size_t contentSize = sha256Identifier.size() + 2 + std::tuple_size_v<Digest>;
+  Bytes value(2 + contentSize);
+  value[0] = 0x30;
+  value[1] = contentSize;
+  auto place = std::copy(sha256Identifier.begin(), sha256Identifier.end(), value.begin() + 2);
+  *place++ = 0x04;
+  *place++ = static_cast<std::uint8_t>(digest.size());
+  std::copy(digest.begin(), digest.end(), place);
   return value;
 }
 

@@ -84,8 +84,8 @@ void ParallelHasher::addFile(std::string pathBelowContents, std::uint64_t size,
   work_.push_back({std::move(pathBelowContents), size, 0, 0, 0, result, size});
 }
 
-void ParallelHasher::addPages(std::string pathBelowContents, std::uint64_t size, std::uint64_t pageSize,
-                              std::vector<std::optional<Digest>>* results) {
+void ParallelHasher::addPages(const std::string& pathBelowContents, std::uint64_t size,
+                              std::uint64_t pageSize, std::vector<std::optional<Digest>>* results) {
   for (std::uint64_t first = 0; first < results->size(); first += pagesPerPiece) {
     const std::uint64_t count = std::min<std::uint64_t>(pagesPerPiece, results->size() - first);
     work_.push_back(

@@ -21,7 +21,7 @@ class ParallelHasher {
   void addFile(std::string pathBelowContents, std::uint64_t size, std::optional<Digest>* result);
   // The digest of each page of a file of exactly this size. The vector must already have one element for each
   // page and stays where it is.
-  void addPages(std::string pathBelowContents, std::uint64_t size, std::uint64_t pageSize,
+  void addPages(const std::string& pathBelowContents, std::uint64_t size, std::uint64_t pageSize,
                 std::vector<std::optional<Digest>>* results);
   // Blocks until all is done. At most as many threads as the machine has processors, eight at most.
   void run();

@@ -209,6 +209,10 @@ class LinuxFileSystem final : public FileSystem {
     if (!itemExists(path, &isDirectory) || !isDirectory) throwError(secondError, path.native());
   }
 
+  void createPrivateDirectory(const Path& path) override {
+    if (::mkdir(cPath(path), S_IRWXU) != 0) throwError(errno, path.native());
+  }
+
   void removeItem(const Path& path) override {
     const Location item = locate(path);
     struct stat status {};

@@ -42,7 +42,7 @@ Service::OrvoAppBundleInstallerLauncherService(
 Service::OrvoAppBundleInstallerLauncherService(
     std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
     std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-    MonotonicTimeProvider monotonicTimeProvider, LaunchProgressHandler progressHandler,
+    const MonotonicTimeProvider& monotonicTimeProvider, LaunchProgressHandler progressHandler,
     std::shared_ptr<LaunchTasks> tasks, const ServicePlatform& platform)
     : OrvoAppBundleInstallerLauncherService(std::move(launchResolver), preAuthorizationTimeoutNanoseconds,
                                             postAuthorizationTimeoutNanoseconds, monotonicTimeProvider,

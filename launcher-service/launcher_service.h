@@ -32,7 +32,7 @@ class OrvoAppBundleInstallerLauncherService final : public OrvoAppBundleInstalle
   OrvoAppBundleInstallerLauncherService(
       std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
       std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-      MonotonicTimeProvider monotonicTimeProvider, LaunchProgressHandler progressHandler,
+      const MonotonicTimeProvider& monotonicTimeProvider, LaunchProgressHandler progressHandler,
       std::shared_ptr<LaunchTasks> tasks, const ServicePlatform& platform);
 
   // The reply may be called before this returns, or later on the launch's thread.

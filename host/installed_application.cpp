@@ -11,7 +11,12 @@ std::optional<std::string> readTeamIdentifier(const std::filesystem::path& path,
                                               ChildProcessRunning& signingTool) {
   const ChildProcessResult result =
       signingTool.run("/usr/bin/codesign", {"-dv", "--verbose=4", path.string()});
-  if (result.launchError || result.terminationStatus != 0) return std::nullopt;
+  // A tool that cannot run says nothing about the signature; without its word the team would go unchecked.
+  if (result.launchError) {
+    throw InstalledApplicationError("the application's signing tool cannot be run: " +
+                                    result.launchError->description);
+  }
+  if (result.terminationStatus != 0) return std::nullopt;
   constexpr std::string_view key = "TeamIdentifier=";
   for (std::string_view line : text::lines(result.output)) {
     if (!line.starts_with(key)) continue;

@@ -6,6 +6,7 @@
 #include "foundation/installer_error.h"
 #include "host/ready_install_confirmation.h"
 #include "installer/failure_report.h"
+#include "installer/file_safety.h"
 
 namespace pellam {
 
@@ -109,12 +110,21 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
         archive.body.span(), request.archiveFileName,
         archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName, true));
   }
-  unzipAndRemoveArchive(placement, progressWindow);
-  cancellation.throwIfCancelled();
+  unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
   show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
   const std::filesystem::path staged = findSingleAppBundle(placement.destinationFolderURL);
-  appBundleValidator_->validateAppBundle(staged, request.hostIdentity);
+  if (!OrvoAppBundleFileSafety::realDirectoryAppBundle(*fileManager_, staged,
+                                                       placement.destinationFolderURL)) {
+    throw Error(Error::Case::invalidArchive);
+  }
+  try {
+    appBundleValidator_->validateAppBundle(staged, request.hostIdentity);
+  } catch (const OrvoUpdateInstallerError&) {
+    cancellation.throwIfCancelled();  // an interrupt may have ended the signing tool
+    throw;
+  }
+  cancellation.throwIfCancelled();
 
   OrvoAppBundleReplacementRequest replacement;
   replacement.stagedApplicationURL = staged;
@@ -151,8 +161,7 @@ std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstal
         archive.body.span(), request.archiveFileName,
         archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName, false));
   }
-  unzipAndRemoveArchive(placement, progressWindow);
-  cancellation.throwIfCancelled();
+  unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
   show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});
   const std::filesystem::path installer = placement.destinationFolderURL / request.installerFileName;
@@ -170,11 +179,13 @@ void OrvoUpdateInstallerCoordinator::validateReplacementHelperAvailable(
 }
 
 void OrvoUpdateInstallerCoordinator::unzipAndRemoveArchive(const ArchivePlacement& placement,
-                                                           const Window& window) {
+                                                           const Window& window,
+                                                           const CancellationToken& cancellation) {
   show(window, {"Extracting update…", std::nullopt, std::nullopt});
-  if (!unzipper_->unzip(placement.archiveURL.string(), placement.destinationFolderURL.string())) {
-    throw Error(Error::Case::unzipFailed);
-  }
+  const bool isUnpacked =
+      unzipper_->unzip(placement.archiveURL.string(), placement.destinationFolderURL.string());
+  cancellation.throwIfCancelled();
+  if (!isUnpacked) throw Error(Error::Case::unzipFailed);
   try {
     fileManager_->removeItem(placement.archiveURL);
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): an archive left behind does no harm

@@ -110,7 +110,8 @@ class OrvoUpdateInstallerCoordinator {
                                                         const std::string& archiveFileName,
                                                         const std::vector<std::filesystem::path>& folders);
   void removeIfEmpty(const std::filesystem::path& folder);
-  void unzipAndRemoveArchive(const ArchivePlacement& placement, const Window& window);
+  void unzipAndRemoveArchive(const ArchivePlacement& placement, const Window& window,
+                             const CancellationToken& cancellation);
   [[nodiscard]] std::filesystem::path findSingleAppBundle(const std::filesystem::path& folder) const;
   void validateReplacementHelperAvailable(const OrvoAppBundleUpdateRequest& request) const;
   void prepareFailureReportURLForFreshHandoff(const std::optional<std::filesystem::path>& report);

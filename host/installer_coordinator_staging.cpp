@@ -26,12 +26,13 @@ std::filesystem::path OrvoUpdateInstallerCoordinator::preferredInstallerFolderUR
   const std::optional<std::filesystem::path> support = fileManager_->applicationSupportDirectory();
   const std::filesystem::path base =
       fileManager_->resolvingSymlinks(support ? *support : fileManager_->temporaryDirectory());
-  return base / applicationName / installerSubdirectoryName;
+  return base.string() + "/" + applicationName + "/" + installerSubdirectoryName;
 }
 
 std::filesystem::path OrvoUpdateInstallerCoordinator::temporaryInstallerFolderURL(
     const std::string& applicationName, const std::string& installerSubdirectoryName) const {
-  return fileManager_->temporaryDirectory() / applicationName / installerSubdirectoryName;
+  return fileManager_->temporaryDirectory().string() + "/" + applicationName + "/" +
+         installerSubdirectoryName;
 }
 
 std::vector<std::filesystem::path> OrvoUpdateInstallerCoordinator::archiveDestinationFolderURLs(

@@ -163,6 +163,7 @@ TEST_F(InstallerCoordinatorTest, CancellingEndsEveryPhaseBeforeTheHandOff) {
     CancellationSource source;
     network_->requests.clear();
     network_->onRequest = phase == "download" ? std::function([&] { source.cancel(); }) : nullptr;
+    unzipper_->succeeds = phase != "unpacking";  // an interrupt ends the tool, too
     unzipper_->onUnzip = phase == "unpacking" ? std::function([&] { source.cancel(); }) : nullptr;
     const auto window = std::make_shared<RecordingWindow>();
     window->onReady = [&](const std::function<void()>& action) {
@@ -225,6 +226,9 @@ TEST_F(InstallerCoordinatorTest, FindsTheOneBundleOfTheArchive) {
           row.folders.front().find("Editor.app") != std::string::npos);
     }
   }
+  unzipper_->folders = {"folder"};
+  unzipper_->link = {"folder", "Editor.app"};
+  EXPECT_EQ(failureOf(request()), Case::invalidArchive) << "a link is no bundle";
   unzipper_->succeeds = false;
   EXPECT_EQ(failureOf(request()), Case::unzipFailed);
 }

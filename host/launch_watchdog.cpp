@@ -76,10 +76,14 @@ void Watchdog::startTimer(std::uint64_t nanoseconds, std::uint64_t generation,
                generation, phase, hasEnded] {
     try {
       sleep(nanoseconds, token);
+    } catch (...) {
+      // Superseded, or a sleep that cannot be trusted: nothing is left to do.
+      hasEnded->store(true);
+      return;
+    }
+    {
       const std::shared_ptr<Watchdog> watchdog = weak.lock();
       if (watchdog && watchdog->consumeTimeout(generation)) timeoutHandler(phase);
-    } catch (const OperationCancelled&) {  // NOLINT(bugprone-empty-catch)
-      // Superseded: nothing is left to do.
     }
     hasEnded->store(true);
   };

@@ -74,6 +74,7 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
     wasDisplayed = display(entry);
     return wasDisplayed;
   });
+  if (!options.remembersWhatIsShown) return result;
   if (result.application.updatedNewsDictionary) {
     settings_->setNewsDictionary(*result.application.updatedNewsDictionary);
   }

@@ -42,6 +42,8 @@ struct UpdateCheckOptions {
   std::optional<std::int64_t> staggerGroup;  // overrides the remembered one
   // The host would end this check by telling the user that there is no update.
   bool shouldConfirmNoUpdatesDialog = true;
+  // False for a look that must not count as having shown the offer.
+  bool remembersWhatIsShown = true;
 };
 
 struct UpdateCheckResult {

@@ -106,6 +106,7 @@ class HelperTest : public testing::Test {
     fs::path staged = volume / "SeamlessInstaller/0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D11/Extracted/Editor.app";
     fs::remove_all(volume / "SeamlessInstaller");
     makeBundle(staged, version, signer, identifier);
+    giveAway(volume / "SeamlessInstaller");
     return staged;
   }
 

@@ -68,11 +68,31 @@ void ReplacementRun::replace(const OrvoAppBundleReplacementRequest& request,
     replacePrivately(request, failure);
   } catch (const OrvoUpdateInstallerError& error) {
     // A bundle that was installed once and could not be started is not offered again.
-    if (error.errorCase() == OrvoUpdateInstallerError::Case::relaunchFailed) removeStaged(request);
+    if (error.errorCase() == OrvoUpdateInstallerError::Case::relaunchFailed) {
+      asLaunchUser(request, [&] { removeStaged(request); });
+    }
     throw;
   }
-  removeStaged(request);
-  removeStagingFolder(*collaborators_.fileSystem, request.stagedApplicationURL);
+  asLaunchUser(request, [&] {
+    removeStaged(request);
+    removeStagingFolder(*collaborators_.fileSystem, request.stagedApplicationURL);
+  });
+}
+
+// The staging folder is the user's: a folder there that became a link meanwhile must not lead root's removal
+// anywhere that the user could not remove from.
+void ReplacementRun::asLaunchUser(const OrvoAppBundleReplacementRequest& request,
+                                  const std::function<void()>& work) {
+  const auto& user = request.launchUserContext;
+  if (!user) {
+    work();
+    return;
+  }
+  try {
+    collaborators_.effectiveUser->performAs(user->userIdentifier, user->groupIdentifier, work);
+  } catch (const std::exception& error) {
+    collaborators_.systemLog(std::string("Unable to remove the staged bundle: ") + error.what());
+  }
 }
 
 void ReplacementRun::replacePrivately(const OrvoAppBundleReplacementRequest& request,

@@ -58,6 +58,7 @@ class ReplacementRun {
   void replacePrivately(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
   void execute(const OrvoAppBundleReplacementRequest& request, std::optional<std::string> reasonInAdvance,
                std::optional<std::string>& failure);
+  void asLaunchUser(const OrvoAppBundleReplacementRequest& request, const std::function<void()>& work);
   void removeStaged(const OrvoAppBundleReplacementRequest& request);
   void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);
 

@@ -128,7 +128,7 @@ std::optional<OrvoAppBundleLaunchdUserContext> parseLaunchUser(const Options& op
   user.groupIdentifier =
       options.requiredNumber<std::uint32_t>(option::launchGroupIdentifier, "a decimal group identifier");
   user.userName = options.requiredText(option::launchUserName);
-  user.homeDirectory = options.requiredPath(option::launchUserHome).string();
+  user.homeDirectory = options.requiredText(option::launchUserHome);
   return user;
 }
 

@@ -76,7 +76,9 @@ std::optional<OrvoAppBundleLaunchdUserContext> parseLaunchUserContext(
 
 std::filesystem::path locationFromPathText(std::string text) {
   while (text.size() > 1 && text.ends_with('/')) text.pop_back();
-  return text;
+  // A file address is absolute; what is not counts from the current folder.
+  if (text.starts_with('/')) return text;
+  return std::filesystem::current_path() / text;
 }
 
 PropertyListDictionary OrvoAppBundleXPCReplacementMessage::propertyList() const {

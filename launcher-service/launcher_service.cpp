@@ -64,8 +64,8 @@ void Service::launchReplacement(const PropertyListDictionary& message, Reply rep
     reply(Result::timedOut(Phase::messageResolution).xpcDictionary());
     return;
   }
-  auto launcher = launcherFactory_(launch.hostProcessIdentifier, budget);
   try {
+    const auto launcher = launcherFactory_(launch.hostProcessIdentifier, budget);
     tasks_->start([launcher, request = std::move(launch.request), progress = progressHandler_, reply] {
       reply(launcher->launchReplacement(request, progress).xpcDictionary());
     });

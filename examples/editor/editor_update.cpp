@@ -58,9 +58,8 @@ bool EditorUpdate::updateIfOffered(const URL& feed, const UpdateCheckOptions& op
                                    const CancellationToken& cancellation) {
   try {
     const std::string& identifier = application_.identity.bundleIdentifier;
-    if (const auto report = reports_->consumeFailureReport(identifier, std::nullopt)) {
-      log_.write("report " + report->errorDescription);
-    }
+    const auto report = reports_->consumeFailureReport(identifier, std::nullopt);
+    if (report) log_.write("report " + report->errorDescription);
     const std::vector<FeedEntry> entries = check_->fetch(feed, cancellation);
     UpdateCheckResult result;
     mainThread.performAndWait([&] {
@@ -73,6 +72,8 @@ bool EditorUpdate::updateIfOffered(const URL& feed, const UpdateCheckOptions& op
     }
     const std::string* version = candidate->feed.findString(OrvoUpdateFeedKeys::currentVersion);
     log_.write("decision offer " + (version == nullptr ? std::string("?") : *version));
+    // What has just failed is not tried again at once: the application would replace itself for ever.
+    if (report) return false;
     return install(candidate->feed, cancellation);
   } catch (const OrvoUpdateInstallerError& error) {
     log_.write("failed " + std::string(error.caseName()) + ": " + installerErrorText(error));

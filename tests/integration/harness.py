@@ -206,7 +206,12 @@ class UpdateTestCase(unittest.TestCase):
 
     def wait_for(self, condition, what, seconds=15):
         deadline = time.monotonic() + seconds
-        while not condition():
+        while True:
+            try:
+                if condition():
+                    return
+            except FileNotFoundError:
+                pass  # what is looked at is just being removed
             self.assertLess(time.monotonic(), deadline, f"waited in vain for {what}")
             time.sleep(0.02)
 

@@ -74,10 +74,15 @@ struct FolderMaker final : OrvoUpdateArchiveUnzipping {
     archive = archivePath;
     for (const std::string& folder : folders)
       std::filesystem::create_directories(std::filesystem::path(destinationPath) / folder);
+    if (!link.second.empty()) {
+      std::filesystem::create_directory_symlink(link.first,
+                                                std::filesystem::path(destinationPath) / link.second);
+    }
     if (onUnzip) onUnzip();
     return succeeds;
   }
   std::vector<std::string> folders = {"Editor.app/Contents"};
+  std::pair<std::string, std::string> link;  // a target and the link's name, when there is one
   std::string archive;
   bool succeeds = true;
   std::function<void()> onUnzip;

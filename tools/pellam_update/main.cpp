@@ -15,15 +15,16 @@ using namespace pellam;
 void complain(const std::string& message) { std::fprintf(stderr, "pellam-update: %s\n", message.c_str()); }
 
 // Only somebody at a terminal can be asked; everybody else is told how to agree.
-bool confirmAtTerminal(bool isTerminal) {
-  if (!isTerminal) {
-    std::printf("Run again with --yes to install it.\n");
+bool confirm(bool canAsk, bool printsJSON, const CancellationToken& cancellation) {
+  if (!canAsk) {
+    if (!printsJSON) std::printf("Run again with --yes to install it.\n");
     return false;
   }
   std::printf("Install it now? [y/N] ");
   std::fflush(stdout);
-  const int answer = std::getchar();
-  return answer == 'y' || answer == 'Y';
+  const std::optional<std::string> answer = readTerminalLine(cancellation);
+  if (!answer) std::printf("\n");
+  return answer && (*answer == "y" || *answer == "Y" || *answer == "yes");
 }
 
 UpdateCheckOptions checkOptions(const UpdateCommandLine& line, const ProcessInformation& process) {
@@ -36,6 +37,7 @@ UpdateCheckOptions checkOptions(const UpdateCommandLine& line, const ProcessInfo
       line.operatingSystemVersion ? *line.operatingSystemVersion : process.operatingSystemVersion().text();
   options.staggerGroup = line.staggerGroup;
   options.shouldConfirmNoUpdatesDialog = !line.isAutomatic;
+  options.remembersWhatIsShown = !line.checkOnly;
   return options;
 }
 
@@ -51,9 +53,10 @@ UpdateExitStatus run(const UpdateCommandLine& line) {
   SystemHost host = makeSystemHost(line.application, line.stateFolder, mainThread);
   const UpdateCheckOptions options = checkOptions(line, *host.process);
   const bool canAsk = isTerminal && standardInputIsTerminal() && !line.printsJSON;
-  UpdateSession session({host.application, host.check, host.coordinator, host.reports, host.identifiers,
-                         mainThread, reporter, [canAsk] { return confirmAtTerminal(canAsk); }, complain},
-                        line, options);
+  UpdateSession session(
+      {host.application, host.check, host.coordinator, host.reports, host.identifiers, mainThread, reporter,
+       [&](const CancellationToken& token) { return confirm(canAsk, line.printsJSON, token); }, complain},
+      line, options);
   UpdateExitStatus status = UpdateExitStatus::failed;
   std::thread worker([&] {
     status = session.run(cancellation.token());

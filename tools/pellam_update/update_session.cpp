@@ -67,8 +67,9 @@ UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation
     parts_.reporter.nextCheck(*result.application.resolvedSleepInterval);
   }
   if (commandLine_.checkOnly) return UpdateExitStatus::done;
-  if (!commandLine_.installWithoutAsking && !parts_.confirm()) return UpdateExitStatus::done;
+  const bool isAgreed = commandLine_.installWithoutAsking || parts_.confirm(cancellation);
   cancellation.throwIfCancelled();
+  if (!isAgreed) return UpdateExitStatus::done;
   install(candidate->feed, cancellation);
   return UpdateExitStatus::done;
 }

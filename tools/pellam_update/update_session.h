@@ -27,7 +27,7 @@ struct UpdateSessionParts {
   std::shared_ptr<MainThread> mainThread;
   UpdateReporter& reporter;
   // Asks the user whether to install; only called without --yes and --check-only.
-  std::function<bool()> confirm;
+  std::function<bool(const CancellationToken&)> confirm;
   // Takes the one line that says why the run failed.
   std::function<void(const std::string&)> complain;
 };

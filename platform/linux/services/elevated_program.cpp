@@ -89,11 +89,15 @@ void startElevated(const JobDescription& job) {
   const auto deadline = std::chrono::steady_clock::now() + questionLimit;
   for (;;) {
     int status = 0;
-    if (::waitpid(process, &status, WNOHANG) == process) {
+    const pid_t ended = ::waitpid(process, &status, WNOHANG);
+    if (ended == process) {
       requireGranted(status);
       return;  // a short program that is over already
     }
-    if (programName(process) != "pkexec") break;
+    // Without a status nobody can say that it was granted.
+    if (ended < 0 && errno != EINTR) throw jobError(EACCES, "the authorization was interrupted");
+    const std::string name = programName(process);
+    if (!name.empty() && name != "pkexec") break;
     if (std::chrono::steady_clock::now() > deadline) {
       ::kill(process, SIGKILL);
       ::waitpid(process, nullptr, 0);

@@ -172,6 +172,14 @@ void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
 }
 
 void SystemdJobs::remove(const std::string& unit, bool wait) {
+  // Looking is free; stopping asks for an authorization even where there is nothing to stop.
+  const Message look = methodCall(bus_.get(), "GetUnit");
+  check(sd_bus_message_append(look.get(), "s", unit.c_str()), "GetUnit");
+  BusError missing;
+  if (const int found = sd_bus_call(bus_.get(), look.get(), callLimitMicroseconds, &missing.value, nullptr);
+      found < 0) {
+    fail(found, missing);
+  }
   const Message message = methodCall(bus_.get(), "StopUnit");
   check(sd_bus_message_set_allow_interactive_authorization(message.get(), 1), "StopUnit");
   check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");

@@ -68,7 +68,11 @@ class ChildProcessRunner final : public ChildProcessRunning {
     sigfillset(&all);
     posix_spawnattr_setsigmask(&settings.attributes, &none);
     posix_spawnattr_setsigdefault(&settings.attributes, &all);
-    posix_spawnattr_setflags(&settings.attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    // In a group of its own, so that an interrupt at the terminal reaches this program alone, which then
+    // decides.
+    posix_spawnattr_setpgroup(&settings.attributes, 0);
+    posix_spawnattr_setflags(&settings.attributes,
+                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
 
     pid_t child = 0;
     const int error =
@@ -85,8 +89,12 @@ class ChildProcessRunner final : public ChildProcessRunning {
       if (count == 0 || (count < 0 && errno != EINTR)) break;
     }
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
+    pid_t ended = 0;
+    do {
+      ended = ::waitpid(child, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    // A process that ignores its children's ends, or another waiter, has lost the status: never a success.
+    if (ended != child) return notLaunched(errno);
     result.terminationStatus = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
     return result;
   }

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <set>
 
@@ -44,6 +45,15 @@ TEST(ChildProcessTest, ReturnsBothOutputsAndTheStatus) {
   // Standard input is closed, so a tool that asks gets an end of file.
   EXPECT_EQ(processes->run(writeScript(folder, "asking", "read answer && exit 1; echo none\n"), {}).output,
             "none\n");
+}
+
+TEST(ChildProcessTest, ALostStatusIsNoSuccess) {
+  const TemporaryFolder folder;
+  const auto processes = makeSystemChildProcessRunner(folder.path());
+  const auto earlier = ::signal(SIGCHLD, SIG_IGN);
+  const ChildProcessResult result = processes->run(writeScript(folder, "refusing", "exit 3\n"), {});
+  ::signal(SIGCHLD, earlier);
+  EXPECT_EQ(result.launchError, (BridgedError{"NSPOSIXErrorDomain", ECHILD, "No child processes"}));
 }
 
 TEST(ChildProcessTest, SaysWhyAToolCouldNotStart) {

@@ -2,13 +2,13 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <system_error>
 #include <utility>
 

@@ -63,6 +63,7 @@ void requireGranted(int status) {
 pid_t spawn(std::vector<std::string> arguments, std::vector<std::string> environment) {
   const auto pointers = [](std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) result.push_back(text.data());
     result.push_back(nullptr);
     return result;

@@ -14,7 +14,7 @@ namespace pellam {
 std::filesystem::path requirePrivilegedProgram(const std::filesystem::path& program) {
   const std::unique_ptr<char, decltype(&std::free)> real(::realpath(program.c_str(), nullptr), &std::free);
   if (!real) throw jobError(errno, program.string());
-  const std::filesystem::path resolved = real.get();
+  std::filesystem::path resolved = real.get();
   for (std::filesystem::path item = resolved;; item = item.parent_path()) {
     struct stat status {};
     if (::lstat(item.c_str(), &status) != 0) throw jobError(errno, item.string());

@@ -218,8 +218,8 @@ bool isPlainName(const std::string& name) {
 
 class BusServiceConnections final : public ServiceConnectionMaking {
  public:
-  explicit BusServiceConnections(std::filesystem::path hostBundle)
-      : services_(std::move(hostBundle) / "Contents" / "XPCServices"),
+  explicit BusServiceConnections(const std::filesystem::path& hostBundle)
+      : services_(hostBundle / "Contents" / "XPCServices"),
         fileSystem_(makeSystemFileSystem()),
         bundles_(makeSystemBundleLoader(fileSystem_)) {}
 
@@ -259,7 +259,7 @@ class BusServiceConnections final : public ServiceConnectionMaking {
 }  // namespace
 
 std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(std::filesystem::path hostBundle) {
-  return std::make_shared<BusServiceConnections>(std::move(hostBundle));
+  return std::make_shared<BusServiceConnections>(hostBundle);
 }
 
 }  // namespace pellam

@@ -43,6 +43,7 @@ std::optional<ServiceProcess> ServiceProcess::start(const std::filesystem::path&
 
   std::vector<std::string> environment = serviceEnvironment();
   std::vector<char*> variables;
+  variables.reserve(environment.size() + 1);
   for (std::string& entry : environment) variables.push_back(entry.data());
   variables.push_back(nullptr);
   std::string path = executable.string();

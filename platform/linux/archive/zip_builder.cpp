@@ -61,7 +61,7 @@ std::string ZipBuilder::build() const {
            4);
     append(bytes, localName.size(), 2);
     append(bytes, localExtra.size(), 2);
-    bytes += localName + localExtra + data;
+    bytes.append(localName).append(localExtra).append(data);
     if (entry.hasDescriptor) {
       if (entry.hasDescriptorSignature) append(bytes, 0x08074B50, 4);
       append(bytes, checksum, 4);
@@ -85,7 +85,7 @@ std::string ZipBuilder::build() const {
     append(directory, 0, 4);
     append(directory, static_cast<std::uint64_t>(entry.mode) << 16, 4);
     append(directory, entry.is64 ? marker : offset, 4);
-    directory += entry.name + extra;
+    directory.append(entry.name).append(extra);
   }
   const std::uint64_t start = bytes.size();
   bytes += directory;

@@ -67,7 +67,7 @@ class ServiceConnectionMaking {
 // `hostBundle` is the application whose services are meant; a command-line host may name another application
 // than its own.
 [[nodiscard]] std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    std::filesystem::path hostBundle);
+    const std::filesystem::path& hostBundle);
 
 // The service's end of one connection. Calls arrive on the connection's own thread.
 class IncomingServiceConnection {

@@ -258,7 +258,8 @@ class BusServiceConnections final : public ServiceConnectionMaking {
 
 }  // namespace
 
-std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(std::filesystem::path hostBundle) {
+std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
+    const std::filesystem::path& hostBundle) {
   return std::make_shared<BusServiceConnections>(hostBundle);
 }
 

@@ -20,7 +20,7 @@ bool isPrivate(const std::filesystem::path& folder) {
 
 std::filesystem::path privateTemporaryFolder() {
   if (const char* stated = std::getenv("TMPDIR"); stated != nullptr && *stated == '/') return stated;
-  const std::filesystem::path shared = "/tmp/pellam-" + std::to_string(::geteuid());
+  std::filesystem::path shared = "/tmp/pellam-" + std::to_string(::geteuid());
   (void)::mkdir(shared.c_str(), 0700);
   if (isPrivate(shared)) return shared;
   const char* home = std::getenv("HOME");

@@ -93,6 +93,20 @@ OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(
       launchUserContextProvider_(std::move(launchUserContextProvider)),
       environment_(std::move(environment)) {}
 
+// The archive's memory is given back before anything else is done.
+template <typename Request>
+OrvoUpdateInstallerCoordinator::ArchivePlacement OrvoUpdateInstallerCoordinator::downloadAndPlace(
+    const Request& request, bool usesUniqueFolder, const Window& window,
+    const CancellationToken& cancellation) {
+  const NetworkData archive =
+      downloadArchive(*request.archiveURL, request.fallbackArchiveURL, window, cancellation);
+  cancellation.throwIfCancelled();
+  return writeArchiveToFirstUsableDestination(
+      archive.body.span(), request.archiveFileName,
+      archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName,
+                                   usesUniqueFolder));
+}
+
 OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundleUpdate(
     const OrvoAppBundleUpdateRequest& request, const Window& progressWindow,
     const LaunchProgressHandler& launchProgressHandler, const CancellationToken& cancellation) {
@@ -101,15 +115,7 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
   validateReplacementHelperAvailable(request);
 
-  ArchivePlacement placement;
-  {
-    const NetworkData archive =
-        downloadArchive(*request.archiveURL, request.fallbackArchiveURL, progressWindow, cancellation);
-    cancellation.throwIfCancelled();
-    placement = writeArchiveToFirstUsableDestination(
-        archive.body.span(), request.archiveFileName,
-        archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName, true));
-  }
+  const ArchivePlacement placement = downloadAndPlace(request, true, progressWindow, cancellation);
   unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
   show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
@@ -152,15 +158,7 @@ std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstal
   const WindowClosing closing(environment_.mainThread, progressWindow);
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
 
-  ArchivePlacement placement;
-  {
-    const NetworkData archive =
-        downloadArchive(*request.archiveURL, request.fallbackArchiveURL, progressWindow, cancellation);
-    cancellation.throwIfCancelled();
-    placement = writeArchiveToFirstUsableDestination(
-        archive.body.span(), request.archiveFileName,
-        archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName, false));
-  }
+  const ArchivePlacement placement = downloadAndPlace(request, false, progressWindow, cancellation);
   unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
   show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});

@@ -93,6 +93,9 @@ class OrvoUpdateInstallerCoordinator {
     std::filesystem::path destinationFolderURL;
   };
 
+  template <typename Request>
+  ArchivePlacement downloadAndPlace(const Request& request, bool usesUniqueFolder, const Window& window,
+                                    const CancellationToken& cancellation);
   NetworkData downloadArchive(const URL& primaryURL, const std::optional<URL>& fallbackURL,
                               const Window& window, const CancellationToken& cancellation);
   NetworkData fetchSuccessfully(const URL& url, const Window& window, const CancellationToken& cancellation);

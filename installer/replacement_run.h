@@ -20,9 +20,8 @@
 namespace pellam {
 
 // One run of the installer helper, from its parsed command line to its exit status:
-//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs ends the run: nothing
-//   is
-//      touched and nothing is relaunched;
+//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs ends the run:
+//      nothing is touched and nothing is relaunched;
 //   2. puts an interrupted earlier replacement right;
 //   3. replaces; as root from a private copy of the staged bundle, so that what is validated is installed;
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/installer_error.h"
+#include "foundation/text_format.h"
 #include "launcher-protocol/security_status.h"
 
 namespace pellam {
@@ -139,11 +140,10 @@ std::string Launcher::authorizationPrompt(const OrvoAppBundleReplacementRequest&
   const std::filesystem::path& application = request.installedApplicationURL;
   const std::filesystem::path tableBundle =
       with_.bundles->bundleAt(application) ? application : with_.bundles->mainBundlePath();
-  std::string prompt = with_.bundles->localizedString(tableBundle, key, "Updates", key);
+  const std::string format = with_.bundles->localizedString(tableBundle, key, "Updates", key);
   std::string name = application.stem().string();
   if (name.empty()) name = "The app";
-  if (const auto place = prompt.find("%@"); place != std::string::npos) prompt.replace(place, 2, name);
-  return prompt;
+  return formatText(format, {name});
 }
 
 }  // namespace pellam

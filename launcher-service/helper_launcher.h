@@ -20,6 +20,7 @@ namespace pellam {
 // answer is not. One instance per launch.
 class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
  public:
+  // All are required; makeDefaultLauncherFactory fills in the system's.
   struct Collaborators {
     std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker;
     std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher;

@@ -16,4 +16,8 @@ class MainThread {
   virtual void performAndWait(const std::function<void()>& work) = 0;
 };
 
+// The main thread of a program with windows: work is done by its event loop, nested modal loops included.
+// Made on the main thread.
+[[nodiscard]] std::shared_ptr<MainThread> makeSystemMainThread();
+
 }  // namespace pellam

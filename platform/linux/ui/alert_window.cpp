@@ -44,6 +44,7 @@ class Alert {
     return TRUE;
   }
   static void mapped(GtkWidget* widget, gpointer) {
+    offerFunctions(GTK_WINDOW(widget), {true, false});
     keepAboveOtherWindows(GTK_WINDOW(widget));
     if (gtk_window_get_transient_for(GTK_WINDOW(widget)) == nullptr) moveToCenter(GTK_WINDOW(widget));
   }

@@ -98,7 +98,6 @@ GtkWidget* makeButtons(const UpdatePromptContent& content, GtkWindow* window) {
     if (!description.isDefault) continue;
     gtk_widget_add_css_class(button, "suggested-action");
     gtk_window_set_default_widget(window, button);
-    gtk_window_set_focus(window, button);
   }
   return row;
 }
@@ -116,9 +115,12 @@ void fillWithPrompt(GtkWidget* contentView, const UpdatePromptContent& content,
   setMargins(texts, margin, margin, 0, 0);
   gtk_box_append(GTK_BOX(upper), texts);
 
-  GtkWidget* buttons = makeButtons(content, GTK_WINDOW(gtk_widget_get_root(contentView)));
+  auto* window = GTK_WINDOW(gtk_widget_get_root(contentView));
+  GtkWidget* buttons = makeButtons(content, window);
   setMargins(buttons, margin, margin, margin, margin);
   gtk_box_append(GTK_BOX(contentView), buttons);
+  // The selectable sentence would take the focus otherwise.
+  gtk_window_set_focus(window, gtk_window_get_default_widget(window));
 }
 
 }  // namespace pellam

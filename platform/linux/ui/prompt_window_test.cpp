@@ -44,6 +44,10 @@ TEST_F(PromptWindow, LiesAsItIsDescribed) {
   EXPECT_EQ(remind.x + remind.width, install.x - 16);
   EXPECT_EQ(box.y + box.height, install.y - 16);
   EXPECT_FALSE(gtk_widget_get_visible(prompt.button("Skip This Update")));
+  EXPECT_EQ(gtk_window_get_focus(prompt.widget()), prompt.button("Install Update"));
+  const Rectangle screen = robot::placeOnScreen(gtk_window_get_child(prompt.widget()));
+  EXPECT_NEAR(screen.x + screen.width / 2, 1280 / 2, 30) << "centred, give or take the frame";
+  EXPECT_NEAR(screen.y + screen.height / 2, 1024 / 2, 30);
 }
 
 TEST_F(PromptWindow, AnswersEachPressOnce) {

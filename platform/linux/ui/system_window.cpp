@@ -134,6 +134,7 @@ gboolean SystemWindow::closeRequested(GtkWindow*, SystemWindow* self) {
 
 void SystemWindow::mapped(GtkWidget* widget, SystemWindow* self) {
   auto* window = GTK_WINDOW(widget);
+  offerFunctions(window, {self->isClosable_, gtk_window_get_resizable(window) != FALSE});
   keepAboveOtherWindows(window);
   showOnAllDesktops(window);
   if (std::exchange(self->isCenteringDue_, false)) moveToCenter(window);

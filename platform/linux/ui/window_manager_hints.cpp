@@ -54,6 +54,31 @@ void keepAboveOtherWindows(GtkWindow* window) { addState(window, "_NET_WM_STATE_
 
 void demandAttention(GtkWindow* window) { addState(window, "_NET_WM_STATE_DEMANDS_ATTENTION"); }
 
+void offerFunctions(GtkWindow* window, WindowFunctions functions) {
+  const X11Window x11(window);
+  if (!x11) return;
+  // The toolkit names what is not offered, which not every window manager reads. Its decorations are kept.
+  enum Function : unsigned long { resize = 2, move = 4, minimize = 8, maximize = 16, close = 32 };
+  constexpr std::size_t functionsAt = 1;
+  constexpr long length = 5;
+  const Atom property = XInternAtom(x11.display, "_MOTIF_WM_HINTS", False);
+  Atom type = None;
+  int format = 0;
+  unsigned long count = 0;
+  unsigned long left = 0;
+  unsigned char* data = nullptr;
+  XGetWindowProperty(x11.display, x11.window, property, 0, length, False, property, &type, &format, &count,
+                     &left, &data);
+  if (data != nullptr && format == 32 && count == length) {
+    auto* hints = reinterpret_cast<unsigned long*>(data);
+    hints[functionsAt] = move | (functions.resizing ? resize | maximize : 0UL) |
+                         (functions.closing ? close : 0UL) |
+                         (functions.closing && functions.resizing ? minimize : 0UL);
+    XChangeProperty(x11.display, x11.window, property, property, 32, PropModeReplace, data, length);
+  }
+  if (data != nullptr) XFree(data);
+}
+
 void showOnAllDesktops(GtkWindow* window) {
   constexpr guint32 everyDesktop = 0xFFFFFFFF;
   const X11Window x11(window);
@@ -67,8 +92,14 @@ void moveToCenter(GtkWindow* window) {
   if (monitor == nullptr) return;
   GdkRectangle area;
   gdk_x11_monitor_get_workarea(monitor, &area);
-  const int x = area.x + (area.width - gdk_surface_get_width(x11.surface)) / 2;
-  const int y = area.y + (area.height - gdk_surface_get_height(x11.surface)) / 2;
+  // The surface has its size only after the first layout.
+  GtkRequisition least;
+  gtk_widget_get_preferred_size(GTK_WIDGET(window), &least, nullptr);
+  int width = 0;
+  int height = 0;
+  gtk_window_get_default_size(window, &width, &height);
+  const int x = area.x + (area.width - std::max(width, least.width)) / 2;
+  const int y = area.y + (area.height - std::max(height, least.height)) / 2;
   XMoveWindow(x11.display, x11.window, x * x11.scale(), y * x11.scale());
 }
 

@@ -17,6 +17,12 @@ struct WindowPosition {
 void keepAboveOtherWindows(GtkWindow* window);
 void showOnAllDesktops(GtkWindow* window);
 void demandAttention(GtkWindow* window);
+// What the frame offers beside moving the window.
+struct WindowFunctions {
+  bool closing = false;
+  bool resizing = false;
+};
+void offerFunctions(GtkWindow* window, WindowFunctions functions);
 
 // In the middle of the work area of the monitor that it is on.
 void moveToCenter(GtkWindow* window);

@@ -36,9 +36,8 @@ Display* display() { return gdk_x11_display_get_xdisplay(gdk_display_get_default
 }
 
 GtkWindow* newestThat(const std::function<bool(GtkWindow*)>& isWanted) {
-  // The list begins with the newest.
   GListModel* windows = gtk_window_get_toplevels();
-  for (guint at = 0; at < g_list_model_get_n_items(windows); ++at) {
+  for (guint at = g_list_model_get_n_items(windows); at-- > 0;) {
     auto* window = GTK_WINDOW(g_list_model_get_item(windows, at));
     g_object_unref(window);
     if (gtk_widget_get_mapped(GTK_WIDGET(window)) != FALSE && isWanted(window)) return window;

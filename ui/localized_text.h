@@ -45,8 +45,7 @@ inline constexpr LocalizedText remindMeLater{"Remind Me Later", "", "news feed b
 inline constexpr LocalizedText skipThisUpdate{"Skip This Update", updates, "news feed button"};
 inline constexpr LocalizedText dismissOK{"OK", "", "news feed button"};
 inline constexpr LocalizedText releaseNotes{"Release Notes:", "", ""};
-inline constexpr LocalizedText openReleaseNotes{"Open Release Notes", updates,
-                                                "button in place of release notes that cannot be shown"};
+inline constexpr LocalizedText showReleaseNotes{"Show Release Notes", updates, "news feed button"};
 
 // The progress window.
 inline constexpr LocalizedText applicationUpdate{"%@ Update", updates, "update progress window title"};
@@ -88,30 +87,6 @@ inline constexpr LocalizedText updateNotInstalled{
     "automatic update authorization canceled"};
 inline constexpr LocalizedText alertOK{"OK", updates, "alert confirmation button"};
 
-// Why an update could not be installed, for the alerts' informative text.
-inline constexpr LocalizedText errorNotDownloaded{"The update could not be downloaded.", updates,
-                                                  "update error"};
-inline constexpr LocalizedText errorNotSaved{"The update could not be saved on this computer.", updates,
-                                             "update error"};
-inline constexpr LocalizedText errorDamaged{"The downloaded update is damaged or incomplete.", updates,
-                                            "update error"};
-inline constexpr LocalizedText errorNotTrusted{
-    "The downloaded update could not be verified and was not installed.", updates, "update error"};
-inline constexpr LocalizedText errorNotNewer{
-    "The downloaded update is not newer than the version that you have.", updates, "update error"};
-inline constexpr LocalizedText errorSystemTooOld{"The update needs a newer version of the operating system.",
-                                                 updates, "update error"};
-inline constexpr LocalizedText errorInstallerNotStarted{"The installer could not be started.", updates,
-                                                        "update error"};
-inline constexpr LocalizedText errorInstallerNotOpened{"The downloaded installer could not be opened.",
-                                                       updates, "update error"};
-inline constexpr LocalizedText errorNotAuthorized{"An administrator must allow the update, and did not.",
-                                                  updates, "update error"};
-inline constexpr LocalizedText errorNotReplaced{"The installed application could not be replaced.", updates,
-                                                "update error"};
-inline constexpr LocalizedText errorNotRelaunched{
-    "The update was installed, but the application could not be started again.", updates, "update error"};
-
 inline constexpr std::array all = {
     stabilityUpdateAvailable,
     stabilityUpdateSentence,
@@ -122,7 +97,7 @@ inline constexpr std::array all = {
     skipThisUpdate,
     dismissOK,
     releaseNotes,
-    openReleaseNotes,
+    showReleaseNotes,
     applicationUpdate,
     softwareUpdate,
     downloadingUpdate,
@@ -150,17 +125,6 @@ inline constexpr std::array all = {
     updateCanceled,
     updateNotInstalled,
     alertOK,
-    errorNotDownloaded,
-    errorNotSaved,
-    errorDamaged,
-    errorNotTrusted,
-    errorNotNewer,
-    errorSystemTooOld,
-    errorInstallerNotStarted,
-    errorInstallerNotOpened,
-    errorNotAuthorized,
-    errorNotReplaced,
-    errorNotRelaunched,
 };
 
 }  // namespace localized_texts

@@ -131,7 +131,7 @@ void OrvoUpdatePromptPresenter::configurePromptContent(View& contentView, const 
   content.sentence = secondaryTitleString(input);
   content.caption = text(input, localized_texts::releaseNotes);
   content.releaseNotes = URL::parse(urlString);
-  content.releaseNotesLinkTitle = text(input, localized_texts::openReleaseNotes);
+  content.releaseNotesLinkTitle = text(input, localized_texts::showReleaseNotes);
   content.decidePolicy = [weak = std::weak_ptr(self_)](const NavigationAction& action) {
     const auto self = weak.lock();
     return self ? (*self)->decidePolicy(action) : NavigationPolicy::cancel;

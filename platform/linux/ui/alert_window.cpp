@@ -53,7 +53,8 @@ class Alert {
 
   ObjectReference<GtkWindow> window_;
   GMainLoop* loop_;
-  GtkWidget* checkbox_ = nullptr;  // the window's
+  GtkWidget* defaultButton_ = nullptr;  // the window's, as the next one
+  GtkWidget* checkbox_ = nullptr;
   std::size_t lastButton_ = 0;
   std::optional<std::size_t> pressed_;
 };
@@ -157,9 +158,7 @@ GtkWidget* Alert::makeButtons(std::vector<std::string> titles) {
   for (std::size_t at = 0; at < titles.size(); ++at) {
     GtkWidget* button = makePushButton(titles[at], [this, at] { press(at); });
     gtk_box_prepend(GTK_BOX(row), button);
-    if (at != 0) continue;
-    gtk_widget_add_css_class(button, "suggested-action");
-    gtk_window_set_default_widget(window_.get(), button);
+    if (at == 0) defaultButton_ = button;
   }
   return row;
 }
@@ -171,7 +170,7 @@ void Alert::press(std::size_t button) {
 
 AlertAnswer Alert::run() {
   // The texts and the checkbox would take the focus otherwise, and Return with it.
-  gtk_window_set_focus(window_.get(), gtk_window_get_default_widget(window_.get()));
+  makeDefaultButton(defaultButton_);
   gtk_window_present(window_.get());
   if (!pressed_) g_main_loop_run(loop_);
   AlertAnswer answer{pressed_.value_or(lastButton_), std::nullopt};

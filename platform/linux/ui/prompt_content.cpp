@@ -64,7 +64,8 @@ GtkWidget* makeNotesLink(const UpdatePromptContent& content) {
 }
 
 GtkWidget* makeNotesBox(const UpdatePromptContent& content, bool isWebContentAllowed) {
-  GtkWidget* frame = gtk_frame_new(nullptr);
+  auto* frame =
+      GTK_WIDGET(g_object_new(GTK_TYPE_FRAME, "accessible-role", GTK_ACCESSIBLE_ROLE_GROUP, nullptr));
   gtk_widget_add_css_class(frame, "pellam-notes");
   gtk_widget_set_size_request(frame, -1, points(content.minimumNotesHeight));
   gtk_widget_set_vexpand(frame, TRUE);
@@ -87,19 +88,22 @@ GtkWidget* makeTexts(const UpdatePromptContent& content, bool isWebContentAllowe
   return texts;
 }
 
-GtkWidget* makeButtons(const UpdatePromptContent& content, GtkWindow* window) {
-  GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, points(content.margin));
-  gtk_widget_set_halign(row, GTK_ALIGN_END);
+struct ButtonRow {
+  GtkWidget* row = nullptr;
+  GtkWidget* defaultButton = nullptr;
+};
+
+ButtonRow makeButtons(const UpdatePromptContent& content) {
+  ButtonRow buttons{gtk_box_new(GTK_ORIENTATION_HORIZONTAL, points(content.margin)), nullptr};
+  gtk_widget_set_halign(buttons.row, GTK_ALIGN_END);
   for (const UpdatePromptButton& description : content.buttons) {
     GtkWidget* button = makePushButton(description.title, description.action);
     gtk_widget_set_name(button, description.accessibilityIdentifier.c_str());
     gtk_widget_set_visible(button, description.isHidden ? FALSE : TRUE);
-    gtk_box_prepend(GTK_BOX(row), button);
-    if (!description.isDefault) continue;
-    gtk_widget_add_css_class(button, "suggested-action");
-    gtk_window_set_default_widget(window, button);
+    gtk_box_prepend(GTK_BOX(buttons.row), button);
+    if (description.isDefault) buttons.defaultButton = button;
   }
-  return row;
+  return buttons;
 }
 
 }  // namespace
@@ -115,12 +119,11 @@ void fillWithPrompt(GtkWidget* contentView, const UpdatePromptContent& content,
   setMargins(texts, margin, margin, 0, 0);
   gtk_box_append(GTK_BOX(upper), texts);
 
-  auto* window = GTK_WINDOW(gtk_widget_get_root(contentView));
-  GtkWidget* buttons = makeButtons(content, window);
-  setMargins(buttons, margin, margin, margin, margin);
-  gtk_box_append(GTK_BOX(contentView), buttons);
+  const ButtonRow buttons = makeButtons(content);
+  setMargins(buttons.row, margin, margin, margin, margin);
+  gtk_box_append(GTK_BOX(contentView), buttons.row);
   // The selectable sentence would take the focus otherwise.
-  gtk_window_set_focus(window, gtk_window_get_default_widget(window));
+  if (buttons.defaultButton != nullptr) makeDefaultButton(buttons.defaultButton);
 }
 
 }  // namespace pellam

@@ -168,9 +168,9 @@ GtkWidget* makeReleaseNotesView(const std::optional<URL>& page, std::chrono::mil
   const auto session = ObjectReference<WebKitNetworkSession>::adopt(webkit_network_session_new_ephemeral());
   g_signal_connect(session.get(), "download-started", G_CALLBACK(cancelDownload), nullptr);
   const ObjectReference<WebKitSettings> settings = makeSettings();
-  auto* widget =
-      GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context.get(), "network-session",
-                              session.get(), "settings", settings.get(), nullptr));
+  auto* widget = GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context.get(),
+                                         "network-session", session.get(), "settings", settings.get(),
+                                         "accessible-role", GTK_ACCESSIBLE_ROLE_DOCUMENT, nullptr));
   auto& state = *attachValue(widget, stateKey, std::make_unique<NotesState>());
   state.decidePolicy = std::move(decidePolicyOf);
   gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL,

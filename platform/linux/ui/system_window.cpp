@@ -70,7 +70,9 @@ void answerReturnWithDefaultButton(GtkWindow* window) {
 SystemWindow::SystemWindow(const WindowDescription& description, FloatingWindows& floatingWindows)
     : title_(description.title),
       isClosable_(description.isClosable),
-      window_(GTK_WINDOW(gtk_window_new())),
+      // The role is stated: a window whose contents meet assistive technology first would go without one.
+      window_(
+          GTK_WINDOW(g_object_new(GTK_TYPE_WINDOW, "accessible-role", GTK_ACCESSIBLE_ROLE_WINDOW, nullptr))),
       content_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 0)) {
   GtkWindow* window = window_.get();
   gtk_window_set_title(window, displayableLine(title_).c_str());

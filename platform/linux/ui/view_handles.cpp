@@ -255,6 +255,13 @@ GtkWidget* makePushButton(const std::string& title, std::function<void()> action
   return widget;
 }
 
+void makeDefaultButton(GtkWidget* button) {
+  auto* window = GTK_WINDOW(gtk_widget_get_root(button));
+  gtk_widget_add_css_class(button, "suggested-action");
+  gtk_window_set_default_widget(window, button);
+  gtk_window_set_focus(window, button);
+}
+
 GtkWidget* makeProgressBar() {
   GtkWidget* bar = gtk_progress_bar_new();
   gtk_widget_add_css_class(bar, "pellam-bar");

@@ -22,5 +22,8 @@ namespace pellam {
 [[nodiscard]] GtkWidget* makeParagraph(const std::string& text, const char* styleClass, int maximumWidth);
 [[nodiscard]] GtkWidget* makePushButton(const std::string& title, std::function<void()> action);
 [[nodiscard]] GtkWidget* makeProgressBar();
+// Makes a button that is in its window already the one that answers to Return, and gives it the focus.
+// (Outside of the window this would make assistive technology take the window for an ordinary widget.)
+void makeDefaultButton(GtkWidget* button);
 
 }  // namespace pellam

@@ -42,6 +42,12 @@ def is_visible(node):
     return node.get_state_set().contains(Atspi.StateType.VISIBLE)
 
 
+def close_window(x_window):
+    """As the close button in the window's frame does it."""
+    xdotool("windowactivate", "--sync", x_window)
+    xdotool("key", "alt+F4")
+
+
 def describe(node):
     return f"{node.get_role_name()} {node.get_name()!r}"
 
@@ -92,6 +98,17 @@ class Screen:
 
     def gone(self, role, name):
         self.wait_for(lambda: not self._try(role, name), f"the end of {role} {name!r}")
+
+    @staticmethod
+    def nodes(window):
+        return list(walk(window))
+
+    def move(self, title, x, y):
+        xdotool("windowmove", "--sync", self.x_window(title), x, y)
+
+    def close(self, title):
+        self.find("frame", title)
+        close_window(self.x_window(title))
 
     def tree(self):
         return [describe(node) for window in self.windows() for node in walk(window)]

@@ -33,7 +33,7 @@ void UpdateSettings::setNewsDictionary(const PropertyListDictionary& dictionary)
 
 std::optional<std::string> UpdateSettings::storedFeedIdentifier() const {
   const PropertyListDictionary news = newsDictionary();
-  const std::string* identifier = news.findString(feedTypeKey);
+  const PropertyListText* identifier = news.findString(feedTypeKey);
   return identifier == nullptr ? std::nullopt : std::optional(*identifier);
 }
 

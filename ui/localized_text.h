@@ -87,6 +87,11 @@ inline constexpr LocalizedText updateNotInstalled{
     "automatic update authorization canceled"};
 inline constexpr LocalizedText alertOK{"OK", updates, "alert confirmation button"};
 
+// The launcher service's question to an administrator.
+inline constexpr LocalizedText authorizationPrompt{
+    "%@ needs permission to update the installed app.", updates,
+    "administrator authorization prompt shown while installing an app update"};
+
 inline constexpr std::array all = {
     stabilityUpdateAvailable,
     stabilityUpdateSentence,
@@ -125,6 +130,7 @@ inline constexpr std::array all = {
     updateCanceled,
     updateNotInstalled,
     alertOK,
+    authorizationPrompt,
 };
 
 }  // namespace localized_texts

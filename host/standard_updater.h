@@ -79,8 +79,9 @@ struct OrvoStandardUpdaterCollaborators {
 // setting; and the attempt that the helper works on.
 //
 // Destroying it cancels what runs, closes its windows, and returns when its thread has ended. That takes as
-// long as what cannot be cancelled: the hand-off to the launcher service. It may happen at any moment, inside
-// an open alert and inside `terminate`, too.
+// long as what cannot be cancelled: unpacking, verifying, and the hand-off to the launcher service, with the
+// administrator's answer where one is asked for. It may happen at any moment, inside an open alert and inside
+// `terminate`, too.
 class OrvoStandardUpdater {
  public:
   OrvoStandardUpdater(OrvoStandardUpdaterConfiguration configuration,

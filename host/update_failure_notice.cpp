@@ -32,7 +32,7 @@ bool isOfflineError(const URLLoadingError& error) {
 std::optional<URL> manualUpdateAddress(const FeedEntry& entry, const std::optional<URL>& hostAddress) {
   const auto isWebAddress = [](const URL& url) { return url.scheme() == "https" || url.scheme() == "http"; };
   if (hostAddress && isWebAddress(*hostAddress)) return hostAddress;
-  const std::string* installer = readFeedKey(entry, OrvoUpdateFeedKeys::installerURL);
+  const PropertyListText* installer = readFeedKey(entry, OrvoUpdateFeedKeys::installerURL);
   if (installer == nullptr) return std::nullopt;
   const std::optional<URL> url = URL::parse(*installer);
   return url && isWebAddress(*url) ? url : std::nullopt;

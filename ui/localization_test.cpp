@@ -49,7 +49,7 @@ std::set<char> usedArguments(const std::string& format) {
 
 void expectTranslation(const std::string& language, const Table& table, const LocalizedText& text) {
   const std::string key(text.key);
-  const std::string* translation = table.texts.findString(key);
+  const PropertyListText* translation = table.texts.findString(key);
   ASSERT_NE(translation, nullptr) << language << " lacks " << key;
   EXPECT_FALSE(translation->empty()) << language << ": " << key;
   EXPECT_EQ(usedArguments(*translation), usedArguments(key)) << language << ": " << *translation;

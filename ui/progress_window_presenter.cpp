@@ -25,7 +25,7 @@ std::function<void(Button&)> pressing(std::function<void()> action) {
 }
 
 std::optional<std::string> trimmedName(const Bundle& bundle, const char* key) {
-  const std::string* name = bundle.informationDictionary.findString(key);
+  const PropertyListText* name = bundle.informationDictionary.findString(key);
   const std::string_view trimmed = name == nullptr ? std::string_view() : text::trimmed(*name);
   return trimmed.empty() ? std::nullopt : std::optional<std::string>(trimmed);
 }

@@ -10,7 +10,7 @@ namespace pellam {
 namespace {
 
 std::string stringValue(const FeedEntry& feed, std::string_view key) {
-  const std::string* value = feed.findString(key);
+  const PropertyListText* value = feed.findString(key);
   return value == nullptr ? std::string() : *value;
 }
 
@@ -146,7 +146,8 @@ void OrvoUpdatePromptPresenter::installButtonPressed() {
 }
 
 void OrvoUpdatePromptPresenter::remindLaterButtonPressed() {
-  const std::string* type = displayedFeed_ ? displayedFeed_->findString(OrvoUpdateFeedKeys::type) : nullptr;
+  const PropertyListText* type =
+      displayedFeed_ ? displayedFeed_->findString(OrvoUpdateFeedKeys::type) : nullptr;
   answer(OrvoUpdatePromptAction::remindLater(type == nullptr ? std::string(OrvoUpdateFeedKeys::updateType)
                                                              : *type));
 }

@@ -16,13 +16,13 @@ std::string OrvoUpdatePromptPresenter::text(const OrvoUpdatePromptInput& input,
 
 std::string OrvoUpdatePromptPresenter::promptWindowTitle(const OrvoUpdatePromptInput& input) const {
   if (buildOnlyUpdate(input)) return text(input, localized_texts::stabilityUpdateAvailable);
-  const std::string* title = input.feed.findString(OrvoUpdateFeedKeys::title);
+  const PropertyListText* title = input.feed.findString(OrvoUpdateFeedKeys::title);
   return title == nullptr ? std::string() : text(input, {*title, "", ""});
 }
 
 std::string OrvoUpdatePromptPresenter::topTitleString(const OrvoUpdatePromptInput& input) const {
   if (buildOnlyUpdate(input)) return text(input, localized_texts::stabilityUpdateAvailable);
-  const std::string* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
+  const PropertyListText* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
   const bool isBeta = version != nullptr && text::containsLetter(*version);
   return text(input, isBeta ? localized_texts::newBetaVersion : localized_texts::newVersion);
 }
@@ -34,15 +34,15 @@ std::string OrvoUpdatePromptPresenter::secondaryTitleString(const OrvoUpdateProm
                        std::to_string(update->build)});
   }
   const std::string key = input.applicationName + std::string(localized_texts::promptSentenceEnding);
-  const std::string* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
+  const PropertyListText* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
   return formatText(text(input, {key, "", ""}),
                     {version == nullptr ? std::string_view("X") : *version, input.applicationVersion});
 }
 
 std::optional<OrvoUpdatePromptPresenter::BuildOnlyUpdate> OrvoUpdatePromptPresenter::buildOnlyUpdate(
     const OrvoUpdatePromptInput& input) {
-  const std::string* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
-  const std::string* buildText = input.feed.findString(OrvoUpdateFeedKeys::currentBuild);
+  const PropertyListText* version = input.feed.findString(OrvoUpdateFeedKeys::currentVersion);
+  const PropertyListText* buildText = input.feed.findString(OrvoUpdateFeedKeys::currentBuild);
   const std::string offered = version == nullptr ? std::string() : *version;
   const std::int64_t build = buildText == nullptr ? 0 : parseDecimal<std::int64_t>(*buildText).value_or(0);
   if (offered != input.applicationVersion) return std::nullopt;
@@ -52,14 +52,14 @@ std::optional<OrvoUpdatePromptPresenter::BuildOnlyUpdate> OrvoUpdatePromptPresen
 
 WindowSize OrvoUpdatePromptPresenter::resolvedWindowSize(const FeedEntry& feed, double defaultWidth,
                                                          double defaultHeight) {
-  const std::string* stated = readFeedKey(feed, OrvoUpdateFeedKeys::size);
+  const PropertyListText* stated = readFeedKey(feed, OrvoUpdateFeedKeys::size);
   const WindowSize size = stated == nullptr ? WindowSize() : sizeFromString(*stated);
   return {std::max(defaultWidth, std::min(size.width, maximumStatedPromptLength)),
           std::max(defaultHeight, std::min(size.height, maximumStatedPromptLength))};
 }
 
 bool OrvoUpdatePromptPresenter::hasNonEmptyStringValue(std::string_view key, const FeedEntry& feed) {
-  const std::string* value = feed.findString(key);
+  const PropertyListText* value = feed.findString(key);
   return value != nullptr && !text::trimmed(*value).empty();
 }
 

@@ -32,7 +32,7 @@ class SettingsFile final : public PellamKeyValueStoring {
   bool boolForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return false;
-    if (const std::string* text = value->string()) return textIsTrue(*text);
+    if (const PropertyListText* text = value->string()) return textIsTrue(*text);
     return value->numberAsBoolean().value_or(false);
   }
 
@@ -46,14 +46,15 @@ class SettingsFile final : public PellamKeyValueStoring {
   std::int64_t integerForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return 0;
-    if (const std::string* text = value->string()) return std::strtoll(text->c_str(), nullptr, 10);
+    if (const PropertyListText* text = value->string())
+      return std::strtoll(text->string().c_str(), nullptr, 10);
     return value->numberAsInteger().value_or(0);
   }
 
   double doubleForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return 0.0;
-    if (const std::string* text = value->string()) return std::strtod(text->c_str(), nullptr);
+    if (const PropertyListText* text = value->string()) return std::strtod(text->string().c_str(), nullptr);
     if (const double* real = value->real()) return *real;
     return static_cast<double>(value->numberAsInteger().value_or(0));
   }

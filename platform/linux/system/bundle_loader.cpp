@@ -10,12 +10,12 @@
 namespace pellam {
 
 std::optional<std::string> Bundle::bundleIdentifier() const {
-  const std::string* identifier = informationDictionary.findString("CFBundleIdentifier");
+  const PropertyListText* identifier = informationDictionary.findString("CFBundleIdentifier");
   return identifier == nullptr ? std::nullopt : std::optional(*identifier);
 }
 
 std::string Bundle::informationString(const char* key) const {
-  const std::string* value = informationDictionary.findString(key);
+  const PropertyListText* value = informationDictionary.findString(key);
   return value == nullptr ? std::string() : *value;
 }
 
@@ -61,7 +61,7 @@ class BundleLoader final : public BundleLoading {
       try {
         const PropertyListValue list = readPropertyList(fileSystem_->readFile(file).span());
         const PropertyListDictionary* strings = list.dictionary();
-        const std::string* text = strings == nullptr ? nullptr : strings->findString(key);
+        const PropertyListText* text = strings == nullptr ? nullptr : strings->findString(key);
         return text == nullptr ? fallback : *text;
       } catch (const std::exception&) {
         return fallback;  // a damaged table shows the texts as they are written in the code

@@ -51,7 +51,7 @@ class PresentedWindows : public WindowTest {
       EXPECT_TRUE(robot::waitUntil([] {
         return robot::newestWindow() != nullptr && gtk_window_is_active(robot::newestWindow()) != FALSE;
       }));
-      robot::handleEventsFor(std::chrono::milliseconds(100));
+      robot::handleEventsFor(std::chrono::milliseconds(60));
     }
     return isShown;
   }
@@ -128,7 +128,7 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
   PresentedProgressWindow progress(toolkit_, bundles_, "Downloading update…");
   ASSERT_TRUE(robot::waitUntil([] { return robot::newestWindow() != nullptr; }));
   GtkWindow* window = robot::newestWindow();
-  robot::handleEventsFor(std::chrono::milliseconds(100));
+  robot::handleEventsFor(std::chrono::milliseconds(60));
   const auto place = [&](const char* name) {
     return robot::placeInWindow(robot::findNamed(GTK_WIDGET(window), name));
   };
@@ -158,7 +158,7 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.state.title.substr(0, 30));
     progress.update(row.state);
-    robot::handleEventsFor(std::chrono::milliseconds(100));
+    robot::handleEventsFor(std::chrono::milliseconds(60));
     EXPECT_EQ(gtk_widget_get_width(content), 420);
     EXPECT_EQ(gtk_widget_get_height(content), 132);
     EXPECT_EQ(isSeen(Presenter::statusLabelIdentifier), row.hasStatus);
@@ -181,7 +181,7 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
   progress.showReadyToInstallAndRelaunch("Ready to Install", "Install and Relaunch", [&] { ++pressed; });
   progress.requestUserAttention();
   ASSERT_TRUE(robot::waitUntil([&] { return isSeen(Presenter::actionButtonIdentifier); }));
-  robot::handleEventsFor(std::chrono::milliseconds(100));
+  robot::handleEventsFor(std::chrono::milliseconds(60));
   EXPECT_EQ(gtk_widget_get_height(content), 132);
   EXPECT_EQ(fraction(), 1.0);
   for (int turn = 0; turn < 2; ++turn) {
@@ -250,7 +250,7 @@ TEST_F(PresentedWindows, TheButtonAndACancellationMeet) {
     progress.showReadyToInstallAndRelaunch("Ready to Install", "Install and Relaunch",
                                            [&] { confirmation.resolve(nullptr); });
     ASSERT_TRUE(robot::waitUntil([] { return seen("Install and Relaunch") != nullptr; }));
-    robot::handleEventsFor(std::chrono::milliseconds(100));
+    robot::handleEventsFor(std::chrono::milliseconds(60));
     const auto cancel = [&] {
       std::thread([&] { confirmation.resolve(std::make_exception_ptr(OperationCancelled())); }).join();
     };

@@ -90,7 +90,7 @@ class ReleaseNotes : public WindowTest {
     const bool isLoaded = robot::waitUntil([&] {
       return webkit_web_view_get_uri(view) != nullptr && webkit_web_view_is_loading(view) == FALSE;
     });
-    robot::handleEventsFor(std::chrono::milliseconds(300));  // until it is drawn
+    robot::handleEventsFor(std::chrono::milliseconds(150));  // until it is drawn
     return isLoaded;
   }
   // Something in the page, asked from outside it.

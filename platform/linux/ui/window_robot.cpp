@@ -117,13 +117,13 @@ Rectangle placeOnScreen(GtkWidget* widget) {
 void clickAt(int screenX, int screenY) {
   XTestFakeMotionEvent(display(), -1, screenX, screenY, CurrentTime);
   XFlush(display());
-  handleEventsFor(std::chrono::milliseconds(60));
+  handleEventsFor(std::chrono::milliseconds(40));
   XTestFakeButtonEvent(display(), 1, True, CurrentTime);
   XFlush(display());
-  handleEventsFor(std::chrono::milliseconds(30));
+  handleEventsFor(std::chrono::milliseconds(20));
   XTestFakeButtonEvent(display(), 1, False, CurrentTime);
   XFlush(display());
-  handleEventsFor(std::chrono::milliseconds(60));
+  handleEventsFor(std::chrono::milliseconds(40));
 }
 
 void click(GtkWidget* widget) {
@@ -165,7 +165,7 @@ void resizeByWindowManager(GtkWindow* window, int width, int height) {
   XSendEvent(display(), DefaultRootWindow(display()), False,
              SubstructureRedirectMask | SubstructureNotifyMask, &event);
   XFlush(display());
-  handleEventsFor(std::chrono::milliseconds(250));
+  handleEventsFor(std::chrono::milliseconds(150));
 }
 
 }  // namespace pellam::robot

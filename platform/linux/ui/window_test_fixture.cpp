@@ -93,7 +93,7 @@ WindowTest::Prompt WindowTest::showPrompt(UpdatePromptContent content, WindowSiz
   prompt.window->makeKeyAndOrderFront();
   EXPECT_TRUE(robot::waitUntil(
       [&] { return prompt.widget() != nullptr && gtk_window_is_active(prompt.widget()) != FALSE; }));
-  robot::handleEventsFor(std::chrono::milliseconds(100));
+  robot::handleEventsFor(std::chrono::milliseconds(50));
   return prompt;
 }
 

@@ -173,6 +173,11 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
       EXPECT_EQ(fraction(), row.fraction);
     }
   }
+  EXPECT_TRUE(robot::hasWord(window, "_NET_WM_STATE", "_NET_WM_STATE_ABOVE"));
+  for (const char* action : {"RESIZE", "MAXIMIZE_HORZ"}) {
+    const std::string word = std::string("_NET_WM_ACTION_") + action;
+    EXPECT_FALSE(robot::hasWord(window, "_NET_WM_ALLOWED_ACTIONS", word.c_str())) << word;
+  }
   robot::closeByWindowManager(window);
   robot::press("Escape");
   EXPECT_TRUE(gtk_widget_get_mapped(GTK_WIDGET(window))) << "the user cannot close it";

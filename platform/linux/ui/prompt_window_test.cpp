@@ -208,6 +208,13 @@ TEST_F(PromptWindow, FloatsWhileTheApplicationIsActiveAndComesBackWithIt) {
                                         "30", "another application", nullptr);
   ASSERT_NE(other, nullptr);
   EXPECT_TRUE(robot::waitUntil([&] { return gtk_widget_get_mapped(widget) == FALSE; }));
+  const auto isAttentionAsked = [&] {
+    return robot::hasWord(mainWindow_, "_NET_WM_STATE", "_NET_WM_STATE_DEMANDS_ATTENTION");
+  };
+  EXPECT_FALSE(isAttentionAsked());
+  toolkit_->requestUserAttention();
+  EXPECT_TRUE(robot::waitUntil(isAttentionAsked));
+  EXPECT_FALSE(gtk_window_is_active(mainWindow_)) << "the focus stays where it is";
   g_subprocess_force_exit(other);
   g_object_unref(other);
   gtk_window_present(mainWindow_);

@@ -1,11 +1,13 @@
 #include "platform/linux/ui/window_robot.h"
 
+#include <X11/Xatom.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 #include <gdk/x11/gdkx.h>
 
 #include <graphene.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace pellam::robot {
@@ -137,6 +139,21 @@ void press(const char* key) {
   XTestFakeKeyEvent(display(), code, False, CurrentTime);
   XFlush(display());
   handleEventsFor(std::chrono::milliseconds(60));
+}
+
+bool hasWord(GtkWindow* window, const char* property, const char* word) {
+  Atom type = None;
+  int format = 0;
+  unsigned long count = 0;
+  unsigned long left = 0;
+  unsigned char* data = nullptr;
+  XGetWindowProperty(display(), xWindow(window), XInternAtom(display(), property, False), 0, 64, False,
+                     XA_ATOM, &type, &format, &count, &left, &data);
+  const auto* atoms = reinterpret_cast<const Atom*>(data);
+  const bool isThere = data != nullptr &&
+                       std::find(atoms, atoms + count, XInternAtom(display(), word, False)) != atoms + count;
+  if (data != nullptr) XFree(data);
+  return isThere;
 }
 
 void closeByWindowManager(GtkWindow* window) {

@@ -41,6 +41,9 @@ void clickAt(int screenX, int screenY);
 // A key of X's names: "Return", "Escape", "space", "Tab".
 void press(const char* key);
 
+// Whether one of the window manager's words ("_NET_WM_STATE_ABOVE") is among those of a property.
+[[nodiscard]] bool hasWord(GtkWindow* window, const char* property, const char* word);
+
 // What the window manager is asked to do by its users.
 void closeByWindowManager(GtkWindow* window);
 void resizeByWindowManager(GtkWindow* window, int width, int height);

@@ -34,9 +34,10 @@ class EventLoopMainThread final : public MainThread {
       work();
       return;
     }
-    std::packaged_task<void()> task(work);
-    std::future<void> done = task.get_future();
-    perform([&task] { task(); });
+    // Shared, because the waiting thread goes on while the task is still returning.
+    const auto task = std::make_shared<std::packaged_task<void()>>(work);
+    std::future<void> done = task->get_future();
+    perform([task] { (*task)(); });
     done.get();
   }
 

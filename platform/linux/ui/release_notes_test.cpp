@@ -213,6 +213,21 @@ TEST_F(ReleaseNotes, AnEndedWebProcessLeavesThePromptUsable) {
   expectUsable(prompt);
 }
 
+TEST_F(ReleaseNotes, NothingIsLeftOfAClosedPrompt) {
+  server_.pages["/notes"] = {"<h1>Editor 2.0</h1>"};
+  Prompt prompt = show("notes");
+  ASSERT_TRUE(waitUntilLoaded(prompt));
+  GtkWidget* parts[] = {GTK_WIDGET(prompt.widget()), GTK_WIDGET(viewOf(prompt)),
+                        prompt.button("Install Update"), gtk_window_get_child(prompt.widget())};
+  auto* session = webkit_web_view_get_network_session(viewOf(prompt));
+  for (GtkWidget*& part : parts)
+    g_object_add_weak_pointer(G_OBJECT(part), reinterpret_cast<gpointer*>(&part));
+  g_object_add_weak_pointer(G_OBJECT(session), reinterpret_cast<gpointer*>(&session));
+  prompt.window->close();
+  EXPECT_TRUE(robot::waitUntil([&] { return parts[1] == nullptr && session == nullptr; }));
+  for (const GtkWidget* part : parts) EXPECT_EQ(part, nullptr);
+}
+
 TEST_F(WindowTest, WithoutAConfinedWebViewAButtonOpensTheNotes) {
   toolkit_ = makeWindowToolkit(PELLAM_TEST_IMAGES, [] { return false; });
   const Prompt prompt = showPrompt(promptContent("https://example.com/notes.html"));

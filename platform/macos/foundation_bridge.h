@@ -42,7 +42,8 @@ struct ConversionLimits {
   std::size_t bytes = std::size_t{64} << 20;  // texts and data by their length, and 16 for every value
 };
 // Nothing for an object that is no property-list value and for one beyond the limits.
-[[nodiscard]] std::optional<PropertyListValue> valueOf(id _Nullable object, ConversionLimits limits = {});
+[[nodiscard]] std::optional<PropertyListValue> valueOf(NSObject* _Nullable object,
+                                                       ConversionLimits limits = {});
 // Empty when a key is no string or a value is no property-list value.
 [[nodiscard]] PropertyListDictionary dictionaryOf(NSDictionary* _Nullable dictionary);
 

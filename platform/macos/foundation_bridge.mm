@@ -13,20 +13,20 @@ namespace {
 
 struct Converter {
   int depth;
-  std::size_t bytes;
+  std::size_t left;
 
   // False when nothing is left for one more value of that length.
   bool take(std::size_t length) {
     constexpr std::size_t perValue = 16;
-    if (length > bytes || bytes - length < perValue) return false;
-    bytes -= length + perValue;
+    if (length > left || left - length < perValue) return false;
+    left -= length + perValue;
     return true;
   }
   std::optional<std::string> string(NSString* object) {
     if (!take(object.length)) return std::nullopt;
     return textOf(object);
   }
-  std::optional<PropertyListValue> value(id object);
+  std::optional<PropertyListValue> value(NSObject* object);
   std::optional<PropertyListDictionary> dictionary(NSDictionary* object);
 };
 
@@ -50,9 +50,9 @@ PropertyListValue numberOf(NSNumber* number) {
 std::optional<PropertyListDictionary> Converter::dictionary(NSDictionary* object) {
   std::vector<PropertyListDictionary::Entry> entries;
   entries.reserve(object.count);
-  for (id key in object) {
+  for (NSObject* key in object) {
     if (![key isKindOfClass:[NSString class]]) return std::nullopt;
-    std::optional<std::string> name = string(key);
+    std::optional<std::string> name = string(static_cast<NSString*>(key));
     std::optional<PropertyListValue> converted = value([object objectForKey:key]);
     if (!name || !converted) return std::nullopt;
     entries.emplace_back(*std::move(name), *std::move(converted));
@@ -60,14 +60,14 @@ std::optional<PropertyListDictionary> Converter::dictionary(NSDictionary* object
   return PropertyListDictionary(std::move(entries));
 }
 
-std::optional<PropertyListValue> Converter::value(id object) {
-  if ([object isKindOfClass:[NSString class]]) return string(object);
+std::optional<PropertyListValue> Converter::value(NSObject* object) {
+  if ([object isKindOfClass:[NSString class]]) return string(static_cast<NSString*>(object));
   const bool isData = [object isKindOfClass:[NSData class]] == YES;
   if (depth == 0 || !take(isData ? static_cast<NSData*>(object).length : 0)) return std::nullopt;
   if ([object isKindOfClass:[NSNumber class]]) return numberOf(static_cast<NSNumber*>(object));
   if ([object isKindOfClass:[NSDate class]]) return dateOf(static_cast<NSDate*>(object));
   if (isData) {
-    NSData* data = object;
+    auto* data = static_cast<NSData*>(object);
     const auto* bytes = static_cast<const std::uint8_t*>(data.bytes);
     return PropertyListData(bytes, bytes + data.length);
   }
@@ -75,14 +75,14 @@ std::optional<PropertyListValue> Converter::value(id object) {
   std::optional<PropertyListValue> result;
   if ([object isKindOfClass:[NSArray class]]) {
     PropertyListArray elements;
-    for (id element in static_cast<NSArray*>(object)) {
+    for (NSObject* element in static_cast<NSArray*>(object)) {
       std::optional<PropertyListValue> converted = value(element);
       if (!converted) return std::nullopt;
       elements.push_back(*std::move(converted));
     }
     result = std::move(elements);
   } else if ([object isKindOfClass:[NSDictionary class]]) {
-    std::optional<PropertyListDictionary> converted = dictionary(object);
+    std::optional<PropertyListDictionary> converted = dictionary(static_cast<NSDictionary*>(object));
     if (converted) result = *std::move(converted);
   }
   ++depth;
@@ -161,7 +161,7 @@ NSDictionary<NSString*, id>* dictionaryFrom(const PropertyListDictionary& dictio
   return objects;
 }
 
-std::optional<PropertyListValue> valueOf(id object, ConversionLimits limits) {
+std::optional<PropertyListValue> valueOf(NSObject* object, ConversionLimits limits) {
   return Converter{limits.depth, limits.bytes}.value(object);
 }
 

@@ -44,11 +44,11 @@ PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
     throw PropertyListReadError("The property list is nested too deeply.");
   }
   NSError* error = nil;
-  id list = [NSPropertyListSerialization propertyListWithData:[NSData dataWithBytes:bytes.data()
-                                                                             length:bytes.size()]
-                                                      options:NSPropertyListImmutable
-                                                       format:nil
-                                                        error:&error];
+  NSObject* list = [NSPropertyListSerialization propertyListWithData:[NSData dataWithBytes:bytes.data()
+                                                                                    length:bytes.size()]
+                                                             options:NSPropertyListImmutable
+                                                              format:nil
+                                                               error:&error];
   if (list == nil) throw PropertyListReadError(macos::textOf(error.localizedDescription));
   auto value = macos::valueOf(list, {maximumDepth, (std::size_t{1} << 20) + 32 * bytes.size()});
   if (!value)

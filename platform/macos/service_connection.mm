@@ -77,11 +77,12 @@ class XPCServiceConnection final : public ServiceConnection {
 
   std::shared_ptr<Launcher> remoteObjectProxy(ServiceErrorHandler errorHandler) override {
     const auto gate = gate_;
-    id proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
+    id<NSObject> proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
       gate->pass([&] { errorHandler(macos::bridgedError(error)); });
     }];
     if (![proxy conformsToProtocol:@protocol(OrvoAppBundleInstallerLauncherXPCProtocol)]) return nullptr;
-    return std::make_shared<LauncherProxy>(proxy, gate_);
+    return std::make_shared<LauncherProxy>(static_cast<id<OrvoAppBundleInstallerLauncherXPCProtocol>>(proxy),
+                                           gate_);
   }
 
   void invalidate() override { [connection_ invalidate]; }

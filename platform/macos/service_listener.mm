@@ -26,13 +26,14 @@ class XPCIncomingConnection final : public pellam::IncomingServiceConnection {
   std::shared_ptr<pellam::OrvoAppBundleInstallerLauncherProgressXPCProtocol> remoteObjectProxy(
       pellam::ServiceErrorHandler errorHandler) override {
     connection_.remoteObjectInterface = pellam::macos::progressInterface();
-    id proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
+    id<NSObject> proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
       errorHandler(pellam::macos::bridgedError(error));
     }];
     connection_.exportedInterface = pellam::macos::launcherInterface();
     if (![proxy conformsToProtocol:@protocol(OrvoAppBundleInstallerLauncherProgressXPCProtocol)])
       return nullptr;
-    return std::make_shared<ProgressProxy>(proxy);
+    return std::make_shared<ProgressProxy>(
+        static_cast<id<OrvoAppBundleInstallerLauncherProgressXPCProtocol>>(proxy));
   }
 
   void setExportedObject(std::shared_ptr<pellam::OrvoAppBundleInstallerLauncherXPCProtocol> object) override {

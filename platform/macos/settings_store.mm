@@ -29,7 +29,7 @@ class DefaultsStore final : public PellamKeyValueStoring {
     return [defaults_ doubleForKey:stringFrom(key)];
   }
   std::optional<PropertyListValue> objectForKey(std::string_view key) const override {
-    return macos::valueOf([defaults_ objectForKey:stringFrom(key)]);
+    return macos::valueOf(static_cast<NSObject*>([defaults_ objectForKey:stringFrom(key)]));
   }
   void set(std::optional<PropertyListValue> value, std::string_view key) override {
     [defaults_ setObject:value ? macos::objectFrom(*value) : nil forKey:stringFrom(key)];

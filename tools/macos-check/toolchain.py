@@ -57,6 +57,11 @@ def prepare(work):
             raise ToolchainError(f"{LLVM}/bin/{tool} is missing; run scripts/install-packages macos-check")
     if not (LLVM / "include/c++/v1/__config_site").exists() or not MUSL.is_dir():
         raise ToolchainError("libc++-19-dev or musl-dev is missing; run scripts/install-packages macos-check")
+    # The one library of somebody else's that a vendor's tool uses; it is nothing but headers.
+    third_party = work / "generated/third-party"
+    third_party.mkdir(parents=True, exist_ok=True)
+    if not (third_party / "nlohmann").is_symlink():
+        (third_party / "nlohmann").symlink_to("/usr/include/nlohmann")
     _write_if_changed(work / "generated/config/__config_site",
                       _adapted(LLVM / "include/c++/v1/__config_site", CONFIGURATION))
     _write_if_changed(work / "generated/c/bits/alltypes.h", _adapted(MUSL / "bits/alltypes.h", BASIC_TYPES))
@@ -71,7 +76,8 @@ def header_flags(work):
     common = []
     for folder in (HERE / "include", work / "generated/c", resource, MUSL):
         common += ["-isystem", str(folder)]
-    return flags + common, flags + cxx + common
+    third_party = ["-idirafter", str(work / "generated/third-party")]
+    return flags + common, flags + cxx + common + third_party
 
 
 def cmake_settings(work):

@@ -1,6 +1,8 @@
 // The C library's, with the one call that this system declares here (setgroups(2)).
 #pragma once
+#define setgroups setgroups_of_another_system
 #include_next <unistd.h>
+#undef setgroups
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -106,10 +106,10 @@ NSString* stringFrom(std::string_view text) {
   if (string != nil) return string;
   std::u32string scalars;
   for (std::size_t offset = 0; offset < text.size();) scalars.push_back(text::nextScalar(text, offset));
-  return [[NSString alloc] initWithBytes:scalars.data()
-                                  length:scalars.size() * sizeof(char32_t)
-                                encoding:NSUTF32LittleEndianStringEncoding]
-             ?: @"";
+  string = [[NSString alloc] initWithBytes:scalars.data()
+                                    length:scalars.size() * sizeof(char32_t)
+                                  encoding:NSUTF32LittleEndianStringEncoding];
+  return string != nil ? string : @"";
 }
 
 std::string textOf(NSString* string) {

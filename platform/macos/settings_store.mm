@@ -48,7 +48,7 @@ NSUserDefaults* defaultsFor(const std::filesystem::path& file) {
   NSString* name = stringFrom(file.stem().native());
   if (file.parent_path() != preferences) {
     name = macos::pathString(file.parent_path() / file.stem());
-  } else if ([name isEqualToString:NSBundle.mainBundle.bundleIdentifier ?: @""]) {
+  } else if (file.stem().native() == macos::textOf(NSBundle.mainBundle.bundleIdentifier)) {
     return NSUserDefaults.standardUserDefaults;
   }
   NSUserDefaults* suite = [[NSUserDefaults alloc] initWithSuiteName:name];

@@ -123,9 +123,9 @@ class Session final : public URLSession {
   std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest& request,
                                                std::shared_ptr<URLSessionDataDelegate> delegate) override {
     // An address that this system accepts and the platform does not fails like one that names nothing.
-    NSURL* address =
-        [NSURL URLWithString:macos::stringFrom(request.url.text())] ?: [NSURL URLWithString:@"about:invalid"];
-    NSMutableURLRequest* platformRequest = [NSMutableURLRequest requestWithURL:(NSURL* _Nonnull)address];
+    NSURL* address = [NSURL URLWithString:macos::stringFrom(request.url.text())];
+    if (address == nil) address = [NSURL fileURLWithPath:@"/dev/null/no-address"];
+    NSMutableURLRequest* platformRequest = [NSMutableURLRequest requestWithURL:address];
     for (const auto& [field, value] : request.headers) {
       [platformRequest setValue:macos::stringFrom(value) forHTTPHeaderField:macos::stringFrom(field)];
     }

@@ -17,6 +17,17 @@ def _without_comments(text):
     return re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
 
 
+def _without_attributes(declaration):
+    plain = declaration
+    while match := re.search(r"\b(?:API_MAC\w*|SM_DEP|SEC_API|NS_FORMAT_FUNCTION|__attribute__)\s*\(", plain):
+        depth, end = 1, match.end()
+        while depth:
+            depth += {"(": 1, ")": -1}.get(plain[end], 0)
+            end += 1
+        plain = plain[:match.start()] + plain[end:]
+    return plain.replace("CF_RETURNS_RETAINED", "").strip()
+
+
 def declared(headers):
     """The classes and the C symbols that the headers of one framework declare."""
     classes, symbols = set(), set()
@@ -25,8 +36,7 @@ def declared(headers):
         classes.update(re.findall(r"@interface\s+(\w+)\s*(?:<[^>@]*>)?\s*:", text))
         text = re.sub(r"^\s*#.*$", "", text, flags=re.M)
         for declaration in re.findall(r"\b(?:FOUNDATION_EXPORT|CF_EXPORT|APPKIT_EXTERN)\s+([^;{]*);", text):
-            plain = re.sub(r"(?:API_MAC\w*|__attribute__)\s*\((?:[^()]|\([^()]*\))*\)", "", declaration)
-            plain = re.sub(r"\b(?:CF_RETURNS_RETAINED|NS_FORMAT_FUNCTION)\b\s*(?:\([^()]*\))?", "", plain).strip()
+            plain = _without_attributes(declaration)
             function = re.match(r"[^(]*?\b(\w+)\s*\(", plain)
             name = function.group(1) if function else re.search(r"(\w+)$", plain).group(1)
             symbols.add("_" + name)

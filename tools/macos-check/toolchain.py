@@ -6,6 +6,7 @@ basic types with the Darwin widths, and libc++'s configuration with its availabi
 import os
 import pathlib
 import re
+import subprocess
 
 ARCHITECTURES = ("arm64", "x86_64")
 DEPLOYMENT_TARGET = "13.5"
@@ -23,6 +24,13 @@ WARNINGS = """-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -
 # Where the basic types differ; each line must be found once, or the installed C library is another one.
 BASIC_TYPES = (
     (r"#define _Int64 long\n", "#define _Int64 long long\n"),
+    (r"typedef _Int64 time_t;", "typedef long time_t;"),
+    (r"typedef _Int64 suseconds_t;", "typedef int suseconds_t;"),
+    (r"typedef signed _Int64   intmax_t;", "typedef long intmax_t;"),
+    (r"typedef unsigned _Int64 uintmax_t;", "typedef unsigned long uintmax_t;"),
+    (r"typedef unsigned _Int64 fsblkcnt_t;", "typedef unsigned fsblkcnt_t;"),
+    (r"typedef unsigned _Int64 fsfilcnt_t;", "typedef unsigned fsfilcnt_t;"),
+    (r"typedef long blksize_t;", "typedef int blksize_t;"),
     (r"typedef unsigned mode_t;", "typedef unsigned short mode_t;"),
     (r"typedef unsigned _Reg nlink_t;", "typedef unsigned short nlink_t;"),
     (r"typedef unsigned _Int64 dev_t;", "typedef int dev_t;"),
@@ -85,7 +93,36 @@ def cmake_settings(work):
     c_flags, cxx_flags = header_flags(work)
     return {"PELLAM_CHECK_WORK": str(work), "PELLAM_CHECK_LLVM": str(LLVM),
             "PELLAM_CHECK_C_FLAGS": " ".join(c_flags),
-            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS)}
+            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS),
+            "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, "c++")),
+            "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, "objective-c++")),
+            "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}
+
+
+PREFIX = """algorithm array chrono condition_variable filesystem functional future map memory mutex optional set span
+  string string_view system_error thread variant vector""".split()
+
+
+def prefix_header(work, language):
+    return work / "prefix" / f"{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
+
+
+def make_prefix_header(work, language):
+    """Compiles the common library headers once for the architecture that is built; the other one does without
+    and so notices a missing include. Returns the error text, empty for success."""
+    target = prefix_header(work, language)
+    source = target.with_suffix(".h")
+    text = "".join(f"#include <{name}>\n" for name in PREFIX)
+    if language == "objective-c++":
+        text += "#import <Foundation/Foundation.h>\n"
+    _write_if_changed(source, text)
+    inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
+    if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
+        return ""
+    command = [word for word in compiler(ARCHITECTURES[0], work, language) if word not in ("-x", "objective-c++")]
+    result = subprocess.run([*command, "-fstack-protector-strong", "-x", f"{language}-header", "-o", str(target),
+                             str(source)], capture_output=True, text=True)
+    return result.stderr if result.returncode else ""
 
 
 def compiler(architecture, work, language):

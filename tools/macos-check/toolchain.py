@@ -94,8 +94,8 @@ def cmake_settings(work):
     return {"PELLAM_CHECK_WORK": str(work), "PELLAM_CHECK_LLVM": str(LLVM),
             "PELLAM_CHECK_C_FLAGS": " ".join(c_flags),
             "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS),
-            "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, "c++")),
-            "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, "objective-c++")),
+            "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
+            "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "objective-c++")),
             "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}
 
 
@@ -103,14 +103,14 @@ PREFIX = """algorithm array chrono condition_variable filesystem functional futu
   string string_view system_error thread variant vector""".split()
 
 
-def prefix_header(work, language):
-    return work / "prefix" / f"{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
+def prefix_header(work, architecture, language):
+    return work / "prefix" / f"{architecture}-{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
 
 
-def make_prefix_header(work, language):
-    """Compiles the common library headers once for the architecture that is built; the other one does without
-    and so notices a missing include. Returns the error text, empty for success."""
-    target = prefix_header(work, language)
+def make_prefix_header(work, architecture, language):
+    """Compiles the common library headers once, which halves the time. A missing include is then for
+    include_lint.py to notice. Returns the error text, empty for success."""
+    target = prefix_header(work, architecture, language)
     source = target.with_suffix(".h")
     text = "".join(f"#include <{name}>\n" for name in PREFIX)
     if language == "objective-c++":
@@ -119,8 +119,8 @@ def make_prefix_header(work, language):
     inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
     if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
         return ""
-    command = [word for word in compiler(ARCHITECTURES[0], work, language) if word not in ("-x", "objective-c++")]
-    result = subprocess.run([*command, "-fstack-protector-strong", "-x", f"{language}-header", "-o", str(target),
+    command = [word for word in compiler(architecture, work, language) if word not in ("-x", "objective-c++")]
+    result = subprocess.run([*command, "-x", f"{language}-header", "-o", str(target),
                              str(source)], capture_output=True, text=True)
     return result.stderr if result.returncode else ""
 
@@ -128,7 +128,13 @@ def make_prefix_header(work, language):
 def compiler(architecture, work, language):
     """The compiler and its flags for one source outside the build."""
     command = [str(LLVM / "bin/clang++"), "-target", f"{architecture}-apple-macos{DEPLOYMENT_TARGET}",
-               "-std=c++20", *header_flags(work)[1], "-iquote", str(ROOT), *WARNINGS]
+               "-std=c++20", "-fstack-protector-strong", *header_flags(work)[1], "-iquote", str(ROOT), *WARNINGS]
     if language == "objective-c++":
         command += ["-x", "objective-c++", "-fobjc-arc", "-fobjc-weak"]
     return command
+
+
+def linker(architecture, work):
+    return [str(LLVM / "bin/clang++"), "-target", f"{architecture}-apple-macos{DEPLOYMENT_TARGET}",
+            f"--ld-path={LLVM}/bin/ld64.lld", "-mlinker-version=820", "-isysroot", str(work / "sysroot"),
+            "-nostdlib", "-lc++", "-lobjc", "-lSystem"]

@@ -1,0 +1,12 @@
+// stage: link
+// refused: undefined symbol: .*std::__1::pmr::
+#include <cstdlib>
+#include <memory_resource>
+int main() {
+#ifdef MISTAKE
+  std::pmr::new_delete_resource()->deallocate(nullptr, 0);
+  return 0;
+#else
+  return std::malloc(1) == nullptr ? 1 : 0;
+#endif
+}

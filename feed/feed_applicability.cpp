@@ -25,7 +25,7 @@ OrvoUpdateFeedApplicabilityResult OrvoUpdateFeedEligibilityEvaluator::evaluateAp
   result.releaseDate = releaseDate(feed);
   result.resolvedFeedIdentifier = resolvedFeedIdentifier(feed);
 
-  const std::string* type = feed.findString(OrvoUpdateFeedKeys::type);
+  const PropertyListText* type = feed.findString(OrvoUpdateFeedKeys::type);
   if (type == nullptr || *type != OrvoUpdateFeedKeys::updateType) return result;
   if (!context.canProcessUpdateFeeds ||
       !passesApplicabilityConstraints(feed, result.releaseDate, context, versionComparator)) {
@@ -47,19 +47,19 @@ bool OrvoUpdateFeedEligibilityEvaluator::passesApplicabilityConstraints(
     const FeedEntry& feed, Date releaseDate, const OrvoUpdateFeedApplicabilityContext& context,
     const VersionComparing& versionComparator) const {
   if (!context.debugBypassApplicabilityChecks) {
-    const std::string* versions = readFeedKey(feed, OrvoUpdateFeedKeys::version);
+    const PropertyListText* versions = readFeedKey(feed, OrvoUpdateFeedKeys::version);
     if (versions != nullptr && !isInRange(context.appVersion, *versions, versionComparator)) return false;
 
-    const std::string* sku = readFeedKey(feed, OrvoUpdateFeedKeys::sku);
-    if (sku != nullptr && !context.acceptedSKUs.contains(*sku)) return false;
+    const PropertyListText* sku = readFeedKey(feed, OrvoUpdateFeedKeys::sku);
+    if (sku != nullptr && !context.acceptedSKUs.contains(sku->view())) return false;
 
-    const std::string* language = readFeedKey(feed, OrvoUpdateFeedKeys::language);
+    const PropertyListText* language = readFeedKey(feed, OrvoUpdateFeedKeys::language);
     if (language != nullptr && (!context.preferredLanguageCode ||
                                 !text::equalsIgnoringCase(*language, *context.preferredLanguageCode))) {
       return false;
     }
 
-    const std::string* systems = readFeedKey(feed, OrvoUpdateFeedKeys::os);
+    const PropertyListText* systems = readFeedKey(feed, OrvoUpdateFeedKeys::os);
     if (systems != nullptr && !isInRange(context.currentOSVersion, *systems, versionComparator)) return false;
   }
 
@@ -76,12 +76,12 @@ OrvoUpdateFeedEligibilityEvaluator::evaluateVersionAndBuild(const FeedEntry& fee
                                                             const OrvoUpdateFeedApplicabilityContext& context,
                                                             const VersionComparing& versionComparator) {
   VersionEvaluation evaluation;
-  const std::string* current = readFeedKey(feed, OrvoUpdateFeedKeys::currentVersion);
+  const PropertyListText* current = readFeedKey(feed, OrvoUpdateFeedKeys::currentVersion);
   if (context.debugBypassApplicabilityChecks || current == nullptr ||
       versionComparator(*current, context.appVersion) == ComparisonResult::descending) {
     evaluation.isUpdate = true;
   } else {
-    const std::string* buildText = readFeedKey(feed, OrvoUpdateFeedKeys::currentBuild);
+    const PropertyListText* buildText = readFeedKey(feed, OrvoUpdateFeedKeys::currentBuild);
     const std::optional<std::int64_t> build =
         buildText == nullptr ? std::nullopt : parseDecimal<std::int64_t>(*buildText);
     // A build counts only within one and the same version, as text.
@@ -98,19 +98,19 @@ OrvoUpdateFeedEligibilityEvaluator::evaluateVersionAndBuild(const FeedEntry& fee
 }
 
 Date OrvoUpdateFeedEligibilityEvaluator::releaseDate(const FeedEntry& feed) const {
-  const std::string* day = readFeedKey(feed, OrvoUpdateFeedKeys::releaseDate);
+  const PropertyListText* day = readFeedKey(feed, OrvoUpdateFeedKeys::releaseDate);
   return day == nullptr ? distantPast : calendar.parseDay(*day).value_or(distantPast);
 }
 
 std::optional<std::string> OrvoUpdateFeedEligibilityEvaluator::resolvedFeedIdentifier(const FeedEntry& feed) {
-  if (const std::string* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::uid)) return *identifier;
-  if (const std::string* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::feedVersionID))
+  if (const PropertyListText* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::uid)) return *identifier;
+  if (const PropertyListText* identifier = readFeedKey(feed, OrvoUpdateFeedKeys::feedVersionID))
     return *identifier;
   return std::nullopt;
 }
 
 bool OrvoUpdateFeedEligibilityEvaluator::isImportantUpdate(const FeedEntry& feed) {
-  const std::string* important = feed.findString(OrvoUpdateFeedKeys::important);
+  const PropertyListText* important = feed.findString(OrvoUpdateFeedKeys::important);
   return important != nullptr && *important == "1";
 }
 

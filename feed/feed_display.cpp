@@ -44,7 +44,7 @@ OrvoUpdateFeedDisplayResult OrvoUpdateFeedEligibilityEvaluator::evaluateDisplay(
   if (context.canProcessUpdateFeeds) {
     const auto isForced = [&] {
       if (applicability.isNewBuild) return true;
-      const std::string* mustUpdate = readFeedKey(feed, OrvoUpdateFeedKeys::mustUpdate);
+      const PropertyListText* mustUpdate = readFeedKey(feed, OrvoUpdateFeedKeys::mustUpdate);
       return mustUpdate != nullptr &&
              versionComparator(context.appVersion, *mustUpdate) == ComparisonResult::same;
     };

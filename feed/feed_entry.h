@@ -13,8 +13,8 @@ using FeedEntry = PropertyListDictionary;
 
 // How every decision reads a key: its value when that is a non-empty string, else null. The entry keeps
 // ownership.
-[[nodiscard]] inline const std::string* readFeedKey(const FeedEntry& feed, std::string_view key) {
-  const std::string* value = feed.findString(key);
+[[nodiscard]] inline const PropertyListText* readFeedKey(const FeedEntry& feed, std::string_view key) {
+  const PropertyListText* value = feed.findString(key);
   return value == nullptr || value->empty() ? nullptr : value;
 }
 

@@ -14,7 +14,7 @@ std::int64_t requestedInterval(const FeedEntry& feed) {
   const PropertyListValue* value = feed.find(OrvoUpdateFeedKeys::interval);
   if (value == nullptr) return 0;
   if (const std::optional<std::int64_t> number = value->numberAsInteger()) return *number;
-  const std::string* text = value->string();
+  const PropertyListText* text = value->string();
   return text == nullptr ? 0 : parseDecimal<std::int64_t>(*text).value_or(0);
 }
 
@@ -25,7 +25,7 @@ OrvoUpdateFeedProcessingEvaluator::selectFirstProcessableUpdate(
     const std::vector<FeedEntry>& feed, const OrvoUpdateFeedApplicabilityContext& applicabilityContext,
     const OrvoUpdateFeedDisplayContext& displayContext, const VersionComparing& versionComparator) const {
   for (const FeedEntry& entry : feed) {
-    const std::string* type = entry.findString(OrvoUpdateFeedKeys::type);
+    const PropertyListText* type = entry.findString(OrvoUpdateFeedKeys::type);
     if (type == nullptr || *type != OrvoUpdateFeedKeys::updateType) continue;
     OrvoUpdateFeedApplicabilityResult applicability =
         eligibilityEvaluator.evaluateApplicability(entry, applicabilityContext, versionComparator);

@@ -3,12 +3,12 @@
 namespace pellam {
 
 std::optional<std::string> Bundle::bundleIdentifier() const {
-  const std::string* identifier = informationDictionary.findString("CFBundleIdentifier");
+  const PropertyListText* identifier = informationDictionary.findString("CFBundleIdentifier");
   return identifier == nullptr ? std::nullopt : std::optional(*identifier);
 }
 
 std::string Bundle::informationString(const char* key) const {
-  const std::string* value = informationDictionary.findString(key);
+  const PropertyListText* value = informationDictionary.findString(key);
   return value == nullptr ? std::string() : *value;
 }
 

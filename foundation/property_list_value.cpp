@@ -10,15 +10,9 @@ namespace pellam {
 
 namespace {
 
-struct KeyOrder {
-  bool operator()(const PropertyListDictionary::Entry& left, std::string_view right) const {
-    return left.first < right;
-  }
-};
+using Entry = PropertyListDictionary::Entry;
 
-bool keyLess(const PropertyListDictionary::Entry& left, const PropertyListDictionary::Entry& right) {
-  return left.first < right.first;
-}
+bool keyLess(const Entry& left, const Entry& right) { return left.first < right.first; }
 
 std::int64_t truncated(double value) {
   if (std::isnan(value)) return 0;
@@ -39,55 +33,92 @@ std::string realText(double value) {
 
 }  // namespace
 
+PropertyListDictionary::PropertyListDictionary(const PropertyListDictionary& other)
+    : contents_(other.contents_ ? std::make_unique<Contents>(*other.contents_) : nullptr) {}
+
+PropertyListDictionary& PropertyListDictionary::operator=(const PropertyListDictionary& other) {
+  if (this != &other) contents_ = other.contents_ ? std::make_unique<Contents>(*other.contents_) : nullptr;
+  return *this;
+}
+
+PropertyListDictionary::~PropertyListDictionary() = default;
+
 PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entries)
     : PropertyListDictionary(std::vector<Entry>(entries)) {}
 
-PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
-  const auto isOutOfOrder = [](const Entry& left, const Entry& right) { return !keyLess(left, right); };
-  if (std::adjacent_find(entries_.begin(), entries_.end(), isOutOfOrder) == entries_.end()) return;
-  std::stable_sort(entries_.begin(), entries_.end(), keyLess);
-  // Keep the last of each run of equal keys.
-  auto out = entries_.begin();
-  for (auto in = entries_.begin(); in != entries_.end(); ++in) {
-    if (in + 1 != entries_.end() && in->first == (in + 1)->first) continue;
-    if (out != in) *out = std::move(*in);
-    ++out;
+PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries) {
+  std::stable_sort(entries.begin(), entries.end(), keyLess);
+  Keys keys;
+  std::vector<PropertyListValue> values;
+  keys.reserve(entries.size());
+  values.reserve(entries.size());
+  for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
+    // The last of each run of equal keys stays.
+    if (entry + 1 != entries.end() && entry->first == (entry + 1)->first) continue;
+    keys.push_back(std::move(entry->first));
+    values.push_back(std::move(entry->second));
   }
-  entries_.erase(out, entries_.end());
+  *this = PropertyListDictionary(std::make_shared<Keys>(std::move(keys)), std::move(values));
 }
 
-PropertyListDictionary PropertyListDictionary::fromOrderedEntries(std::vector<Entry> entries) {
-  PropertyListDictionary dictionary;
-  dictionary.entries_ = std::move(entries);
-  return dictionary;
+PropertyListDictionary::PropertyListDictionary(std::shared_ptr<Keys> orderedKeys,
+                                               std::vector<PropertyListValue> values) {
+  if (values.empty()) return;
+  contents_ = std::make_unique<Contents>(Contents{std::move(orderedKeys), std::move(values)});
+}
+
+// Where the key stands or would stand.
+std::size_t PropertyListDictionary::place(std::string_view key) const {
+  if (!contents_) return 0;
+  const Keys& keys = *contents_->keys;
+  return static_cast<std::size_t>(std::lower_bound(keys.begin(), keys.end(), key) - keys.begin());
 }
 
 const PropertyListValue* PropertyListDictionary::find(std::string_view key) const {
-  const auto found = std::lower_bound(entries_.begin(), entries_.end(), key, KeyOrder{});
-  return found != entries_.end() && found->first == key ? &found->second : nullptr;
+  const std::size_t index = place(key);
+  return index < size() && (*contents_->keys)[index] == key ? &contents_->values[index] : nullptr;
 }
 
-const std::string* PropertyListDictionary::findString(std::string_view key) const {
+const PropertyListText* PropertyListDictionary::findString(std::string_view key) const {
   const PropertyListValue* value = find(key);
   return value == nullptr ? nullptr : value->string();
 }
 
+PropertyListDictionary::Keys& PropertyListDictionary::ownKeys() {
+  if (contents_->keys.use_count() > 1) contents_->keys = std::make_shared<Keys>(*contents_->keys);
+  return *contents_->keys;
+}
+
 void PropertyListDictionary::set(std::string key, PropertyListValue value) {
-  const auto place = std::lower_bound(entries_.begin(), entries_.end(), std::string_view(key), KeyOrder{});
-  if (place != entries_.end() && place->first == key) {
-    place->second = std::move(value);
-  } else {
-    entries_.emplace(place, std::move(key), std::move(value));
+  if (!contents_) contents_ = std::make_unique<Contents>(Contents{std::make_shared<Keys>(), {}});
+  const std::size_t index = place(key);
+  const auto offset = static_cast<std::ptrdiff_t>(index);
+  if (index < size() && (*contents_->keys)[index] == key) {
+    contents_->values[index] = std::move(value);
+    return;
+  }
+  Keys& keys = ownKeys();
+  keys.insert(keys.begin() + offset, std::move(key));
+  try {
+    contents_->values.insert(contents_->values.begin() + offset, std::move(value));
+  } catch (...) {
+    keys.erase(keys.begin() + offset);
+    throw;
   }
 }
 
 void PropertyListDictionary::erase(std::string_view key) {
-  const auto found = std::lower_bound(entries_.begin(), entries_.end(), key, KeyOrder{});
-  if (found != entries_.end() && found->first == key) entries_.erase(found);
+  if (!contains(key)) return;
+  const auto offset = static_cast<std::ptrdiff_t>(place(key));
+  Keys& keys = ownKeys();
+  keys.erase(keys.begin() + offset);
+  contents_->values.erase(contents_->values.begin() + offset);
 }
 
 bool operator==(const PropertyListDictionary& left, const PropertyListDictionary& right) {
-  return left.entries_ == right.entries_;
+  if (left.size() != right.size()) return false;
+  if (left.empty()) return true;
+  return *left.contents_->keys == *right.contents_->keys && left.contents_->values == right.contents_->values;
 }
 
 std::optional<std::int64_t> PropertyListValue::numberAsInteger() const {
@@ -112,7 +143,7 @@ std::string PropertyListValue::description() const {
   if (const auto* value = unsigned32()) return std::to_string(*value);
   if (const auto* value = unsigned64()) return std::to_string(*value);
   if (const double* value = real()) return realText(*value);
-  if (const std::string* value = string()) return *value;
+  if (const PropertyListText* value = string()) return value->string();
   if (const Date* value = date()) return iso8601Text(*value);
   if (const PropertyListData* value = data()) return "{length = " + std::to_string(value->size()) + "}";
   std::string text;

@@ -24,6 +24,23 @@ TEST(PropertyListValueTest, DictionariesKeepOrderAndTheLastOfEqualKeys) {
   EXPECT_EQ(dictionary.findString("aa"), nullptr);
 }
 
+TEST(PropertyListValueTest, DictionariesThatShareKeysChangeApart) {
+  PropertyListDictionary first{{"a", 1}, {"b", "two"}};
+  PropertyListDictionary second = first;
+  const PropertyListDictionary third = second;
+  second.set("ab", 3);
+  first.erase("a");
+  EXPECT_EQ(first, (PropertyListDictionary{{"b", "two"}}));
+  EXPECT_EQ(second, (PropertyListDictionary{{"a", 1}, {"ab", 3}, {"b", "two"}}));
+  EXPECT_EQ(third, (PropertyListDictionary{{"a", 1}, {"b", "two"}}));
+  first.erase("b");
+  EXPECT_EQ(first, PropertyListDictionary());
+  EXPECT_EQ(first.begin(), first.end());
+  first = second;
+  second = PropertyListDictionary();
+  EXPECT_EQ(*first.findString("b"), "two");
+}
+
 TEST(PropertyListValueTest, AlternativesStayApart) {
   EXPECT_NE(PropertyListValue(true), PropertyListValue(1));
   EXPECT_NE(PropertyListValue(1), PropertyListValue(1.0));

@@ -93,6 +93,11 @@ class OrvoUpdateInstallerCoordinator {
     std::filesystem::path destinationFolderURL;
   };
 
+  struct StatusFormats {
+    std::string sizeKnown;
+    std::string sizeUnknown;
+  };
+
   template <typename Request>
   ArchivePlacement downloadAndPlace(const Request& request, bool usesUniqueFolder, const Window& window,
                                     const CancellationToken& cancellation);
@@ -102,6 +107,9 @@ class OrvoUpdateInstallerCoordinator {
   NetworkData fetchArchive(const URL& url, const Window& window, const CancellationToken& cancellation);
   DownloadProgressHandler downloadProgressHandler(
       const Window& window, const std::shared_ptr<OrvoUpdateProgressToken>& token) const;
+  [[nodiscard]] StatusFormats statusFormats() const;
+  [[nodiscard]] static std::string statusText(const StatusFormats& formats,
+                                              const OrvoUpdateInstallerDownloadProgress& progress);
   [[nodiscard]] std::filesystem::path preferredInstallerFolderURL(
       const std::string& applicationName, const std::string& installerSubdirectoryName) const;
   [[nodiscard]] std::filesystem::path temporaryInstallerFolderURL(

@@ -4,6 +4,7 @@
 #include "foundation/installer_error.h"
 #include "foundation/text_format.h"
 #include "host/installer_coordinator.h"
+#include "host/latest_progress.h"
 #include "platform/unicode_text.h"
 
 namespace pellam {
@@ -57,25 +58,39 @@ NetworkData OrvoUpdateInstallerCoordinator::fetchArchive(const URL& url, const W
 
 DownloadProgressHandler OrvoUpdateInstallerCoordinator::downloadProgressHandler(
     const Window& window, const std::shared_ptr<OrvoUpdateProgressToken>& token) const {
+  const auto latest = std::make_shared<LatestDownloadProgress>();
   const std::weak_ptr<OrvoUpdateProgressWindow> weakWindow = window;
-  return [this, weakWindow, token](const OrvoUpdateInstallerDownloadProgress& progress) {
-    OrvoUpdateProgressWindowState state{localized("Downloading update…"),
-                                        downloadProgressStatusText(progress), progress.progressFraction()};
-    environment_.mainThread->perform([weakWindow, token, state = std::move(state)] {
-      const std::shared_ptr<OrvoUpdateProgressWindow> shown = weakWindow.lock();
-      if (shown && token->isActive()) shown->update(state);
-    });
+  // What runs on the main thread may outlive the coordinator, so it brings its texts along.
+  const auto show = [latest, weakWindow, token, title = localized("Downloading update…"),
+                     formats = statusFormats()] {
+    const std::optional<OrvoUpdateInstallerDownloadProgress> progress = latest->take();
+    const std::shared_ptr<OrvoUpdateProgressWindow> shown = weakWindow.lock();
+    if (!progress || !shown || !token->isActive()) return;
+    shown->update({title, statusText(formats, *progress), progress->progressFraction()});
   };
+  return [latest, show,
+          mainThread = environment_.mainThread](const OrvoUpdateInstallerDownloadProgress& progress) {
+    if (latest->put(progress)) mainThread->perform(show);
+  };
+}
+
+OrvoUpdateInstallerCoordinator::StatusFormats OrvoUpdateInstallerCoordinator::statusFormats() const {
+  return {localized("%@ of %@"), localized("%@ downloaded")};
+}
+
+std::string OrvoUpdateInstallerCoordinator::statusText(const StatusFormats& formats,
+                                                       const OrvoUpdateInstallerDownloadProgress& progress) {
+  const std::string received = text::fileByteCount(progress.bytesReceived);
+  if (!progress.expectedBytes || *progress.expectedBytes < 1) {
+    return formatText(formats.sizeUnknown, {received});
+  }
+  const std::string total = text::fileByteCount(std::max(*progress.expectedBytes, progress.bytesReceived));
+  return formatText(formats.sizeKnown, {received, total});
 }
 
 std::string OrvoUpdateInstallerCoordinator::downloadProgressStatusText(
     const OrvoUpdateInstallerDownloadProgress& progress) const {
-  const std::string received = text::fileByteCount(progress.bytesReceived);
-  if (!progress.expectedBytes || *progress.expectedBytes < 1) {
-    return formatText(localized("%@ downloaded"), {received});
-  }
-  const std::string total = text::fileByteCount(std::max(*progress.expectedBytes, progress.bytesReceived));
-  return formatText(localized("%@ of %@"), {received, total});
+  return statusText(statusFormats(), progress);
 }
 
 void OrvoUpdateInstallerCoordinator::throwIfCancellation(const std::exception_ptr& error) {

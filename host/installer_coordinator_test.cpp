@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 
 #include "foundation/installer_error.h"
@@ -96,6 +97,67 @@ class InstallerCoordinatorTest : public testing::Test {
   std::vector<std::string> log_;
   std::unique_ptr<OrvoUpdateInstallerCoordinator> coordinator_;
 };
+
+// Reports one chunk and, while the main thread is still at showing it, 999 more.
+struct ChattyNetwork final : OrvoUpdateInstallerNetworkClient {
+  using OrvoUpdateInstallerNetworkClient::data;
+  NetworkData data(const URL& url, const CancellationToken&) override {
+    return {ByteBuffer(std::string_view("archive")), URLResponse{url, 200, std::nullopt}};
+  }
+  NetworkData data(const URL& url, const DownloadProgressHandler& handler,
+                   const CancellationToken& cancellation) override {
+    handler({1, 1000});
+    firstIsShowing.get_future().wait();
+    for (int chunk = 2; chunk <= 1000; ++chunk) handler({chunk, 1000});
+    allGiven.set_value();
+    EXPECT_EQ(lastShown.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    return data(url, cancellation);
+  }
+  std::promise<void> firstIsShowing;
+  std::promise<void> allGiven;
+  std::promise<void> lastShown;
+};
+
+struct SlowWindow final : OrvoUpdateProgressWindow {
+  explicit SlowWindow(ChattyNetwork& network) : network_(network) {}
+  void update(const OrvoUpdateProgressWindowState& state) override {
+    if (state.progressFraction.value_or(0) == 0) return;
+    fractions.push_back(*state.progressFraction);
+    if (fractions.size() == 1) {
+      network_.firstIsShowing.set_value();
+      network_.allGiven.get_future().wait();
+    }
+    if (state.progressFraction == 1.0) network_.lastShown.set_value();
+  }
+  void showReadyToInstallAndRelaunch(const std::string&, const std::string&,
+                                     std::function<void()> action) override {
+    action();
+  }
+  void requestUserAttention() override {}
+  void close() override {}
+  std::vector<double> fractions;
+
+ private:
+  ChattyNetwork& network_;
+};
+
+TEST_F(InstallerCoordinatorTest, ShowsTheLatestProgressOfADownloadAndNeverLosesTheLast) {
+  const auto network = std::make_shared<ChattyNetwork>();
+  const auto window = std::make_shared<SlowWindow>(*network);
+  OrvoUpdateInstallerCoordinator coordinator(
+      files_, network, unzipper_, opener_, validator_, launcher_,
+      [] {
+        return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
+      },
+      {mainThread_,
+       std::make_shared<EnglishBundles>(),
+       {},
+       makeSystemUUIDGenerator(),
+       clock_,
+       [](const auto&) {}});
+  onWorker([&] { (void)coordinator.installAppBundleUpdate(request(), window, [](const auto&) {}, {}); });
+  EXPECT_EQ(window->fractions, (std::vector{0.001, 1.0}));
+}
 
 TEST_F(InstallerCoordinatorTest, ShowsEveryPhaseAndHandsTheStagedBundleOver) {
   const auto window = std::make_shared<RecordingWindow>();

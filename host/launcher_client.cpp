@@ -48,7 +48,12 @@ Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBund
   if (!connection) return Result::helperUnavailable();
 
   session->setConnection(connection);
-  connection->resume();
+  try {
+    connection->resume();
+  } catch (const std::exception& error) {
+    return Result::protocolFailure(
+        OrvoAppBundleInstallerFailureDiagnostic::fromError(Phase::xpcConnection, bridge(error)));
+  }
   const bool isSent = connection->launchReplacement(
       OrvoAppBundleXPCReplacementMessage{request}.propertyList(),
       [watchdog, timedOut] {

@@ -29,11 +29,11 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
   const std::filesystem::path settingsFile =
       settingsFolder ? *settingsFolder / (identifier + ".plist")
                      : systemSettingsFile(host.process->homeDirectory(), identifier);
-  const auto settings =
-      std::make_shared<UpdateSettings>(makeSystemSettingsStore(settingsFile, host.fileSystem));
+  host.settings = makeSystemSettingsStore(settingsFile, host.fileSystem);
   const std::shared_ptr<URLSessionMaking> sessions = makeSystemURLSessions();
-  host.check = std::make_shared<UpdateCheck>(std::make_shared<PellamURLSessionNetworkClient>(sessions),
-                                             settings, host.clock);
+  host.network = std::make_shared<PellamURLSessionNetworkClient>(sessions);
+  host.check = std::make_shared<UpdateCheck>(host.network, std::make_shared<UpdateSettings>(host.settings),
+                                             host.clock);
   host.reports = std::make_shared<OrvoAppBundleUpdateFailureReportStore>(host.fileSystem, host.clock);
 
   const auto launcherClient = std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(

@@ -21,6 +21,8 @@ struct SystemHost {
   std::shared_ptr<UUIDGenerating> identifiers;
   std::shared_ptr<PellamClock> clock;
   InstalledApplication application;
+  std::shared_ptr<PellamKeyValueStoring> settings;
+  std::shared_ptr<PellamNetworkClient> network;
   std::shared_ptr<UpdateCheck> check;
   std::shared_ptr<OrvoUpdateInstallerCoordinator> coordinator;
   std::shared_ptr<OrvoAppBundleUpdateFailureReportStore> reports;

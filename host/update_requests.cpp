@@ -8,7 +8,7 @@ namespace pellam {
 namespace {
 
 std::optional<URL> address(const PropertyListDictionary& feed, std::string_view key) {
-  const std::string* text = feed.findString(key);
+  const PropertyListText* text = feed.findString(key);
   return text == nullptr ? std::nullopt : URL::parse(*text);
 }
 
@@ -22,7 +22,7 @@ OrvoUpdateInstallerRequest OrvoUpdateInstallerRequest::makeFromFeed(
   OrvoUpdateInstallerRequest request;
   request.archiveURL = address(feed, OrvoUpdateFeedKeys::installerURL);
   request.archiveFileName = fileName(request.archiveURL);
-  const std::string* name = feed.findString(OrvoUpdateFeedKeys::installerName);
+  const PropertyListText* name = feed.findString(OrvoUpdateFeedKeys::installerName);
   request.installerFileName =
       name != nullptr && !name->empty() ? *name : formatText(defaultInstallerNameFormat, {applicationName});
   request.applicationName = applicationName;

@@ -1,5 +1,7 @@
 #include "host/update_settings.h"
 
+#include <algorithm>
+
 namespace pellam {
 
 namespace {
@@ -33,7 +35,7 @@ void UpdateSettings::setNewsDictionary(const PropertyListDictionary& dictionary)
 
 std::optional<std::string> UpdateSettings::storedFeedIdentifier() const {
   const PropertyListDictionary news = newsDictionary();
-  const std::string* identifier = news.findString(feedTypeKey);
+  const PropertyListText* identifier = news.findString(feedTypeKey);
   return identifier == nullptr ? std::nullopt : std::optional(*identifier);
 }
 
@@ -42,7 +44,11 @@ bool UpdateSettings::checkForBetaReleases() const { return store_->boolForKey(be
 void UpdateSettings::setCheckForBetaReleases(bool isEnabled) { store_->set(isEnabled, betaKey); }
 
 std::int64_t UpdateSettings::checkUpdatesAfterHours() const {
-  return store_->objectForKey(reminderKey) ? store_->integerForKey(reminderKey) : defaultReminderHours;
+  if (!store_->objectForKey(reminderKey)) return defaultReminderHours;
+  // The evaluation takes it for a mistake of the program when the hours cannot be counted in seconds; here
+  // somebody has written them into a file.
+  constexpr std::int64_t longest = INT64_MAX / 3600;
+  return std::clamp<std::int64_t>(store_->integerForKey(reminderKey), 0, longest);
 }
 
 std::optional<std::int64_t> UpdateSettings::staggerGroup() const {

@@ -31,7 +31,7 @@ class UpdateSettings {
   [[nodiscard]] bool checkForBetaReleases() const;
   void setCheckForBetaReleases(bool isEnabled);
 
-  // "PellamUpdateReminderHours": 24 unless set.
+  // "PellamUpdateReminderHours": 24 unless set; never so many that they cannot be counted in seconds.
   [[nodiscard]] std::int64_t checkUpdatesAfterHours() const;
 
   // "PellamUpdateStaggerGroup": days of delay in staged roll-outs; nothing until one was drawn.

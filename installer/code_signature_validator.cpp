@@ -24,7 +24,7 @@ constexpr std::size_t maximumShownCharacters = 500;
 std::string orEmptyMark(const std::string& value) { return value.empty() ? "<empty>" : value; }
 
 std::string stringOf(const PropertyListDictionary& info, const char* key) {
-  const std::string* value = info.findString(key);
+  const PropertyListText* value = info.findString(key);
   return value != nullptr ? *value : std::string();
 }
 

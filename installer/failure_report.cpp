@@ -93,7 +93,7 @@ OrvoAppBundleUpdateFailureReport OrvoAppBundleUpdateFailureReport::decode(
   const PropertyListValue value = readPropertyList(bytes);
   const PropertyListDictionary* dictionary = value.dictionary();
   if (dictionary == nullptr) throw PropertyListReadError("the failure report is no dictionary");
-  const std::string* description = dictionary->findString("errorDescription");
+  const PropertyListText* description = dictionary->findString("errorDescription");
   const PropertyListValue* date = dictionary->find("failedAt");
   if (description == nullptr) throw PropertyListReadError("the failure report has no errorDescription");
   if (date == nullptr || date->date() == nullptr) {

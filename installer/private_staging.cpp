@@ -20,6 +20,13 @@ PrivateStaging::PrivateStaging(FileSystem& fileSystem, UUIDGenerating& identifie
   fileSystem_.createPrivateDirectory(folder_);
   try {
     fileSystem_.copyItem(staged, bundle_);
+    // Permissions are not sealed by the signature, and whoever could write where the bundle was staged could
+    // set them: what root installs must not be writable for everybody.
+    fileSystem_.withdrawSharedWriting(bundle_);
+    fileSystem_.enumerate(bundle_, {}, [this](const std::filesystem::path& item) {
+      fileSystem_.withdrawSharedWriting(item);
+      return EnumerationStep::descend;
+    });
   } catch (const std::exception&) {
     removeFolder();
     throw;

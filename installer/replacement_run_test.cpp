@@ -133,6 +133,22 @@ TEST_F(RunTest, AsRootInstallsAPrivateCopyThatNobodyElseCanReach) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "Apps"), fs::directory_iterator()), 1);
 }
 
+TEST_F(RunTest, AsRootInstallsNothingThatOthersCanWrite) {
+  process_->effectiveUser = 0;
+  const fs::path tool = line_.request.stagedApplicationURL / "Contents/MacOS/tool";
+  fs::create_directories(tool.parent_path());
+  std::ofstream(tool) << "tool";
+  fs::permissions(tool, fs::perms(06777));
+  fs::permissions(tool.parent_path(), fs::perms(0777));
+  fs::create_symlink("/etc/passwd", tool.parent_path() / "link");
+  const auto linkTarget = fs::status("/etc/passwd").permissions();
+  EXPECT_EQ(run().exitStatus, 0);
+  const fs::path installed = line_.request.installedApplicationURL / "Contents/MacOS";
+  EXPECT_EQ(fs::status(installed / "tool").permissions(), fs::perms(0755));
+  EXPECT_EQ(fs::status(installed).permissions(), fs::perms(0755));
+  EXPECT_EQ(fs::status("/etc/passwd").permissions(), linkTarget);
+}
+
 TEST_F(RunTest, AsRootWithoutAPrivateCopyInstallsNothing) {
   process_->effectiveUser = 0;
   fs::remove_all(line_.request.stagedApplicationURL);

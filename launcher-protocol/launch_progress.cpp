@@ -60,7 +60,7 @@ PropertyListDictionary Progress::xpcDictionary() const {
 }
 
 std::optional<Progress> Progress::fromXPCDictionary(const PropertyListDictionary& dictionary) {
-  const std::string* name = dictionary.findString(eventKey);
+  const PropertyListText* name = dictionary.findString(eventKey);
   if (name == nullptr) return std::nullopt;
   if (*name == "authorizationRequired") {
     const auto writable = boolValue(dictionary.find(writableKey));

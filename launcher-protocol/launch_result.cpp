@@ -33,7 +33,7 @@ PropertyListDictionary encodedStatus(const char* name, std::int32_t status) {
 }
 
 std::optional<Phase> decodedPhase(const PropertyListDictionary& dictionary) {
-  const std::string* text = dictionary.findString(phaseKey);
+  const PropertyListText* text = dictionary.findString(phaseKey);
   return text == nullptr ? std::nullopt : launchPhaseFromRawValue(*text);
 }
 
@@ -55,7 +55,7 @@ std::optional<std::int32_t> decodedStatus(const PropertyListDictionary& dictiona
 }
 
 std::optional<Result> decoded(const PropertyListDictionary& dictionary) {
-  const std::string* name = dictionary.findString(resultKey);
+  const PropertyListText* name = dictionary.findString(resultKey);
   if (name == nullptr) return std::nullopt;
   if (*name == "launched") return Result::launched();
   if (*name == "helperUnavailable") return Result::helperUnavailable();

@@ -12,9 +12,9 @@ std::string OrvoAppBundleInstallerLauncherServiceInfo::serviceName(
 
 std::string OrvoAppBundleInstallerLauncherServiceInfo::currentHostServiceName(const BundleLoading& bundles) {
   const std::optional<Bundle> bundle = bundles.bundleAt(bundles.mainBundlePath());
-  const std::string* identifier =
+  const PropertyListText* identifier =
       bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
-  return serviceName(identifier == nullptr ? std::nullopt : std::optional(*identifier));
+  return serviceName(identifier == nullptr ? std::nullopt : std::optional(identifier->string()));
 }
 
 }  // namespace pellam

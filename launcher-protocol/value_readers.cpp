@@ -25,7 +25,7 @@ std::optional<std::int64_t> intValue(const PropertyListValue* value) {
 std::optional<bool> boolValue(const PropertyListValue* value) {
   if (value == nullptr) return std::nullopt;
   if (value->isNumber()) return value->numberAsBoolean();
-  const std::string* text = value->string();
+  const PropertyListText* text = value->string();
   if (text == nullptr) return std::nullopt;
   if (*text == "1" || *text == "true" || *text == "TRUE") return true;
   if (*text == "0" || *text == "false" || *text == "FALSE") return false;

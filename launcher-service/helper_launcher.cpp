@@ -47,6 +47,22 @@ Result resultOf(const OrvoUpdateInstallerError& error) {
 
 }  // namespace
 
+Launcher::OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators) : with_(std::move(collaborators)) {
+  if (!with_.permissionChecker) {
+    with_.permissionChecker = std::make_shared<OrvoAppBundleReplacementWriteProbe>(makeSystemFileSystem(),
+                                                                                   makeSystemUUIDGenerator());
+  }
+  if (!with_.ownershipMatcher) {
+    with_.ownershipMatcher = std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(
+        makeSystemFileSystem(), makeSystemUUIDGenerator());
+  }
+  if (!with_.launchUserContextProvider) {
+    with_.launchUserContextProvider = [process = makeSystemProcessInformation()] {
+      return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
+    };
+  }
+}
+
 Result Launcher::launchReplacement(const OrvoAppBundleReplacementRequest& request,
                                    const LaunchProgressHandler& progressHandler) {
   try {

@@ -20,7 +20,9 @@ namespace pellam {
 // answer is not. One instance per launch.
 class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
  public:
-  // All are required; makeDefaultLauncherFactory fills in the system's.
+  // Absent permission checker: a write probe; absent ownership matcher: the one of this system; absent launch
+  // user context provider: this process's user; these three over the system's file manager. The others are
+  // required.
   struct Collaborators {
     std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker;
     std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher;
@@ -35,8 +37,7 @@ class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelpe
     std::shared_ptr<BundleLoading> bundles;
   };
 
-  explicit OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators)
-      : with_(std::move(collaborators)) {}
+  explicit OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators);
 
   // Blocks; never throws. Progress is reported on the calling thread.
   [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(

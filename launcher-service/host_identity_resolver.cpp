@@ -16,7 +16,7 @@ using Refusal = OrvoAppBundleInstallerLaunchRefusal;
 std::int64_t buildNumber(const PropertyListDictionary& information) {
   const PropertyListValue* value = information.find("CFBundleVersion");
   if (value == nullptr) throw Refusal::invalidContainingApplicationBuild("<missing>");
-  const std::string* text = value->string();
+  const PropertyListText* text = value->string();
   const std::optional<std::int64_t> build =
       text == nullptr ? std::nullopt : parseDecimal<std::int64_t>(*text);
   if (!build) throw Refusal::invalidContainingApplicationBuild(value->description());
@@ -32,7 +32,7 @@ OrvoAppBundleUpdateHostIdentity OrvoAppBundleInstallerLauncherServiceHostIdentit
   if (!bundle) throw Refusal::containingApplicationUnreadable(containingApplication.string());
 
   const PropertyListDictionary& information = bundle->informationDictionary;
-  const std::string* identifier = information.findString("CFBundleIdentifier");
+  const PropertyListText* identifier = information.findString("CFBundleIdentifier");
   if (identifier == nullptr || identifier->empty()) {
     throw Refusal::containingApplicationBundleIdentifierMissing(containingApplication.string());
   }
@@ -40,7 +40,7 @@ OrvoAppBundleUpdateHostIdentity OrvoAppBundleInstallerLauncherServiceHostIdentit
     throw Refusal::bundleIdentifierMismatch(requestedIdentity.bundleIdentifier, *identifier);
   }
 
-  const std::string* version = information.findString("CFBundleShortVersionString");
+  const PropertyListText* version = information.findString("CFBundleShortVersionString");
   const std::int64_t build = buildNumber(information);
   std::string team = readTeamIdentifier(containingApplication);
   if (requestedIdentity.expectedTeamIdentifier && *requestedIdentity.expectedTeamIdentifier != team) {

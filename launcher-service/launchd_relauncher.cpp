@@ -38,10 +38,10 @@ OrvoAppBundleLaunchdJob OrvoAppBundleLaunchdRelauncher::relaunchJob(
 
 std::string OrvoAppBundleLaunchdRelauncher::relaunchLabel(const std::filesystem::path& application) const {
   const std::optional<Bundle> bundle = bundles_->bundleAt(application);
-  const std::string* identifier =
+  const PropertyListText* identifier =
       bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
   const bool isNamed = identifier != nullptr && !identifier->empty();
-  return (isNamed ? *identifier : "com.tarnvale") + ".pellam-relaunch";
+  return (isNamed ? identifier->string() : "com.tarnvale") + ".pellam-relaunch";
 }
 
 }  // namespace pellam

@@ -95,6 +95,10 @@ class FileSystem {
   virtual void changeOwner(const std::filesystem::path& path, std::uint32_t ownerID,
                            std::uint32_t groupID) = 0;
 
+  // Takes the permission to write away from the item's group and from others, and the set-user and set-group
+  // marks with it. A link has no permissions of its own and stays as it is.
+  virtual void withdrawSharedWriting(const std::filesystem::path& path) = 0;
+
   // Writes the folder's entries through to the disk; a volume that cannot is no failure.
   virtual void synchronizeDirectory(const std::filesystem::path& path) = 0;
   // Writes everything that is pending for the folder's volume through to the disk.

@@ -70,7 +70,7 @@ bool EditorUpdate::updateIfOffered(const URL& feed, const UpdateCheckOptions& op
       log_.write("decision nothing to offer");
       return false;
     }
-    const std::string* version = candidate->feed.findString(OrvoUpdateFeedKeys::currentVersion);
+    const PropertyListText* version = candidate->feed.findString(OrvoUpdateFeedKeys::currentVersion);
     log_.write("decision offer " + (version == nullptr ? std::string("?") : *version));
     // What has just failed is not tried again at once: the application would replace itself for ever.
     if (report) return false;

@@ -308,6 +308,14 @@ class MacFileSystem final : public FileSystem {
     if (!descriptor.isOpen() || ::fchown(descriptor.get(), ownerID, groupID) != 0) throwError(errno, path);
   }
 
+  void withdrawSharedWriting(const Path& path) override {
+    const mode_t mode = statusOf(path).st_mode;
+    constexpr mode_t withdrawn = S_IWGRP | S_IWOTH | S_ISUID | S_ISGID;
+    if (S_ISLNK(mode) || (mode & withdrawn) == 0) return;
+    const auto kept = static_cast<mode_t>(mode & 07777 & ~withdrawn);
+    if (::fchmodat(AT_FDCWD, path.c_str(), kept, AT_SYMLINK_NOFOLLOW) != 0) throwError(errno, path);
+  }
+
   void synchronizeDirectory(const Path& path) override { synchronizeFolder(path); }
 
   void synchronizeVolume(const Path& path) override {

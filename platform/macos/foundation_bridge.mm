@@ -141,7 +141,7 @@ BridgedError bridgedError(NSError* error) {
 }
 
 NSObject* objectFrom(const PropertyListValue& value) {
-  if (const std::string* text = value.string()) return stringFrom(*text);
+  if (const PropertyListText* text = value.string()) return stringFrom(*text);
   if (const Date* date = value.date()) return dateFrom(*date);
   if (const PropertyListData* data = value.data()) {
     return [NSData dataWithBytes:data->data() length:data->size()];

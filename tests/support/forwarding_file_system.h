@@ -49,6 +49,7 @@ class ForwardingFileSystem : public FileSystem {
   void changeOwner(const Path& path, std::uint32_t owner, std::uint32_t group) override {
     real_->changeOwner(path, owner, group);
   }
+  void withdrawSharedWriting(const Path& path) override { real_->withdrawSharedWriting(path); }
   void synchronizeDirectory(const Path& path) override { real_->synchronizeDirectory(path); }
   void synchronizeVolume(const Path& path) override { real_->synchronizeVolume(path); }
   Path temporaryDirectory() const override { return real_->temporaryDirectory(); }

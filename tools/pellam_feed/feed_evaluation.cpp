@@ -63,7 +63,7 @@ JSON json(const OrvoUpdateFeedPipelineApplicationResult& result) {
 }
 
 bool isUpdate(const FeedEntry& entry) {
-  const std::string* type = entry.findString(OrvoUpdateFeedKeys::type);
+  const PropertyListText* type = entry.findString(OrvoUpdateFeedKeys::type);
   return type != nullptr && *type == OrvoUpdateFeedKeys::updateType;
 }
 

@@ -14,7 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::string feedString(const PropertyListDictionary& feed, std::string_view key) {
-  const std::string* text = feed.findString(key);
+  const PropertyListText* text = feed.findString(key);
   return text == nullptr ? std::string() : *text;
 }
 

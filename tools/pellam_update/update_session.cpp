@@ -15,8 +15,8 @@ constexpr const char* installerSubdirectoryName = "SeamlessInstaller";
 constexpr const char* defaultInstallerNameFormat = "%@ Installer.pkg";
 
 bool hasText(const FeedEntry& feed, std::string_view key) {
-  const std::string* text = feed.findString(key);
-  return text != nullptr && text->find_first_not_of(" \t\r\n") != std::string::npos;
+  const PropertyListText* text = feed.findString(key);
+  return text != nullptr && text->view().find_first_not_of(" \t\r\n") != std::string::npos;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "platform/linux/property_list/property_list_limits.h"
 #include "platform/linux/property_list/property_list_parsers.h"
+#include "platform/linux/property_list/text_arena.h"
 #include "platform/property_list.h"
 
 namespace pellam::property_list {
@@ -22,7 +23,8 @@ constexpr double secondsFrom1970To2001 = 978'307'200;
 // refer to their elements by number.
 class Parser {
  public:
-  explicit Parser(std::span<const std::uint8_t> bytes) : bytes_(bytes), budget_(bytes.size()) {}
+  explicit Parser(std::span<const std::uint8_t> bytes)
+      : bytes_(bytes), budget_(bytes.size()), texts_(bytes.size()) {}
 
   PropertyListValue parse() {
     readTrailer();
@@ -211,7 +213,7 @@ class Parser {
       case 0x5:
       case 0x6:
         take(count, offset);
-        storage.emplace<std::string>(stringAt(header, offset));
+        storage.emplace<PropertyListText>(textAt(header, offset));
         return;
       case 0x8: {
         take(0, offset);
@@ -230,7 +232,7 @@ class Parser {
         return;
       }
       default:
-        checkContainer(depth, count * sizeof(PropertyListDictionary::Entry), offset);
+        checkContainer(depth, count * sizeof(PropertyListValue), offset);
         storage.emplace<PropertyListDictionary>(readDictionary(header, depth));
         return;
     }
@@ -248,25 +250,28 @@ class Parser {
     learnShape(header.start, count);
     // A dictionary inside this one may teach another shape before this one is done.
     const std::shared_ptr<const Shape> shape = shape_;
-    std::vector<PropertyListDictionary::Entry> entries(count);
-    for (std::size_t index = 0; index < count; ++index) {
-      take(shape->keys[index].size(), header.start);
-      entries[index].first = shape->keys[index];
-    }
+    take(shape->keysLength, header.start);
+    std::vector<PropertyListValue> values(count);
     for (std::size_t index = 0; index < count; ++index) {
       const std::size_t place = header.start + keysSize + index * referenceSize_;
-      readObject(referenceAt(place), entries[shape->places[index]].second, depth + 1);
+      readObject(referenceAt(place), values[shape->places[index]], depth + 1);
     }
-    return shape->hasEqualKeys ? PropertyListDictionary(std::move(entries))
-                               : PropertyListDictionary::fromOrderedEntries(std::move(entries));
+    if (!shape->hasEqualKeys) return {shape->keys, std::move(values)};
+    std::vector<PropertyListDictionary::Entry> entries;
+    entries.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
+      entries.emplace_back((*shape->keys)[index], std::move(values[index]));
+    }
+    return PropertyListDictionary(std::move(entries));
   }
 
   // The keys of one dictionary in their order, and where its first, second... key stands among them. Mostly
-  // all dictionaries of a list refer to the same keys, which are then read and put in order once.
+  // all dictionaries of a list refer to the same keys, which are then read, put in order and held once.
   struct Shape {
     std::span<const std::uint8_t> references;
-    std::vector<std::string> keys;
+    std::shared_ptr<PropertyListDictionary::Keys> keys;
     std::vector<std::size_t> places;
+    std::size_t keysLength = 0;
     bool hasEqualKeys = false;
   };
 
@@ -290,13 +295,23 @@ class Parser {
                      [&](std::size_t left, std::size_t right) { return keys[left] < keys[right]; });
     auto shape = std::make_shared<Shape>();
     shape->references = references;
+    shape->keys = std::make_shared<PropertyListDictionary::Keys>();
     shape->places.resize(count);
     for (std::size_t place = 0; place < count; ++place) {
       shape->places[order[place]] = place;
-      shape->keys.push_back(std::move(keys[order[place]]));
+      shape->keysLength += keys[order[place]].size();
+      shape->keys->push_back(std::move(keys[order[place]]));
     }
-    shape->hasEqualKeys = std::adjacent_find(shape->keys.begin(), shape->keys.end()) != shape->keys.end();
+    shape->hasEqualKeys = std::adjacent_find(shape->keys->begin(), shape->keys->end()) != shape->keys->end();
     shape_ = std::move(shape);
+  }
+
+  [[nodiscard]] PropertyListText textAt(const Header& header, std::size_t offset) {
+    if (header.kind != 5) return texts_.add(stringAt(header, offset));
+    const std::uint8_t* units = bytes_.data() + header.start;
+    const auto count = static_cast<std::size_t>(header.count);
+    if (!isASCII(units, count)) fail("a byte outside ASCII in an ASCII string", offset);
+    return texts_.add({reinterpret_cast<const char*>(units), count});
   }
 
   [[nodiscard]] std::string stringAt(const Header& header, std::size_t offset) const {
@@ -355,6 +370,7 @@ class Parser {
 
   std::span<const std::uint8_t> bytes_;
   Budget budget_;
+  TextArena texts_;
   std::size_t offsetSize_ = 0;
   std::size_t referenceSize_ = 0;
   std::size_t tableStart_ = 0;

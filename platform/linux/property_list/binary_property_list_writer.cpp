@@ -50,7 +50,7 @@ class Writer {
   };
 
   std::size_t number(const PropertyListValue& value, int depth) {
-    if (const std::string* text = value.string()) return numberString(*text);
+    if (const PropertyListText* text = value.string()) return numberString(*text);
     const std::size_t object = objects_.size();
     objects_.push_back({&value, {}, {}});
     std::vector<std::size_t> references;
@@ -120,7 +120,7 @@ class Writer {
         static_cast<double>(value.time_since_epoch().count()) / 1e6 - secondsFrom1970To2001;
     appendNumber(std::bit_cast<std::uint64_t>(seconds), 8);
   }
-  void writeContent(const std::string& value, const Object&) { writeString(value); }
+  void writeContent(const PropertyListText& value, const Object&) { writeString(value); }
   void writeContent(const PropertyListData& value, const Object&) {
     appendHeader(0x4, value.size());
     bytes_.insert(bytes_.end(), value.begin(), value.end());

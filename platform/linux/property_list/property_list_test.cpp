@@ -64,6 +64,44 @@ TEST(PropertyListTest, EveryTypeSurvivesBothForms) {
 }
 
 // The bytes that other readers of the form expect.
+// Readers expect a dictionary to have the keys of the one before it.
+TEST(PropertyListTest, DictionariesOfOneListMayDifferInAnyWay) {
+  const PropertyListArray list = {
+      PropertyListDictionary{{"b", 1}, {"a", 2}},
+      PropertyListDictionary{{"a", 3}, {"b", 4}},
+      PropertyListDictionary{{"b", PropertyListDictionary{{"a", 5}, {"b", 6}}}, {"a", 7}},
+      PropertyListDictionary{{"a", 8}},
+      PropertyListDictionary{{"a", 9}, {"b", 10}, {"c", 11}},
+      PropertyListDictionary{},
+      PropertyListDictionary{{"c", 12}, {"d", 13}, {"e", 14}},
+  };
+  EXPECT_EQ(readPropertyList(writeBinaryPropertyList(list)), list);
+  EXPECT_EQ(read(writeXMLPropertyList(list)), list);
+  const auto entry = [](const std::string& key, int value) {
+    return "<key>" + key + "</key><integer>" + std::to_string(value) + "</integer>";
+  };
+  EXPECT_EQ(read("<array><dict>" + entry("b", 1) + entry("a", 2) + "</dict><dict>" + entry("b", 3) +
+                 entry("a", 4) + "</dict><dict>" + entry("b", 5) + entry("b", 6) + "</dict><dict>" +
+                 entry("b", 7) + "</dict></array>"),
+            (PropertyListArray{PropertyListDictionary{{"b", 1}, {"a", 2}},
+                               PropertyListDictionary{{"b", 3}, {"a", 4}}, PropertyListDictionary{{"b", 6}},
+                               PropertyListDictionary{{"b", 7}}}));
+}
+
+TEST(PropertyListTest, TextsOutliveTheirDocumentAndEachOther) {
+  std::string xml = "<array>";
+  for (int index = 0; index < 5'000; ++index)
+    xml += "<string>text number " + std::to_string(index) + "</string>";
+  xml += "<string>" + std::string(100'000, 'x') + "</string></array>";
+  PropertyListValue value = read(xml);
+  xml.clear();
+  const PropertyListText kept = *(*value.array())[4'321].string();
+  const PropertyListText large = *value.array()->back().string();
+  value = true;
+  EXPECT_EQ(kept, "text number 4321");
+  EXPECT_EQ(large, std::string(100'000, 'x'));
+}
+
 TEST(PropertyListTest, BinaryFormIsExact) {
   const PropertyListValue value = PropertyListDictionary{{"a", "é"}, {"b", PropertyListArray{"a", 300, -1}}};
   const std::string expected(

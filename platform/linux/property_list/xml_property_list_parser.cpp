@@ -6,8 +6,10 @@
 
 #include "foundation/date_text.h"
 #include "foundation/decimal.h"
+#include "platform/linux/property_list/dictionary_shapes.h"
 #include "platform/linux/property_list/property_list_limits.h"
 #include "platform/linux/property_list/property_list_parsers.h"
+#include "platform/linux/property_list/text_arena.h"
 #include "platform/property_list.h"
 
 namespace pellam::property_list {
@@ -51,7 +53,10 @@ struct Tag {
 class Parser {
  public:
   explicit Parser(std::string_view document)
-      : document_(document), at_(document.data()), end_(document.data() + document.size()) {}
+      : document_(document),
+        at_(document.data()),
+        end_(document.data() + document.size()),
+        texts_(document.size()) {}
 
   PropertyListValue parse() {
     skipProlog();
@@ -258,7 +263,7 @@ class Parser {
     PropertyListValue::Storage& storage = value.storage();
     switch (tag.element) {
       case Element::string:
-        storage.emplace<std::string>(readText(tag));
+        storage.emplace<PropertyListText>(texts_.add(readText(tag)));
         return;
       case Element::dictionary:
         storage.emplace<PropertyListDictionary>(readDictionary(tag, depth));
@@ -313,24 +318,22 @@ class Parser {
   PropertyListDictionary readDictionary(const Tag& tag, int depth) {
     checkDepth(depth);
     if (tag.isEmpty) return {};
-    std::vector<PropertyListDictionary::Entry> entries;
-    entries.reserve(expectedEntries_);
+    // Entries of one list mostly have the same keys; the bound keeps small dictionaries small.
+    std::vector<PropertyListValue> values;
+    values.reserve(std::min<std::size_t>(shapes_.expectedSize(), 64));
+    DictionaryShapes::Keys keys = shapes_.begin();
     for (;;) {
       skipBetween();
       if (isAt("</")) break;
       const Tag keyTag = readTag();
       if (keyTag.element != Element::key) fail("a value without a key in a dictionary");
-      const std::string_view key = readText(keyTag);
-      auto& entry =
-          entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::forward_as_tuple());
+      keys.add(readText(keyTag));
       skipBetween();
       if (isAt("</")) fail("a key without a value in a dictionary");
-      readValue(readTag(), entry.second, depth + 1);
+      readValue(readTag(), values.emplace_back(), depth + 1);
     }
     readClosingTag(tag.name);
-    // Entries of one list mostly have the same keys; the bound keeps small dictionaries small.
-    expectedEntries_ = std::min<std::size_t>(entries.size(), 64);
-    return PropertyListDictionary(std::move(entries));
+    return shapes_.dictionary(std::move(keys), std::move(values));
   }
 
   PropertyListValue readInteger(const Tag& tag) {
@@ -368,7 +371,8 @@ class Parser {
   const char* at_;
   const char* end_;
   std::string scratch_;
-  std::size_t expectedEntries_ = 0;
+  TextArena texts_;
+  DictionaryShapes shapes_;
 };
 
 }  // namespace

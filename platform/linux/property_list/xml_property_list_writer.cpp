@@ -54,7 +54,7 @@ class Writer {
   void element(double value, int) { tagged("real", realText(value)); }
   void element(Date value, int) { tagged("date", iso8601Text(value)); }
 
-  void element(const std::string& value, int) {
+  void element(const PropertyListText& value, int) {
     text_ += "<string>";
     appendEscaped(text_, value);
     text_ += "</string>";

@@ -18,11 +18,12 @@ namespace {
 std::filesystem::path mainExecutable(const std::filesystem::path& application) {
   const auto fileSystem = makeSystemFileSystem();
   const auto bundle = makeSystemBundleLoader(fileSystem)->bundleAt(application);
-  const std::string* name = bundle ? bundle->informationDictionary.findString("CFBundleExecutable") : nullptr;
-  if (name == nullptr || name->empty() || name->find('/') != std::string::npos) {
+  const PropertyListText* name =
+      bundle ? bundle->informationDictionary.findString("CFBundleExecutable") : nullptr;
+  if (name == nullptr || name->empty() || name->view().find('/') != std::string::npos) {
     throw jobError(ENOEXEC, application.string() + " is no application");
   }
-  std::filesystem::path executable = application / "Contents" / "MacOS" / *name;
+  std::filesystem::path executable = application / "Contents" / "MacOS" / name->view();
   if (!fileSystem->isExecutableFile(executable)) throw jobError(EACCES, executable.string());
   return executable;
 }

@@ -46,7 +46,7 @@ int appendVariant(sd_bus_message* message, const PropertyListValue& value, IllFo
   if (const auto* unsigned64 = value.unsigned64())
     return sd_bus_message_append(message, "v", "t", *unsigned64);
   if (const double* real = value.real()) return sd_bus_message_append(message, "v", "d", *real);
-  const std::string* text = value.string();
+  const PropertyListText* text = value.string();
   if (text == nullptr) return -EOPNOTSUPP;
   int result = sd_bus_message_open_container(message, 'v', "s");
   if (result >= 0) result = appendText(message, *text, illFormedText);

@@ -79,7 +79,7 @@ pid_t spawn(std::vector<std::string> arguments, std::vector<std::string> environ
 
 }  // namespace
 
-void startElevated(const JobDescription& job) {
+pid_t startElevated(const JobDescription& job) {
   static ElevatedPrograms programs;
   std::vector<std::string> arguments = {elevator, "--disable-internal-agent",
                                         requirePrivilegedProgram(job.arguments.front()).string()};
@@ -93,7 +93,7 @@ void startElevated(const JobDescription& job) {
     const pid_t ended = ::waitpid(process, &status, WNOHANG);
     if (ended == process) {
       requireGranted(status);
-      return;  // a short program that is over already
+      return process;  // a short program that is over already
     }
     // Without a status nobody can say that it was granted.
     if (ended < 0 && errno != EINTR) throw jobError(EACCES, "the authorization was interrupted");
@@ -107,6 +107,7 @@ void startElevated(const JobDescription& job) {
     std::this_thread::sleep_for(lookInterval);
   }
   programs.add(process);
+  return process;
 }
 
 }  // namespace pellam

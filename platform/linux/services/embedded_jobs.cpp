@@ -94,6 +94,12 @@ void EmbeddedJobs::prepareFolder() const {
 }
 
 void EmbeddedJobs::submit(const JobDescription& job) {
+  submit(job, [&job] {
+    return startProgram({job.arguments, sessionEnvironment(std::nullopt), std::nullopt, job.nice});
+  });
+}
+
+void EmbeddedJobs::submit(const JobDescription& job, const std::function<pid_t()>& start) {
   const std::string name = encodedLabel(job.label, "%");
   prepareFolder();
   const FileDescriptor lock = lockedLabel(folder_ / (name + ".lock"));
@@ -101,10 +107,24 @@ void EmbeddedJobs::submit(const JobDescription& job) {
   if (const auto earlier = readRecord(record)) {
     if (openProcess(*earlier).isOpen()) throw jobError(EEXIST, "a job of this label is running");
   }
-  const pid_t process =
-      startProgram({job.arguments, sessionEnvironment(std::nullopt), std::nullopt, job.nice});
+  // Whether there is room for the record is found out before anything runs.
+  writeRecord(record, {0, 0});
+  const pid_t process = [&] {
+    try {
+      return start();
+    } catch (const PlatformError&) {
+      ::unlink(record.c_str());
+      throw;
+    }
+  }();
   // A job that has ended by now leaves a record that matches no process.
-  writeRecord(record, stampOf(process).value_or(ProcessStamp{process, 0}));
+  const ProcessStamp stamp = stampOf(process).value_or(ProcessStamp{process, 0});
+  try {
+    writeRecord(record, stamp);
+  } catch (const PlatformError&) {
+    if (const FileDescriptor started = openProcess(stamp); started.isOpen()) sendSignal(started, SIGKILL);
+    throw;
+  }
 }
 
 void EmbeddedJobs::remove(const std::string& label, bool wait) {

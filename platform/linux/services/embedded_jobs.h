@@ -1,6 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "platform/linux/services/job_description.h"
@@ -17,8 +20,12 @@ class EmbeddedJobs {
   // $XDG_RUNTIME_DIR/pellam-jobs, for root /run/pellam-jobs, else a folder of this user in /tmp.
   [[nodiscard]] static std::filesystem::path defaultFolder();
 
-  // Starts the job's program. EEXIST while an earlier job of the label is running.
+  // Starts the job's program. EEXIST while an earlier job of the label is running. A job that cannot be
+  // recorded does not run.
   void submit(const JobDescription& job);
+  // The same for a program that something else starts and that then has the process identifier `start`
+  // returns. Others who work on the label wait meanwhile.
+  void submit(const JobDescription& job, const std::function<pid_t()>& start);
 
   // Ends the job's process: a request to terminate and, with `wait`, after five seconds by force. ENOENT when
   // there is no record of the label.

@@ -58,7 +58,7 @@ class SystemJobControl final : public JobControl {
         manager->submit(SystemdJobs::unitName(job.label), job,
                         isElevating ? std::vector<std::string>{} : sessionEnvironment(std::nullopt));
       } else if (isElevating) {
-        startElevated(job);
+        EmbeddedJobs(EmbeddedJobs::defaultFolder()).submit(job, [&job] { return startElevated(job); });
       } else {
         EmbeddedJobs(EmbeddedJobs::defaultFolder()).submit(job);
       }

@@ -11,7 +11,7 @@ namespace pellam {
 
 JobDescription JobDescription::fromDictionary(const PropertyListDictionary& dictionary) {
   JobDescription description;
-  const std::string* label = dictionary.findString("Label");
+  const PropertyListText* label = dictionary.findString("Label");
   const PropertyListValue* program = dictionary.find("ProgramArguments");
   const PropertyListArray* arguments = program == nullptr ? nullptr : program->array();
   if (label == nullptr || label->empty() || arguments == nullptr || arguments->empty()) {
@@ -19,8 +19,8 @@ JobDescription JobDescription::fromDictionary(const PropertyListDictionary& dict
   }
   description.label = *label;
   for (const PropertyListValue& argument : *arguments) {
-    const std::string* text = argument.string();
-    if (text == nullptr || text->find('\0') != std::string::npos) {
+    const PropertyListText* text = argument.string();
+    if (text == nullptr || text->view().find('\0') != std::string::npos) {
       throw jobError(EINVAL, "the job has an argument that is no text");
     }
     description.arguments.push_back(*text);

@@ -244,9 +244,9 @@ class BusServiceConnections final : public ServiceConnectionMaking {
     if (!isPlainName(name)) return std::nullopt;
     const std::optional<Bundle> bundle = bundles_->bundleAt(services_ / (name + ".xpc"));
     if (!bundle) return std::nullopt;
-    const std::string* executable = bundle->informationDictionary.findString("CFBundleExecutable");
+    const PropertyListText* executable = bundle->informationDictionary.findString("CFBundleExecutable");
     if (executable == nullptr || !isPlainName(*executable)) return std::nullopt;
-    std::filesystem::path path = bundle->path / "Contents" / "MacOS" / *executable;
+    std::filesystem::path path = bundle->path / "Contents" / "MacOS" / executable->view();
     if (!fileSystem_->isExecutableFile(path)) return std::nullopt;
     return path;
   }

@@ -56,16 +56,18 @@ std::optional<ServiceProcess> ServiceProcess::start(const std::filesystem::path&
   return ServiceProcess(identifier);
 }
 
+ServiceProcess::ServiceProcess(pid_t identifier)
+    : identifier_(identifier), process_(static_cast<int>(::syscall(SYS_pidfd_open, identifier, 0))) {}
+
 ServiceProcess::~ServiceProcess() {
   if (identifier_.value == 0) return;
-  const FileDescriptor process(static_cast<int>(::syscall(SYS_pidfd_open, identifier_.value, 0)));
-  if (process.isOpen()) {
-    pollfd waiting{process.get(), POLLIN, 0};
+  if (process_.isOpen()) {
+    pollfd waiting{process_.get(), POLLIN, 0};
     int result = 0;
     do {
       result = ::poll(&waiting, 1, leaveTimeMilliseconds);
     } while (result < 0 && errno == EINTR);
-    if (result == 0) ::kill(identifier_.value, SIGKILL);  // still unreaped, so the number is still its own
+    if (result == 0) (void)::syscall(SYS_pidfd_send_signal, process_.get(), SIGKILL, nullptr, 0);
   }
   while (::waitpid(identifier_.value, nullptr, 0) < 0 && errno == EINTR) {
   }

@@ -25,7 +25,7 @@ class ServiceProcess {
                                                            FileDescriptor serviceEnd);
 
  private:
-  explicit ServiceProcess(pid_t identifier) : identifier_(identifier) {}
+  explicit ServiceProcess(pid_t identifier);
 
   struct Identifier {
     explicit Identifier(pid_t identifier = 0) : value(identifier) {}
@@ -33,6 +33,7 @@ class ServiceProcess {
     pid_t value;
   };
   Identifier identifier_;
+  FileDescriptor process_;  // opened at the start, while the number cannot mean another process
 };
 
 }  // namespace pellam

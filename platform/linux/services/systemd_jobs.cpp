@@ -13,6 +13,7 @@ namespace {
 constexpr const char* destination = "org.freedesktop.systemd1";
 constexpr const char* managerPath = "/org/freedesktop/systemd1";
 constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
+constexpr const char* jobManager = "the job manager";
 constexpr std::chrono::seconds jobLimit{20};
 // Somebody may be asked for a password.
 constexpr std::uint64_t callLimitMicroseconds = 300'000'000;
@@ -132,12 +133,12 @@ std::string SystemdJobs::runManagerJob(sd_bus_message* message) {
   for (;;) {
     while ((result = sd_bus_process(bus_.get(), nullptr)) > 0) {
     }
-    check(result, "the job manager");
+    check(result, jobManager);
     if (const auto found = removed.find(path); found != removed.end()) return found->second;
     const auto left =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) throw jobError(ETIMEDOUT, "the job manager");
-    check(sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count())), "the job manager");
+    if (left.count() <= 0) throw jobError(ETIMEDOUT, jobManager);
+    check(sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count())), jobManager);
   }
 }
 
@@ -163,7 +164,17 @@ void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
   appendProgram(request, job.arguments);
   check(sd_bus_message_close_container(request), "StartTransientUnit");
   check(sd_bus_message_append(request, "a(sa(sv))", 0), "StartTransientUnit");
-  const std::string result = runManagerJob(request);
+  std::string result;
+  try {
+    result = runManagerJob(request);
+  } catch (const PlatformError& error) {
+    // Nobody may be told that the job failed and then see it run. Only a job that the manager has taken on is
+    // stopped: a unit of that name may also be an earlier one.
+    if (error.bridged() == jobError(ETIMEDOUT, jobManager).bridged()) {
+      callWithoutAnswer("StopUnit", unit.c_str());
+    }
+    throw;
+  }
   if (result != "done") {
     throw PlatformError(
         {"org.freedesktop.systemd1.Job", 0,

@@ -242,7 +242,7 @@ TEST_F(SystemdJobControl, ElevatesAProgramOfRootsOnlyWhenItIsGranted) {
     if (child == 0) {
       if (::setresuid(identity, identity, identity) != 0) ::_exit(1);
       try {
-        startElevated({"label", arguments, 0});
+        (void)startElevated({"label", arguments, 0});
         ::_exit(0);
       } catch (const PlatformError& error) {
         ::_exit(static_cast<int>(error.bridged().code));

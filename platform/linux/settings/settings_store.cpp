@@ -10,6 +10,7 @@
 #include "platform/file_system.h"
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/property_list.h"
+#include "platform/system_log.h"
 
 namespace pellam {
 
@@ -31,7 +32,7 @@ class SettingsFile final : public PellamKeyValueStoring {
   bool boolForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return false;
-    if (const std::string* text = value->string()) return textIsTrue(*text);
+    if (const PropertyListText* text = value->string()) return textIsTrue(*text);
     return value->numberAsBoolean().value_or(false);
   }
 
@@ -45,21 +46,22 @@ class SettingsFile final : public PellamKeyValueStoring {
   std::int64_t integerForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return 0;
-    if (const std::string* text = value->string()) return std::strtoll(text->c_str(), nullptr, 10);
+    if (const PropertyListText* text = value->string())
+      return std::strtoll(text->string().c_str(), nullptr, 10);
     return value->numberAsInteger().value_or(0);
   }
 
   double doubleForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return 0.0;
-    if (const std::string* text = value->string()) return std::strtod(text->c_str(), nullptr);
+    if (const PropertyListText* text = value->string()) return std::strtod(text->string().c_str(), nullptr);
     if (const double* real = value->real()) return *real;
     return static_cast<double>(value->numberAsInteger().value_or(0));
   }
 
   std::optional<PropertyListValue> objectForKey(std::string_view key) const override {
     const std::lock_guard lock(mutex_);
-    const PropertyListDictionary settings = read();
+    const PropertyListDictionary settings = readable();
     const PropertyListValue* value = settings.find(key);
     return value == nullptr ? std::nullopt : std::optional(*value);
   }
@@ -72,33 +74,53 @@ class SettingsFile final : public PellamKeyValueStoring {
       const std::string lockFile = file_.string() + ".lock";
       const FileDescriptor turn(::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
       if (turn.isOpen()) (void)::flock(turn.get(), LOCK_EX);
-      PropertyListDictionary settings = read();
+      PropertyListDictionary settings;
+      try {
+        settings = read();
+      } catch (const PropertyListReadError&) {
+        // What it held is lost to this program, but not to a person who can mend it.
+        const std::filesystem::path damaged = file_.string() + ".damaged";
+        fileSystem_->writeFileAtomically(damaged, fileSystem_->readFile(file_).span());
+        log_("The settings in " + file_.string() + " cannot be read; they are kept in " + damaged.string());
+      }
       if (value) {
         settings.set(std::string(key), *std::move(value));
       } else {
         settings.erase(key);
       }
       fileSystem_->writeFileAtomically(file_, writeBinaryPropertyList(settings));
-    } catch (
-        const std::exception&) {  // NOLINT(bugprone-empty-catch): settings are a convenience, see the header
+    } catch (const std::exception& error) {
+      log_("The setting \"" + std::string(key) + "\" cannot be saved: " + error.what());
     }
   }
 
   void removeObjectForKey(std::string_view key) override { set(std::nullopt, key); }
 
  private:
+  // Throws PropertyListReadError for a damaged file, std::system_error for one that cannot be opened; a file
+  // that is not there yet, or empty, is an empty dictionary.
   [[nodiscard]] PropertyListDictionary read() const {
+    if (!fileSystem_->itemExists(file_)) return {};
+    const ByteBuffer bytes = fileSystem_->readFile(file_);
+    if (bytes.empty()) return {};
+    const PropertyListValue list = readPropertyList(bytes.span());
+    const PropertyListDictionary* dictionary = list.dictionary();
+    if (dictionary == nullptr) throw PropertyListReadError("the settings are no dictionary");
+    return *dictionary;
+  }
+
+  [[nodiscard]] PropertyListDictionary readable() const {
     try {
-      const PropertyListValue list = readPropertyList(fileSystem_->readFile(file_).span());
-      if (const PropertyListDictionary* dictionary = list.dictionary()) return *dictionary;
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): no file yet, or a damaged one
+      return read();
+    } catch (const std::exception&) {
+      return {};  // counts as empty, see the header
     }
-    return {};
   }
 
   mutable std::mutex mutex_;
   std::filesystem::path file_;
   std::shared_ptr<FileSystem> fileSystem_;
+  DiagnosticLog log_ = makeSystemLog();
 };
 
 }  // namespace

@@ -73,11 +73,12 @@ TEST_F(SettingsStoreTest, ChangesOfSeveralStoresAreAllKept) {
     EXPECT_EQ(store()->integerForKey("key" + std::to_string(index)), index);
 }
 
-TEST_F(SettingsStoreTest, ADamagedFileCountsAsEmpty) {
+TEST_F(SettingsStoreTest, ADamagedFileCountsAsEmptyAndIsKept) {
   folder_.write("Preferences/app.plist", "{{{{");
   EXPECT_EQ(store()->objectForKey("k"), std::nullopt);
   store()->set("v", "k");
   EXPECT_EQ(store()->stringForKey("k"), "v");
+  EXPECT_EQ(TemporaryFolder::read(folder_ / "Preferences/app.plist.damaged"), "{{{{");
 }
 
 }  // namespace

@@ -77,8 +77,8 @@ BundleContents::BundleContents(std::filesystem::path bundle) : path_(std::move(b
   } catch (const PropertyListReadError& error) {
     throw CodeSigningError(path_, reason::notABundle, {std::string("Info.plist: ") + error.what()});
   }
-  const std::string* name = information_.findString("CFBundleExecutable");
-  if (name == nullptr || name->empty() || name->find('/') != std::string::npos || *name == "." ||
+  const PropertyListText* name = information_.findString("CFBundleExecutable");
+  if (name == nullptr || name->empty() || name->view().find('/') != std::string::npos || *name == "." ||
       *name == "..") {
     throw CodeSigningError(path_, reason::notABundle, {"Info.plist has no usable CFBundleExecutable"});
   }

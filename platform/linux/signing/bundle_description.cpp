@@ -29,7 +29,9 @@ std::vector<std::string> describeBundle(const std::filesystem::path& bundlePath)
   const auto add = [&](const std::string& key, const std::string& value) {
     lines.push_back(key + "=" + printable(value));
   };
-  add("Executable", (bundle.path() / "Contents" / bundle.executable()).string());
+  add("Executable", std::filesystem::absolute(bundle.path() / "Contents" / bundle.executable())
+                        .lexically_normal()
+                        .string());
   add("Identifier", directory.identifier);
   add("Format", format(bundlePath.extension().string()));
   lines.push_back("CodeDirectory v=20400 size=" + std::to_string(opened.codeDirectoryBytes.size()) +

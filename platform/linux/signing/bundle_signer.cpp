@@ -74,8 +74,8 @@ ResourceSeal sealOf(const BundleContents& bundle, std::vector<std::optional<Dige
 }
 
 std::string identifierFor(const BundleContents& bundle, const SigningRequest& request) {
-  const std::string* own = bundle.information().findString("CFBundleIdentifier");
-  std::string identifier = request.identifier.value_or(own != nullptr ? *own : "");
+  const PropertyListText* own = bundle.information().findString("CFBundleIdentifier");
+  std::string identifier = request.identifier.value_or(own != nullptr ? own->string() : std::string());
   if (!isUsableName(identifier)) throw CodeSigningError(bundle.path(), "no usable identifier to sign with");
   return identifier;
 }

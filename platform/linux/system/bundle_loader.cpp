@@ -51,7 +51,7 @@ class BundleLoader final : public BundleLoading {
       try {
         const PropertyListValue list = readPropertyList(fileSystem_->readFile(file).span());
         const PropertyListDictionary* strings = list.dictionary();
-        const std::string* text = strings == nullptr ? nullptr : strings->findString(key);
+        const PropertyListText* text = strings == nullptr ? nullptr : strings->findString(key);
         return text == nullptr ? fallback : *text;
       } catch (const std::exception&) {
         return fallback;  // a damaged table shows the texts as they are written in the code

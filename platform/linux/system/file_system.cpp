@@ -290,6 +290,15 @@ class LinuxFileSystem final : public FileSystem {
     if (::fchownat(item.get(), "", ownerID, groupID, AT_EMPTY_PATH) != 0) throwError(errno, path.native());
   }
 
+  void withdrawSharedWriting(const Path& path) override {
+    struct stat status {};
+    if (::lstat(cPath(path), &status) != 0) throwError(errno, path.native());
+    constexpr mode_t withdrawn = S_IWGRP | S_IWOTH | S_ISUID | S_ISGID;
+    if (S_ISLNK(status.st_mode) || (status.st_mode & withdrawn) == 0) return;
+    const mode_t kept = status.st_mode & 07777 & ~withdrawn;
+    if (::fchmodat(AT_FDCWD, cPath(path), kept, AT_SYMLINK_NOFOLLOW) != 0) throwError(errno, path.native());
+  }
+
   void synchronizeDirectory(const Path& path) override {
     const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen()) throwError(errno, path.native());

@@ -4,7 +4,8 @@
 #include <memory_resource>
 int main() {
 #ifdef MISTAKE
-  std::pmr::new_delete_resource()->deallocate(nullptr, 0);
+  char value = 0;
+  std::pmr::new_delete_resource()->deallocate(&value, 1);
   return 0;
 #else
   return std::malloc(1) == nullptr ? 1 : 0;

@@ -1,0 +1,50 @@
+#include "host/automatic_check_schedule.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "host/update_check.h"
+
+namespace pellam {
+
+namespace {
+constexpr const char* lastCheckKey = "PellamUpdateLastCheckDate";
+constexpr std::chrono::minutes firstRetryDelay{15};
+constexpr int mostDoublings = 4;
+constexpr std::int64_t mostReminderHours = 24 * 365;
+}  // namespace
+
+Date AutomaticCheckSchedule::nextCheckDate(Date now) const {
+  const std::optional<Date> next = settings_->nextFetchDate();
+  const std::optional<PropertyListValue> last = store_->objectForKey(lastCheckKey);
+  if (!next || (last && last->date() != nullptr && *last->date() > now)) return now;
+  return *next;
+}
+
+void AutomaticCheckSchedule::noteAttempt(Date now) { store_->set(now, lastCheckKey); }
+
+void AutomaticCheckSchedule::noteCheck(Date now, bool didStateInterval) {
+  failures_ = 0;
+  noteAttempt(now);
+  if (!didStateInterval) {
+    settings_->setNextFetchDate(now + std::chrono::seconds(UpdateCheck::defaultRefetchIntervalSeconds));
+  }
+}
+
+void AutomaticCheckSchedule::noteFailure(Date now) {
+  const Date due = nextCheckDate(now);
+  const Date retry = now + firstRetryDelay * (1 << std::min(failures_, mostDoublings));
+  ++failures_;
+  noteAttempt(now);
+  if (due < retry) settings_->setNextFetchDate(retry);
+}
+
+void AutomaticCheckSchedule::noteReminder(Date now) {
+  const std::int64_t hours =
+      std::clamp<std::int64_t>(settings_->checkUpdatesAfterHours(), 1, mostReminderHours);
+  const Date reminder = now + std::chrono::hours(hours);
+  const std::optional<Date> next = settings_->nextFetchDate();
+  if (!next || *next > reminder) settings_->setNextFetchDate(reminder);
+}
+
+}  // namespace pellam

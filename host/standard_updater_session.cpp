@@ -1,0 +1,224 @@
+#include "host/standard_updater_session.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/bridged_error.h"
+#include "host/install_attempt_record.h"
+#include "host/update_failure_notice.h"
+
+namespace pellam {
+
+namespace {
+constexpr const char* logCategory = "update";
+}
+
+StandardUpdaterSession::StandardUpdaterSession(OrvoStandardUpdaterConfiguration configuration,
+                                               OrvoStandardUpdaterCollaborators collaborators,
+                                               std::shared_ptr<UpdateWorker> worker)
+    : configuration_(std::move(configuration)),
+      collaborators_(std::move(collaborators)),
+      localizationBundle_(configuration_.localizationBundle.empty() ? collaborators_.application.path
+                                                                    : configuration_.localizationBundle),
+      worker_(std::move(worker)),
+      settings_(std::make_shared<UpdateSettings>(collaborators_.settings)),
+      check_(std::make_shared<UpdateCheck>(collaborators_.network, settings_, collaborators_.clock)),
+      schedule_(collaborators_.settings, settings_),
+      promptPresenter_(collaborators_.toolkit, collaborators_.bundles, collaborators_.workspace),
+      alertPresenter_(
+          collaborators_.toolkit, collaborators_.bundles,
+          [workspace = collaborators_.workspace](const URL& url) { return workspace->open(url); }) {}
+
+void StandardUpdaterSession::start() {
+  if (isEnded_ || checksAutomatically_) return;
+  checksAutomatically_ = true;
+  prepare();
+  setAlarm();
+}
+
+void StandardUpdaterSession::checkForUpdates() {
+  if (isEnded_) return;
+  prepare();
+  if (isInstalling_) {
+    if (progressWindow_) progressWindow_->bringToFront();
+    return;
+  }
+  isManualCheckRequested_ = true;
+  if (!isChecking_) startCheck();
+}
+
+void StandardUpdaterSession::end() {
+  isEnded_ = true;
+  waitingForAlert_.clear();
+  checkCancellation_.cancel();
+  installCancellation_.cancel();
+  promptPresenter_.dismissPrompt();
+}
+
+void StandardUpdaterSession::closeProgressWindow() {
+  if (progressWindow_) progressWindow_->close();
+  progressWindow_.reset();
+}
+
+void StandardUpdaterSession::prepare() {
+  if (std::exchange(isPrepared_, true)) return;
+  drawStaggerGroup();
+  const std::optional<InstallAttemptRecord> record = InstallAttemptRecord::load(*collaborators_.settings);
+  InstallAttemptRecord::remove(*collaborators_.settings);
+  worker_->perform([application = collaborators_.application, reports = collaborators_.reports,
+                    coordinator = collaborators_.coordinator, record, post = poster()] {
+    const auto report =
+        reports->consumeFailureReport(application.identity.bundleIdentifier,
+                                      record ? std::optional(record->attemptIdentifier) : std::nullopt);
+    coordinator->removeStaleInstallerAttempts(application.identity.displayName, installerSubdirectoryName,
+                                              application.path);
+    if (!report) return;
+    post([description = report->errorDescription,
+          url = record ? record->manualUpdateURL : std::nullopt](StandardUpdaterSession& session) {
+      session.log("an earlier update failed: " + description, PellamLogLevel::error);
+      session.tellHelperFailed(url ? url : manualUpdateAddress({}, session.configuration_.manualUpdateURL));
+    });
+  });
+}
+
+void StandardUpdaterSession::drawStaggerGroup() {
+  if (settings_->staggerGroup()) return;
+  const std::int64_t days = std::max<std::int64_t>(1, configuration_.staggerDays);
+  settings_->setStaggerGroup(
+      static_cast<std::int64_t>(collaborators_.random() % static_cast<std::uint64_t>(days)));
+}
+
+// While something runs there is no alarm; what runs sets it when it ends.
+void StandardUpdaterSession::setAlarm() {
+  if (isEnded_ || !checksAutomatically_ || isChecking_ || isInstalling_) return;
+  const Date date = schedule_.nextCheckDate(collaborators_.clock->now());
+  worker_->setAlarm(
+      date, [post = poster()] { post([](StandardUpdaterSession& session) { session.alarmFired(); }); });
+}
+
+void StandardUpdaterSession::alarmFired() {
+  if (!isChecking_ && !isInstalling_) startCheck();
+}
+
+void StandardUpdaterSession::startCheck() {
+  isChecking_ = true;
+  checkCancellation_ = CancellationSource();
+  log(isManualCheckRequested_ ? "checking, because the user asked" : "checking");
+  worker_->perform(
+      [check = check_, feed = configuration_.feedURL, token = checkCancellation_.token(), post = poster()] {
+        FetchOutcome outcome;
+        try {
+          outcome.feed = check->fetch(feed, token);
+        } catch (const OperationCancelled&) {
+          outcome.isCancelled = true;
+        } catch (const URLLoadingError& error) {
+          outcome.isOffline = isOfflineError(error);
+          outcome.failure = error.what();
+        } catch (const std::exception& error) {
+          outcome.failure = bridge(error).description;
+        }
+        post([outcome = std::move(outcome)](StandardUpdaterSession& session) {
+          session.whenNoAlertIsOpen([&session, outcome] { session.finishCheck(outcome); });
+        });
+      });
+}
+
+void StandardUpdaterSession::finishCheck(const FetchOutcome& outcome) {
+  isChecking_ = false;
+  const bool isManual = std::exchange(isManualCheckRequested_, false);
+  if (isInstalling_ || outcome.isCancelled) {
+    // The user has accepted an offer meanwhile; its window is the answer.
+    if (isManual && progressWindow_) progressWindow_->bringToFront();
+    setAlarm();
+    return;
+  }
+  if (outcome.feed) {
+    decide(*outcome.feed, isManual);
+    return;
+  }
+  log("the check failed: " + outcome.failure, PellamLogLevel::warn);
+  schedule_.noteFailure(collaborators_.clock->now());
+  setAlarm();
+  if (isManual) tellCheckFailed(outcome.isOffline);
+}
+
+void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isManual) {
+  UpdateCheckOptions options;
+  options.isManualCheck = isManual;
+  options.preferredLanguageCode = configuration_.preferredLanguageCode;
+  options.acceptedSKUs = configuration_.acceptedSKUs;
+  options.currentOSVersion = configuration_.currentOSVersion;
+  options.shouldConfirmNoUpdatesDialog = isManual;
+  bool cannotBeShown = false;
+  const UpdateCheckResult result =
+      check_->decide(feed, collaborators_.application, options, [&](const FeedEntry& entry) {
+        const bool isShown = presentPrompt(entry, isManual);
+        cannotBeShown = !isShown;
+        return isShown;
+      });
+  schedule_.noteCheck(collaborators_.clock->now(), result.application.resolvedSleepInterval.has_value());
+  setAlarm();
+  const bool isOffered = result.application.shouldHideNoUpdatesFoundDialog;
+  if (isOffered) {
+    log("offered " + result.pipeline.selectedCandidate->display.resolvedFeedIdentifier.value_or(""));
+  } else if (cannotBeShown) {
+    log("the offer could not be shown", PellamLogLevel::warn);
+  } else {
+    log("nothing to offer");
+  }
+  if (isOffered || !isManual) return;
+  // An offer that cannot be shown is not "no update".
+  tellNothingWasOffered(result.application.shouldMarkUpdateCheckPerformedOK && !cannotBeShown);
+}
+
+bool StandardUpdaterSession::presentPrompt(const FeedEntry& entry, bool isManual) {
+  OrvoUpdatePromptInput input;
+  input.feed = entry;
+  input.isManualCheck = isManual;
+  input.allowInstallAction = configuration_.allowsInstalling;
+  input.applicationName = collaborators_.application.identity.displayName;
+  input.applicationVersion = collaborators_.application.identity.versionString;
+  input.applicationBuild = collaborators_.application.build;
+  input.applicationLogoImageName = configuration_.applicationLogoImageName;
+  input.localizationBundle = localizationBundle_;
+  input.defaultWindowWidth = configuration_.promptWidth;
+  input.defaultWindowHeight = configuration_.promptHeight;
+  return promptPresenter_.presentUpdatePrompt(
+      input, [weak = weak_from_this()](const OrvoUpdatePromptAction& action) {
+        const auto self = weak.lock();
+        if (self && !self->isEnded_) self->answered(action);
+      });
+}
+
+void StandardUpdaterSession::answered(const OrvoUpdatePromptAction& action) {
+  switch (action.kind) {
+    case OrvoUpdatePromptAction::Kind::install:
+      log("the user installs the update");
+      install(action.feed);
+      return;
+    case OrvoUpdatePromptAction::Kind::remindLater:
+      log("the user wants to be reminded");
+      schedule_.noteReminder(collaborators_.clock->now());
+      setAlarm();
+      return;
+    case OrvoUpdatePromptAction::Kind::dismissed:
+      log("the user dismissed the offer");
+      return;
+  }
+}
+
+std::function<void(std::function<void(StandardUpdaterSession&)>)> StandardUpdaterSession::poster() {
+  return [mainThread = collaborators_.mainThread,
+          weak = weak_from_this()](std::function<void(StandardUpdaterSession&)> work) {
+    mainThread->perform([weak, work = std::move(work)] {
+      const auto self = weak.lock();
+      if (self && !self->isEnded_) work(*self);
+    });
+  };
+}
+
+void StandardUpdaterSession::log(const std::string& message, PellamLogLevel level) {
+  if (collaborators_.logger) collaborators_.logger->log([message] { return message; }, level, logCategory);
+}
+
+}  // namespace pellam

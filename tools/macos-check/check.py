@@ -71,7 +71,21 @@ def build():
         header = run([LLVM / "bin/llvm-objdump", "--macho", "--private-header", BUILD / "bin" / name]).stdout
         if "ARM64" not in header or "EXECUTE" not in header:
             raise Refused(f"{name} is no executable of the system")
-    return f"{', '.join(programs)} linked for {ARCHITECTURES[0]}"
+    bodies = link_bodies()
+    return f"{', '.join(programs)} linked for {ARCHITECTURES[0]}, and all of {bodies} body libraries"
+
+
+def link_bodies():
+    """Links every member of the body libraries, those that no program pulls in among them."""
+    bodies = sorted((BUILD / "platform/macos").glob("*.a"))
+    others = sorted(path for path in BUILD.glob("**/*.a") if path not in bodies)
+    command = [*toolchain.linker(ARCHITECTURES[0], WORK), "-dynamiclib", "-o", WORK / "bodies.dylib"]
+    command += [f"-Wl,-force_load,{path}" for path in bodies] + others
+    command += [word for name in link_stubs.FRAMEWORKS for word in ("-framework", name)]
+    result = run(command)
+    if result.returncode:
+        raise Refused(result.stderr)
+    return len(bodies)
 
 
 def compiled_sources():

@@ -120,7 +120,7 @@ def make_prefix_header(work, architecture, language):
     if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
         return ""
     command = [word for word in compiler(architecture, work, language) if word not in ("-x", "objective-c++")]
-    result = subprocess.run([*command, "-x", f"{language}-header", "-o", str(target),
+    result = subprocess.run([*command, "-fpch-instantiate-templates", "-x", f"{language}-header", "-o", str(target),
                              str(source)], capture_output=True, text=True)
     return result.stderr if result.returncode else ""
 

@@ -30,22 +30,22 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-int access(const char *, int);
-int chdir(const char *);
-int chown(const char *, uid_t, gid_t);
+int access(const char*, int);
+int chdir(const char*);
+int chown(const char*, uid_t, gid_t);
 int close(int);
 int dup(int);
 int dup2(int, int);
-int execv(const char *, char *const[]);
+int execv(const char*, char* const[]);
 void _exit(int) __attribute__((noreturn));
-int faccessat(int, const char *, int, int);
+int faccessat(int, const char*, int, int);
 int fchdir(int);
 int fchown(int, uid_t, gid_t);
-int fchownat(int, const char *, uid_t, gid_t, int);
+int fchownat(int, const char*, uid_t, gid_t, int);
 pid_t fork(void);
 int fsync(int);
 int ftruncate(int, off_t);
-char *getcwd(char *, size_t);
+char* getcwd(char*, size_t);
 gid_t getegid(void);
 uid_t geteuid(void);
 gid_t getgid(void);
@@ -54,26 +54,26 @@ pid_t getpid(void);
 pid_t getppid(void);
 uid_t getuid(void);
 int isatty(int);
-int lchown(const char *, uid_t, gid_t);
-int link(const char *, const char *);
+int lchown(const char*, uid_t, gid_t);
+int link(const char*, const char*);
 off_t lseek(int, off_t, int);
-long pathconf(const char *, int);
+long pathconf(const char*, int);
 int pause(void);
 int pipe(int[2]);
-ssize_t read(int, void *, size_t);
-ssize_t readlink(const char *, char *, size_t);
-int rmdir(const char *);
+ssize_t read(int, void*, size_t);
+ssize_t readlink(const char*, char*, size_t);
+int rmdir(const char*);
 int setegid(gid_t);
 int seteuid(uid_t);
-int setgroups(int, const gid_t *);
+int setgroups(int, const gid_t*);
 unsigned sleep(unsigned);
-int symlink(const char *, const char *);
+int symlink(const char*, const char*);
 void sync(void);
 long sysconf(int);
-int unlink(const char *);
-int unlinkat(int, const char *, int);
+int unlink(const char*);
+int unlinkat(int, const char*, int);
 int usleep(useconds_t);
-ssize_t write(int, const void *, size_t);
+ssize_t write(int, const void*, size_t);
 #ifdef __cplusplus
 }
 #endif

@@ -14,6 +14,53 @@ typedef NSString* NSUserInterfaceItemIdentifier NS_TYPED_EXTENSIBLE_ENUM;
 - (instancetype)init NS_DESIGNATED_INITIALIZER;
 - (nullable instancetype)initWithCoder:(NSCoder*)coder NS_DESIGNATED_INITIALIZER;
 @end
+typedef NS_ENUM(NSUInteger, NSEventType) { NSEventTypeApplicationDefined = 15 };
+typedef NS_OPTIONS(NSUInteger, NSEventModifierFlags) { NSEventModifierFlagCommand = 1 << 20 };
+@class NSGraphicsContext, NSMenu;
+@interface NSEvent : NSObject <NSCopying, NSCoding>
++ (nullable NSEvent*)otherEventWithType:(NSEventType)type
+                               location:(NSPoint)location
+                          modifierFlags:(NSEventModifierFlags)flags
+                              timestamp:(NSTimeInterval)time
+                           windowNumber:(NSInteger)wNum
+                                context:(nullable NSGraphicsContext*)unusedPassNil
+                                subtype:(short)subtype
+                                  data1:(NSInteger)d1
+                                  data2:(NSInteger)d2;
+@end
+@interface NSMenuItem : NSObject <NSCopying, NSCoding>
+- (instancetype)initWithTitle:(NSString*)string
+                       action:(nullable SEL)selector
+                keyEquivalent:(NSString*)charCode NS_DESIGNATED_INITIALIZER;
+@property(nullable, weak) id target;
+@property NSInteger tag;
+@property(nullable, strong) NSMenu* submenu;
+@end
+@interface NSMenu : NSObject <NSCopying, NSCoding>
+- (instancetype)initWithTitle:(NSString*)title NS_DESIGNATED_INITIALIZER;
+- (void)addItem:(NSMenuItem*)newItem;
+@end
+@interface NSScreen : NSObject
+@property(class, readonly, strong, nullable) NSScreen* mainScreen;
+@end
+@interface NSColor : NSObject <NSCopying, NSSecureCoding>
+@property(class, strong, readonly) NSColor* secondaryLabelColor API_MAC(10.10);
+@property(class, strong, readonly) NSColor* tertiaryLabelColor API_MAC(10.10);
+@end
+typedef CGFloat NSFontWeight NS_TYPED_EXTENSIBLE_ENUM;
+FOUNDATION_EXPORT const NSFontWeight NSFontWeightRegular API_MAC(10.11);
+FOUNDATION_EXPORT const NSFontWeight NSFontWeightSemibold API_MAC(10.11);
+@interface NSFont : NSObject <NSCopying, NSSecureCoding>
++ (NSFont*)systemFontOfSize:(CGFloat)fontSize;
++ (NSFont*)boldSystemFontOfSize:(CGFloat)fontSize;
++ (NSFont*)systemFontOfSize:(CGFloat)fontSize weight:(NSFontWeight)weight API_MAC(10.11);
++ (NSFont*)monospacedDigitSystemFontOfSize:(CGFloat)fontSize weight:(NSFontWeight)weight API_MAC(10.11);
+@property(class, readonly) CGFloat systemFontSize;
+@property(class, readonly) CGFloat smallSystemFontSize;
+@end
+@interface NSImage : NSObject <NSCopying, NSSecureCoding>
++ (nullable NSImage*)imageNamed:(NSString*)name;
+@end
 @protocol NSApplicationDelegate <NSObject>
 @optional
 - (void)applicationDidFinishLaunching:(NSNotification*)notification;
@@ -24,10 +71,18 @@ typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy) {
   NSApplicationActivationPolicyAccessory,
   NSApplicationActivationPolicyProhibited
 };
+typedef NS_ENUM(NSUInteger, NSRequestUserAttentionType) {
+  NSCriticalRequest = 0,
+  NSInformationalRequest = 10
+};
 @interface NSApplication : NSResponder
 @property(class, readonly, strong) __kindof NSApplication* sharedApplication;
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
 - (void)run;
+- (void)stop:(nullable id)sender;
+- (void)postEvent:(NSEvent*)event atStart:(BOOL)flag;
+@property(nullable, strong) NSMenu* mainMenu;
+- (NSInteger)requestUserAttention:(NSRequestUserAttentionType)requestType;
 - (void)terminate:(nullable id)sender;
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)activationPolicy;
 - (void)activateIgnoringOtherApps:(BOOL)ignoreOtherApps
@@ -39,6 +94,12 @@ typedef float NSLayoutPriority NS_TYPED_EXTENSIBLE_ENUM;
 static const NSLayoutPriority NSLayoutPriorityRequired = 1000;
 static const NSLayoutPriority NSLayoutPriorityDefaultHigh = 750;
 static const NSLayoutPriority NSLayoutPriorityDefaultLow = 250;
+typedef NS_ENUM(NSInteger, NSLayoutAttribute) {
+  NSLayoutAttributeLeading = 5,
+  NSLayoutAttributeTrailing = 6,
+  NSLayoutAttributeCenterX = 9,
+  NSLayoutAttributeCenterY = 10
+};
 typedef NS_ENUM(NSInteger, NSLayoutConstraintOrientation) {
   NSLayoutConstraintOrientationHorizontal = 0,
   NSLayoutConstraintOrientationVertical = 1
@@ -73,6 +134,8 @@ API_MAC(10.11) @interface NSLayoutYAxisAnchor : NSLayoutAnchor<NSLayoutYAxisAnch
 API_MAC(10.11)
 @interface NSLayoutDimension : NSLayoutAnchor <NSLayoutDimension*>
 - (NSLayoutConstraint*)constraintEqualToConstant:(CGFloat)c __attribute__((warn_unused_result));
+- (NSLayoutConstraint*)constraintEqualToAnchor:(NSLayoutDimension*)anchor
+                                    multiplier:(CGFloat)m __attribute__((warn_unused_result));
 - (NSLayoutConstraint*)constraintGreaterThanOrEqualToConstant:(CGFloat)c __attribute__((warn_unused_result));
 @end
 #define DECL_ANCHORS                                                              \
@@ -93,6 +156,10 @@ DECL_ANCHORS
 - (instancetype)initWithFrame:(NSRect)frameRect NS_DESIGNATED_INITIALIZER;
 - (nullable instancetype)initWithCoder:(NSCoder*)coder NS_DESIGNATED_INITIALIZER;
 - (void)addSubview:(NSView*)view;
+@property(copy) NSArray<__kindof NSView*>* subviews;
+@property(nullable, copy) NSString* accessibilityIdentifier API_MAC(10.10);
+- (void)setContentCompressionResistancePriority:(NSLayoutPriority)priority
+                                 forOrientation:(NSLayoutConstraintOrientation)orientation API_MAC(10.7);
 - (void)removeFromSuperview;
 @property(nullable, readonly, assign) NSWindow* window;
 @property(getter=isHidden) BOOL hidden;
@@ -106,12 +173,20 @@ typedef NS_ENUM(NSInteger, NSControlStateValueTag) { NSControlStateValueTagUnuse
 typedef NSInteger NSControlStateValue NS_TYPED_EXTENSIBLE_ENUM;
 static const NSControlStateValue NSControlStateValueOff = 0;
 static const NSControlStateValue NSControlStateValueOn = 1;
+typedef NS_ENUM(NSUInteger, NSLineBreakMode) {
+  NSLineBreakByWordWrapping = 0,
+  NSLineBreakByTruncatingTail = 4
+};
 @interface NSControl : NSView
 @property(nullable, weak) id target;
 @property(nullable) SEL action;
 @property(getter=isEnabled) BOOL enabled;
 @property(copy) NSString* stringValue;
+@property(nullable, strong) NSFont* font;
+@property NSLineBreakMode lineBreakMode API_MAC(10.10);
+- (void)sizeToFit;
 @end
+typedef NS_ENUM(NSUInteger, NSBezelStyle) { NSBezelStyleRounded = 1 };
 @interface NSButton : NSControl
 + (instancetype)buttonWithTitle:(NSString*)title
                          target:(nullable id)target
@@ -122,19 +197,64 @@ static const NSControlStateValue NSControlStateValueOn = 1;
 @property(copy) NSString* title;
 @property NSControlStateValue state;
 @property(copy) NSString* keyEquivalent;
+@property NSBezelStyle bezelStyle;
 @end
 @interface NSTextField : NSControl
 + (instancetype)labelWithString:(NSString*)stringValue API_MAC(10.12);
+@property(nullable, copy) NSColor* textColor;
 + (instancetype)wrappingLabelWithString:(NSString*)stringValue API_MAC(10.12);
 @end
+typedef NS_ENUM(NSUInteger, NSProgressIndicatorStyle) {
+  NSProgressIndicatorStyleBar = 0,
+  NSProgressIndicatorStyleSpinning = 1
+};
 @interface NSProgressIndicator : NSView
 @property double doubleValue;
 @property double maxValue;
 @property(getter=isIndeterminate) BOOL indeterminate;
 - (void)startAnimation:(nullable id)sender;
+- (void)stopAnimation:(nullable id)sender;
+@property double minValue;
+@property BOOL usesThreadedAnimation;
+@property NSProgressIndicatorStyle style;
 @end
+typedef NS_ENUM(NSUInteger, NSImageScaling) {
+  NSImageScaleProportionallyDown = 0,
+  NSImageScaleAxesIndependently = 1,
+  NSImageScaleNone = 2,
+  NSImageScaleProportionallyUpOrDown = 3
+};
+@interface NSImageView : NSControl
++ (instancetype)imageViewWithImage:(NSImage*)image API_MAC(10.12);
+@property NSImageScaling imageScaling;
+@end
+typedef NS_ENUM(NSUInteger, NSBoxType) { NSBoxPrimary = 0, NSBoxSeparator = 2, NSBoxCustom = 4 };
+typedef NS_ENUM(NSUInteger, NSTitlePosition) { NSNoTitle = 0 };
+@interface NSBox : NSView
+@property NSBoxType boxType;
+@property NSTitlePosition titlePosition;
+@property(copy) NSColor* borderColor API_MAC(10.5);
+@property NSSize contentViewMargins;
+@property(nullable, strong) __kindof NSView* contentView;
+@end
+@interface NSTextView : NSView
+@property(copy) NSString* string;
+@end
+@interface NSScrollView : NSView
+@property BOOL hasVerticalScroller;
+@property(nullable, strong) __kindof NSView* documentView;
+@end
+typedef NS_ENUM(NSInteger, NSStackViewDistribution) {
+  NSStackViewDistributionGravityAreas = -1,
+  NSStackViewDistributionFill = 0
+};
 API_MAC(10.9)
 @interface NSStackView : NSView
+@property NSLayoutAttribute alignment;
+@property NSStackViewDistribution distribution API_MAC(10.11);
+@property BOOL detachesHiddenViews API_MAC(10.11);
+@property(readonly, copy) NSArray<__kindof NSView*>* arrangedSubviews API_MAC(10.11);
+@property(readonly, copy) NSArray<__kindof NSView*>* detachedViews;
 + (instancetype)stackViewWithViews:(NSArray<NSView*>*)views;
 @property NSUserInterfaceLayoutOrientation orientation;
 @property CGFloat spacing;
@@ -148,6 +268,13 @@ typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask) {
   NSWindowStyleMaskResizable = 1 << 3
 };
 typedef NS_ENUM(NSUInteger, NSBackingStoreType) { NSBackingStoreBuffered = 2 };
+typedef NS_OPTIONS(NSUInteger, NSWindowCollectionBehavior) {
+  NSWindowCollectionBehaviorDefault = 0,
+  NSWindowCollectionBehaviorCanJoinAllSpaces = 1 << 0
+};
+typedef NSInteger NSWindowLevel NS_TYPED_EXTENSIBLE_ENUM;
+static const NSWindowLevel NSNormalWindowLevel = 0;
+static const NSWindowLevel NSFloatingWindowLevel = 3;
 @protocol NSWindowDelegate <NSObject>
 @optional
 - (BOOL)windowShouldClose:(NSWindow*)sender;
@@ -163,6 +290,11 @@ typedef NS_ENUM(NSUInteger, NSBackingStoreType) { NSBackingStoreBuffered = 2 };
 @property(nullable, strong) __kindof NSView* contentView;
 @property(nullable, weak) id<NSWindowDelegate> delegate;
 @property(getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
+@property NSSize minSize;
+@property NSWindowCollectionBehavior collectionBehavior API_MAC(10.5);
+@property NSWindowLevel level;
+@property BOOL hidesOnDeactivate;
+- (void)performClose:(nullable id)sender;
 - (void)makeKeyAndOrderFront:(nullable id)sender;
 - (void)center;
 - (void)close;

@@ -59,6 +59,13 @@ CFDictionaryCreateMutable(CFAllocatorRef _Nullable allocator, CFIndex capacity,
                           const CFDictionaryValueCallBacks* _Nullable valueCallBacks) CF_RETURNS_RETAINED;
 CF_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* _Nullable key,
                                     const void* _Nullable value);
+typedef struct CF_BRIDGED_TYPE(id) __CFRunLoop* CFRunLoopRef;
+CF_EXPORT const CFStringRef kCFRunLoopCommonModes;
+CF_EXPORT CFRunLoopRef _Null_unspecified CFRunLoopGetMain(void);
+CF_EXPORT void CFRunLoopPerformBlock(CFRunLoopRef _Null_unspecified rl, CFTypeRef _Null_unspecified mode,
+                                     void (^_Null_unspecified block)(void))
+    __attribute__((availability(macos, introduced = 10.6)));
+CF_EXPORT void CFRunLoopWakeUp(CFRunLoopRef _Null_unspecified rl);
 CF_EXPORT void CFRelease(CFTypeRef cf);
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef cf);
 CF_EXPORT CFTypeID CFBooleanGetTypeID(void);

@@ -71,8 +71,15 @@ API_MAC(10.8)
 @end
 // ---- URL loading
 FOUNDATION_EXPORT NSErrorDomain const NSURLErrorDomain;
+typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy) {
+  NSURLRequestUseProtocolCachePolicy = 0,
+  NSURLRequestReloadIgnoringLocalCacheData = 1
+};
 @interface NSURLRequest : NSObject <NSSecureCoding, NSCopying, NSMutableCopying>
 + (instancetype)requestWithURL:(NSURL*)URL;
++ (instancetype)requestWithURL:(NSURL*)URL
+                   cachePolicy:(NSURLRequestCachePolicy)cachePolicy
+               timeoutInterval:(NSTimeInterval)timeoutInterval;
 @property(nullable, readonly, copy) NSURL* URL;
 @end
 @interface NSMutableURLRequest : NSURLRequest

@@ -133,6 +133,9 @@ typedef NS_ENUM(NSInteger, NSTaskTerminationReason) {
 @property(nullable, copy) void (^terminationHandler)(NSTask*);
 - (void)waitUntilExit;
 @end
+@interface NSThread : NSObject
+@property(class, readonly) BOOL isMainThread API_MAC(10.5);
+@end
 @interface NSRunLoop : NSObject
 @property(class, readonly, strong) NSRunLoop* currentRunLoop;
 @property(class, readonly, strong) NSRunLoop* mainRunLoop;

@@ -56,6 +56,9 @@ typedef CGPoint NSPoint;
 typedef CGSize NSSize;
 typedef CGRect NSRect;
 static inline NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat w, CGFloat h) { return NSRect{{x, y}, {w, h}}; }
+static const NSPoint NSZeroPoint = {0, 0};
+static const NSSize NSZeroSize = {0, 0};
+static const NSRect NSZeroRect = {{0, 0}, {0, 0}};
 static inline NSSize NSMakeSize(CGFloat w, CGFloat h) { return NSSize{w, h}; }
 @class NSString, NSData, NSError, NSURL, NSDictionary<K, V>, NSArray<T>, NSDate, NSLocale, NSCoder, NSBundle,
     NSURLRequest, NSURLResponse, NSSet<T>, NSNotification, NSXPCConnection, NSXPCInterface, NSXPCListener,
@@ -179,6 +182,7 @@ typedef NS_OPTIONS(NSUInteger, NSStringCompareOptions) {
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)idx;
 + (instancetype)array;
++ (instancetype)arrayWithArray:(NSArray<ObjectType>*)array;
 + (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nullable])objects count:(NSUInteger)cnt;
 - (NSArray<ObjectType>*)arrayByAddingObject:(ObjectType)anObject;
 @property(nullable, nonatomic, readonly) ObjectType firstObject;

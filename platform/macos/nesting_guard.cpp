@@ -34,6 +34,7 @@ bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) {
   int elements = 0;
   int brackets = 0;
   bool isXML = false;
+  bool isInOpeningTag = false;
   for (const std::uint8_t byte : bytes) {
     if (byte == 0) continue;
     recent.push(static_cast<char>(byte));
@@ -42,7 +43,14 @@ bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) {
     if (byte == '}' || byte == ')') --brackets;
     // An opening tag may carry spaces before its end, a closing one as well.
     if (recent.endWith("</dict"sv) || recent.endWith("</array"sv)) --elements;
-    if (recent.endWith("<dict"sv) || recent.endWith("<array"sv)) ++elements;
+    if (recent.endWith("<dict"sv) || recent.endWith("<array"sv)) {
+      ++elements;
+      isInOpeningTag = true;
+    }
+    if (byte == '>') {
+      if (isInOpeningTag && recent.endWith("/>"sv)) --elements;
+      isInOpeningTag = false;
+    }
     if (elements > levels || (!isXML && brackets > levels)) return true;
   }
   return false;

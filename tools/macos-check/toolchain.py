@@ -65,11 +65,12 @@ def prepare(work):
             raise ToolchainError(f"{LLVM}/bin/{tool} is missing; run scripts/install-packages macos-check")
     if not (LLVM / "include/c++/v1/__config_site").exists() or not MUSL.is_dir():
         raise ToolchainError("libc++-19-dev or musl-dev is missing; run scripts/install-packages macos-check")
-    # The one library of somebody else's that a vendor's tool uses; it is nothing but headers.
+    # The headers that a vendor's tool and the tests use.
     third_party = work / "generated/third-party"
     third_party.mkdir(parents=True, exist_ok=True)
-    if not (third_party / "nlohmann").is_symlink():
-        (third_party / "nlohmann").symlink_to("/usr/include/nlohmann")
+    for name in ("nlohmann", "gtest"):
+        if not (third_party / name).is_symlink():
+            (third_party / name).symlink_to(f"/usr/include/{name}")
     _write_if_changed(work / "generated/config/__config_site",
                       _adapted(LLVM / "include/c++/v1/__config_site", CONFIGURATION))
     _write_if_changed(work / "generated/c/bits/alltypes.h", _adapted(MUSL / "bits/alltypes.h", BASIC_TYPES))

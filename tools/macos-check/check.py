@@ -6,6 +6,7 @@ import hashlib
 import json
 import os
 import pathlib
+import plistlib
 import re
 import subprocess
 import sys
@@ -64,15 +65,33 @@ def build():
     result = run(["ninja", "-C", BUILD, "-k", "0"])
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
-    programs = sorted(path.name for path in (BUILD / "bin").iterdir() if path.is_file())
-    if len(programs) < 3:
-        raise Refused(f"only these programs were built: {programs}")
-    for name in programs:
-        header = run([LLVM / "bin/llvm-objdump", "--macho", "--private-header", BUILD / "bin" / name]).stdout
+    bundle = check_bundle()
+    return f"{bundle}, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} body libraries"
+
+
+def check_bundle():
+    """The sample's bundle as CMake laid it out: every program in its place, and what launchd reads about the service."""
+    contents = BUILD / "bin/Editor.app/Contents"
+    service = contents / "XPCServices/com.example.editor.Pellam.UpdateInstallerLauncherService.xpc/Contents"
+    programs = [contents / "MacOS/Editor", contents / "MacOS/PellamUpdateInstaller",
+                service / "MacOS/PellamUpdateInstallerLauncherService"]
+    for program in programs:
+        header = run([LLVM / "bin/llvm-objdump", "--macho", "--private-header", program]).stdout
         if "ARM64" not in header or "EXECUTE" not in header:
-            raise Refused(f"{name} is no executable of the system")
-    bodies = link_bodies()
-    return f"{', '.join(programs)} linked for {ARCHITECTURES[0]}, and all of {bodies} body libraries"
+            raise Refused(f"{program} is no executable of the system")
+    information = plistlib.loads((service / "Info.plist").read_bytes())
+    wanted = {"CFBundleIdentifier": service.parent.stem, "CFBundleExecutable": programs[-1].name,
+              "CFBundlePackageType": "XPC!", "XPCService": {"ServiceType": "Application", "RunLoopType": "dispatch_main"}}
+    wrong = {key: information.get(key) for key, value in wanted.items() if information.get(key) != value}
+    if wrong:
+        raise Refused(f"the service's Info.plist says {wrong}")
+    application = plistlib.loads((contents / "Info.plist").read_bytes())
+    if information["CFBundleIdentifier"] != application["CFBundleIdentifier"] + ".Pellam.UpdateInstallerLauncherService":
+        raise Refused("the service is not named after the application")
+    tables = {path.parent.name for path in contents.glob("Resources/*.lproj/Updates.strings")}
+    if tables != {path.name for path in (ROOT / "ui/localization").glob("*.lproj")}:
+        raise Refused(f"the bundle has these tables: {sorted(tables)}")
+    return f"Editor.app with {len(programs)} programs and {len(tables)} languages"
 
 
 def link_bodies():

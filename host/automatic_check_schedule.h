@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "foundation/clock.h"
 #include "foundation/key_value_storing.h"
@@ -34,6 +35,7 @@ class AutomaticCheckSchedule {
   std::shared_ptr<PellamKeyValueStoring> store_;
   std::shared_ptr<UpdateSettings> settings_;
   int failures_ = 0;  // in a row
+  std::optional<Date> notBefore_;
 };
 
 }  // namespace pellam

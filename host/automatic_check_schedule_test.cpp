@@ -73,5 +73,27 @@ TEST_F(AutomaticCheckScheduleTest, ComesBackWhenTheReminderIsDue) {
   }
 }
 
+// A full disk, or a home folder that cannot be written.
+TEST(AutomaticCheckScheduleWithoutMemoryTest, NeverLetsOneCheckLeadStraightToTheNext) {
+  struct ForgetfulSettings final : PellamKeyValueStoring {
+    bool boolForKey(std::string_view) const override { return false; }
+    std::optional<std::string> stringForKey(std::string_view) const override { return std::nullopt; }
+    std::int64_t integerForKey(std::string_view) const override { return 0; }
+    double doubleForKey(std::string_view) const override { return 0; }
+    std::optional<PropertyListValue> objectForKey(std::string_view) const override { return std::nullopt; }
+    void set(std::optional<PropertyListValue>, std::string_view) override {}
+    void removeObjectForKey(std::string_view) override {}
+  };
+  const Date begin{std::chrono::hours(24 * 20'000)};
+  const auto store = std::make_shared<ForgetfulSettings>();
+  AutomaticCheckSchedule schedule(store, std::make_shared<UpdateSettings>(store));
+  EXPECT_EQ(schedule.nextCheckDate(begin), begin);
+  schedule.noteCheck(begin, true);
+  EXPECT_EQ(schedule.nextCheckDate(begin), begin + 1h);
+  schedule.noteFailure(begin + 1h);
+  EXPECT_EQ(schedule.nextCheckDate(begin + 1h), begin + 75min);
+  EXPECT_EQ(schedule.nextCheckDate(begin - 48h), begin - 48h) << "the clock was set back";
+}
+
 }  // namespace
 }  // namespace pellam

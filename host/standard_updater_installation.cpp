@@ -13,6 +13,10 @@ namespace pellam {
 
 void StandardUpdaterSession::install(const FeedEntry& entry) {
   if (isInstalling_) return;
+  progressWindow_ = std::make_shared<PresentedProgressWindow>(
+      collaborators_.toolkit, collaborators_.bundles,
+      localized(*collaborators_.bundles, collaborators_.bundles->mainBundlePath(),
+                localized_texts::downloadingUpdate));
   isInstalling_ = true;
   // A check that is still on its way has nothing more to say, and the worker is needed.
   checkCancellation_.cancel();
@@ -20,9 +24,6 @@ void StandardUpdaterSession::install(const FeedEntry& entry) {
   const std::optional<URL> manualUpdateURL = manualUpdateAddress(entry, configuration_.manualUpdateURL);
   const std::string attemptIdentifier = collaborators_.identifiers->makeUUID();
   InstallAttemptRecord{attemptIdentifier, manualUpdateURL}.store(*collaborators_.settings);
-  progressWindow_ = std::make_shared<PresentedProgressWindow>(
-      collaborators_.toolkit, collaborators_.bundles,
-      localized(*collaborators_.bundles, localizationBundle_, localized_texts::downloadingUpdate));
 
   worker_->perform([run = installation(entry, attemptIdentifier), manualUpdateURL, post = poster()] {
     InstallOutcome outcome;
@@ -85,6 +86,8 @@ void StandardUpdaterSession::finishInstallation(const InstallOutcome& outcome,
   switch (outcome.kind) {
     case InstallOutcome::Kind::launched: {
       log("the installer replaces " + outcome.detail);
+      // The application may have a reason to stay; then checks go on.
+      setAlarm();
       const auto terminate = collaborators_.terminate;
       if (terminate) terminate();
       return;
@@ -179,9 +182,17 @@ void StandardUpdaterSession::alert(std::function<void()> present) {
   }
   // The alert's loop does other main-thread work, which may destroy the updater.
   const auto self = shared_from_this();
-  isAlertOpen_ = true;
-  present();
-  isAlertOpen_ = false;
+  {
+    struct OpenAlert {
+      explicit OpenAlert(bool& isOpenAlert) : isOpen(isOpenAlert) { isOpen = true; }
+      OpenAlert(const OpenAlert&) = delete;
+      OpenAlert& operator=(const OpenAlert&) = delete;
+      ~OpenAlert() { isOpen = false; }
+      bool& isOpen;
+    };
+    const OpenAlert open(isAlertOpen_);
+    present();
+  }
   while (!isAlertOpen_ && !waitingForAlert_.empty()) {
     const std::function<void()> next = std::move(waitingForAlert_.front());
     waitingForAlert_.pop_front();

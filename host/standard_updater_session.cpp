@@ -1,6 +1,5 @@
 #include "host/standard_updater_session.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "foundation/bridged_error.h"
@@ -82,10 +81,9 @@ void StandardUpdaterSession::prepare() {
 }
 
 void StandardUpdaterSession::drawStaggerGroup() {
-  if (settings_->staggerGroup()) return;
-  const std::int64_t days = std::max<std::int64_t>(1, configuration_.staggerDays);
-  settings_->setStaggerGroup(
-      static_cast<std::int64_t>(collaborators_.random() % static_cast<std::uint64_t>(days)));
+  if (configuration_.staggerDays <= 1 || settings_->staggerGroup()) return;
+  const auto days = static_cast<std::uint64_t>(configuration_.staggerDays);
+  settings_->setStaggerGroup(static_cast<std::int64_t>(collaborators_.random() % days));
 }
 
 // While something runs there is no alarm; what runs sets it when it ends.
@@ -97,7 +95,13 @@ void StandardUpdaterSession::setAlarm() {
 }
 
 void StandardUpdaterSession::alarmFired() {
-  if (!isChecking_ && !isInstalling_) startCheck();
+  if (isChecking_ || isInstalling_) return;
+  const Date now = collaborators_.clock->now();
+  if (schedule_.nextCheckDate(now) > now) {
+    setAlarm();
+  } else {
+    startCheck();
+  }
 }
 
 void StandardUpdaterSession::startCheck() {
@@ -149,6 +153,7 @@ void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isM
   options.acceptedSKUs = configuration_.acceptedSKUs;
   options.currentOSVersion = configuration_.currentOSVersion;
   options.shouldConfirmNoUpdatesDialog = isManual;
+  if (configuration_.staggerDays <= 1) options.staggerGroup = 0;
   bool cannotBeShown = false;
   const UpdateCheckResult result =
       check_->decide(feed, collaborators_.application, options, [&](const FeedEntry& entry) {
@@ -161,6 +166,8 @@ void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isM
   const bool isOffered = result.application.shouldHideNoUpdatesFoundDialog;
   if (isOffered) {
     log("offered " + result.pipeline.selectedCandidate->display.resolvedFeedIdentifier.value_or(""));
+  } else if (cannotBeShown && promptPresenter_.isPromptOpen()) {
+    log("an earlier offer is still open");
   } else if (cannotBeShown) {
     log("the offer could not be shown", PellamLogLevel::warn);
   } else {

@@ -43,7 +43,7 @@ TEST_F(StandardUpdaterTest, AnswersTheUserWhateverTheCheckFinds) {
       {failing(Code::serverCertificateUntrusted), unable},
       {failing(Code::notConnectedToInternet), offline},
       {failing(Code::cannotFindHost), offline},
-      {failing(Code::networkConnectionLost), offline},
+      {failing(Code::networkConnectionLost), unable},
   };
   for (const Row& row : rows) {
     toolkit_->alerts.clear();

@@ -7,8 +7,8 @@
 namespace pellam {
 
 namespace {
-// A feed may state any interval; beyond ten years a date would leave the calendar.
-constexpr double longestSleepSeconds = 10.0 * 365 * 86'400;
+// A feed may state any interval; one mistyped answer must not silence the checks for years.
+constexpr double longestSleepSeconds = 30.0 * 86'400;
 }  // namespace
 
 std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationToken& cancellation) const {
@@ -50,7 +50,9 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
   displayContext.appVersion = application.identity.versionString;
   displayContext.canProcessUpdateFeeds = true;
   displayContext.now = now;
-  displayContext.lastNewsDisplayedDate = settings_->lastNewsDisplayedDate();
+  // A display in the future was dated by a clock that was ahead; it must not hold back offers for years.
+  const std::optional<Date> lastDisplay = settings_->lastNewsDisplayedDate();
+  if (lastDisplay && *lastDisplay <= now) displayContext.lastNewsDisplayedDate = lastDisplay;
   displayContext.checkUpdatesAfterHours = settings_->checkUpdatesAfterHours();
   displayContext.isManualCheck = options.isManualCheck;
   displayContext.storedFeedIdentifier = settings_->storedFeedIdentifier();

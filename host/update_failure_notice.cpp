@@ -22,7 +22,6 @@ bool isOfflineError(const URLLoadingError& error) {
   switch (error.code()) {
     case Code::notConnectedToInternet:
     case Code::cannotFindHost:  // without a network no name can be resolved
-    case Code::networkConnectionLost:
       return true;
     default:
       return false;

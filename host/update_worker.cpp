@@ -18,8 +18,8 @@ UpdateWorker::~UpdateWorker() {
 // With the lock held.
 void UpdateWorker::startIfNeeded() {
   if (isRunning_ || isEnding_) return;
-  isRunning_ = true;
   thread_ = std::thread([this] { run(); });
+  isRunning_ = true;
 }
 
 void UpdateWorker::perform(std::function<void()> job) {
@@ -100,8 +100,17 @@ void UpdateWorker::run() {
     }
     try {
       sleep_(napNanoseconds, awakened);
-    } catch (const OperationCancelled&) {  // NOLINT(bugprone-empty-catch): somebody has something to do
+    } catch (const OperationCancelled&) {
+      continue;  // somebody has something to do
     }
+    // The date has come, or an hour is over.
+    {
+      const std::lock_guard lock(lock_);
+      if (isEnding_ || !alarm_) continue;
+      next = std::move(alarm_->handler);
+      alarm_.reset();
+    }
+    next();
   }
   std::function<void()> didEnd;
   {

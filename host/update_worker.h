@@ -15,8 +15,9 @@
 namespace pellam {
 
 // One thread that does jobs in their order and, between them, waits for an alarm. The thread starts with the
-// first job or alarm. The alarm follows the clock on the wall: it is looked at anew at least once an hour, so
-// that a machine that slept, or whose clock was set, is not an hour late. Any thread may call it.
+// first job or alarm. The alarm follows the clock on the wall: it goes off when its date has come, and at
+// least once an hour, so that a machine that slept, or whose clock was set, is no more than an hour late. Any
+// thread may call it.
 class UpdateWorker {
  public:
   UpdateWorker(std::shared_ptr<PellamClock> clock, CancellableSleep sleep)
@@ -28,7 +29,8 @@ class UpdateWorker {
 
   // Jobs must not throw. After requestEnd() they are dropped.
   void perform(std::function<void()> job);
-  // Replaces the alarm. The handler is called once, on the worker's thread, when the date has come.
+  // Replaces the alarm. The handler is called once, on the worker's thread, when the date has come or an hour
+  // is over; whoever sets alarms looks at the clock again.
   void setAlarm(Date date, std::function<void()> handler);
 
   // Drops the alarm and the jobs that have not begun. `didEnd` is the last that the thread calls; without a

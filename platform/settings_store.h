@@ -11,8 +11,9 @@ class FileSystem;
 
 // The user's settings for one application, kept in one property-list file. Each change is on disk, written
 // atomically and merged with what other processes wrote meanwhile, when the call returns; a change that
-// cannot be written is lost, with a line in the system log, as the platform's defaults do it. A file that
-// cannot be read counts as empty; a damaged one is kept beside the new one, as "<file>.damaged".
+// cannot be written holds for this process and is tried again with the next one, and the system log has a
+// line about it, as the platform's defaults do it. A file that cannot be read counts as empty; a damaged one
+// is kept beside the new one, as "<file>.damaged".
 [[nodiscard]] std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(
     std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem);
 

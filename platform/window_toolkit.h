@@ -138,7 +138,8 @@ struct AlertDescription {
 };
 
 struct AlertAnswer {
-  // The pressed button's position; Escape and a closed alert press the last one.
+  // The pressed button's position. Escape, a closed alert, and one that ended in any other way press the last
+  // one: the first is the one that does something.
   std::size_t buttonIndex = 0;
   std::optional<bool> suppressionIsOn;  // present when the checkbox was shown
   friend bool operator==(const AlertAnswer&, const AlertAnswer&) = default;

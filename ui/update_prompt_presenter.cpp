@@ -22,7 +22,9 @@ std::string onOneLine(const std::string& title) {
     const char32_t scalar = text::nextScalar(title, offset);
     const bool breaksLine =
         scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0) || scalar == 0x2028 || scalar == 0x2029;
-    if (breaksLine) {
+    const bool steersDirection =
+        (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
+    if (breaksLine || steersDirection) {
       line += ' ';
     } else {
       line.append(title, start, offset - start);
@@ -41,7 +43,8 @@ OrvoUpdatePromptPresenter::OrvoUpdatePromptPresenter(std::shared_ptr<WindowToolk
       workspace_(std::move(workspace)),
       self_(std::make_shared<OrvoUpdatePromptPresenter*>(this)) {}
 
-OrvoUpdatePromptPresenter::~OrvoUpdatePromptPresenter() { self_.reset(); }
+// Whoever is in the middle of a call finds the pointer empty.
+OrvoUpdatePromptPresenter::~OrvoUpdatePromptPresenter() { *self_ = nullptr; }
 
 bool OrvoUpdatePromptPresenter::presentUpdatePrompt(const OrvoUpdatePromptInput& input,
                                                     ActionHandler onAction) {
@@ -63,7 +66,7 @@ bool OrvoUpdatePromptPresenter::presentUpdatePrompt(const OrvoUpdatePromptInput&
   const std::shared_ptr<Window> window = toolkit_->makeWindow(description);
   window->setWillCloseHandler(
       [weak = std::weak_ptr(self_), closing = static_cast<const Window*>(window.get())] {
-        if (const auto self = weak.lock()) (*self)->windowWillClose(closing);
+        if (const auto self = weak.lock(); self && *self) (*self)->windowWillClose(closing);
       });
   if (const std::shared_ptr<View> contentView = window->contentView()) {
     configurePromptContent(*contentView, input, urlString);
@@ -94,7 +97,7 @@ UpdatePromptButton OrvoUpdatePromptPresenter::button(const OrvoUpdatePromptInput
   button.title = text(input, title);
   button.accessibilityIdentifier = identifier;
   button.action = [weak = std::weak_ptr(self_), action] {
-    if (const auto self = weak.lock()) ((*self)->*action)();
+    if (const auto self = weak.lock(); self && *self) ((*self)->*action)();
   };
   return button;
 }
@@ -134,7 +137,7 @@ void OrvoUpdatePromptPresenter::configurePromptContent(View& contentView, const 
   content.releaseNotesLinkTitle = text(input, localized_texts::showReleaseNotes);
   content.decidePolicy = [weak = std::weak_ptr(self_)](const NavigationAction& action) {
     const auto self = weak.lock();
-    return self ? (*self)->decidePolicy(action) : NavigationPolicy::cancel;
+    return self && *self ? (*self)->decidePolicy(action) : NavigationPolicy::cancel;
   };
   toolkit_->buildPromptContent(contentView, std::move(content));
 }
@@ -159,10 +162,10 @@ void OrvoUpdatePromptPresenter::answer(const OrvoUpdatePromptAction& action) {
   // The handler leaves before it is called: it may run an event loop in which a second button is pressed.
   const ActionHandler handler = std::exchange(actionHandler_, nullptr);
   const std::shared_ptr<Window> window = promptWindow_;
-  const std::weak_ptr<OrvoUpdatePromptPresenter*> weak = self_;
+  const std::shared_ptr<OrvoUpdatePromptPresenter*> self = self_;
   if (handler) handler(action);
   // Meanwhile the presenter may be gone, or show another prompt.
-  if (weak.expired() || !window || promptWindow_ != window) return;
+  if (*self == nullptr || !window || promptWindow_ != window) return;
   window->performClose();
 }
 
@@ -171,9 +174,9 @@ void OrvoUpdatePromptPresenter::windowWillClose(const Window* window) {
   const std::shared_ptr<Window> closing = promptWindow_;
   if (std::exchange(shouldRemindOnWindowClose_, false)) {
     const ActionHandler handler = std::exchange(actionHandler_, nullptr);
-    const std::weak_ptr<OrvoUpdatePromptPresenter*> weak = self_;
+    const std::shared_ptr<OrvoUpdatePromptPresenter*> self = self_;
     if (handler) handler(OrvoUpdatePromptAction::dismissed());
-    if (weak.expired() || promptWindow_ != closing) return;
+    if (*self == nullptr || promptWindow_ != closing) return;
   }
   promptWindow_.reset();
   displayedFeed_.reset();

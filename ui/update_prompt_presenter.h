@@ -116,7 +116,7 @@ class OrvoUpdatePromptPresenter {
   std::optional<FeedEntry> displayedFeed_;
   ActionHandler actionHandler_;
   bool shouldRemindOnWindowClose_ = false;
-  // Gone with the presenter; what the window calls later finds out by it.
+  // Points nowhere once the presenter is gone; what is called later, or goes on later, finds out by it.
   std::shared_ptr<OrvoUpdatePromptPresenter*> self_;
 };
 

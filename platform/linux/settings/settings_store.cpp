@@ -4,6 +4,7 @@
 #include <sys/file.h>
 
 #include <cstdlib>
+#include <map>
 #include <mutex>
 #include <utility>
 
@@ -61,6 +62,7 @@ class SettingsFile final : public PellamKeyValueStoring {
 
   std::optional<PropertyListValue> objectForKey(std::string_view key) const override {
     const std::lock_guard lock(mutex_);
+    if (const auto unsaved = unsaved_.find(key); unsaved != unsaved_.end()) return unsaved->second;
     const PropertyListDictionary settings = readable();
     const PropertyListValue* value = settings.find(key);
     return value == nullptr ? std::nullopt : std::optional(*value);
@@ -68,6 +70,7 @@ class SettingsFile final : public PellamKeyValueStoring {
 
   void set(std::optional<PropertyListValue> value, std::string_view key) override {
     const std::lock_guard lock(mutex_);
+    unsaved_[std::string(key)] = std::move(value);
     try {
       fileSystem_->createDirectory(file_.parent_path());
       // Another process that changes the settings waits here, so that neither change is lost.
@@ -83,12 +86,15 @@ class SettingsFile final : public PellamKeyValueStoring {
         fileSystem_->writeFileAtomically(damaged, fileSystem_->readFile(file_).span());
         log_("The settings in " + file_.string() + " cannot be read; they are kept in " + damaged.string());
       }
-      if (value) {
-        settings.set(std::string(key), *std::move(value));
-      } else {
-        settings.erase(key);
+      for (const auto& [changed, newValue] : unsaved_) {
+        if (newValue) {
+          settings.set(changed, *newValue);
+        } else {
+          settings.erase(changed);
+        }
       }
       fileSystem_->writeFileAtomically(file_, writeBinaryPropertyList(settings));
+      unsaved_.clear();
     } catch (const std::exception& error) {
       log_("The setting \"" + std::string(key) + "\" cannot be saved: " + error.what());
     }
@@ -118,6 +124,8 @@ class SettingsFile final : public PellamKeyValueStoring {
   }
 
   mutable std::mutex mutex_;
+  // Changes that are not in the file yet; absent values were removed.
+  std::map<std::string, std::optional<PropertyListValue>, std::less<>> unsaved_;
   std::filesystem::path file_;
   std::shared_ptr<FileSystem> fileSystem_;
   DiagnosticLog log_ = makeSystemLog();

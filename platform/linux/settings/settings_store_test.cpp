@@ -26,5 +26,18 @@ TEST_F(SettingsStoreTest, ADamagedFileCountsAsEmptyAndIsKept) {
   EXPECT_EQ(TemporaryFolder::read(folder_ / "Preferences/app.plist.damaged"), "{{{{");
 }
 
+TEST_F(SettingsStoreTest, AChangeThatCannotBeSavedHoldsAndIsSavedWithTheNext) {
+  folder_.write("Preferences", "in the folder's place");
+  const auto settings = store();
+  settings->set("kept", "a");
+  settings->removeObjectForKey("b");
+  EXPECT_EQ(settings->stringForKey("a"), "kept");
+  EXPECT_EQ(store()->stringForKey("a"), std::nullopt);
+  std::filesystem::remove(folder_ / "Preferences");
+  settings->set("next", "c");
+  EXPECT_EQ(store()->stringForKey("a"), "kept");
+  EXPECT_EQ(store()->stringForKey("c"), "next");
+}
+
 }  // namespace
 }  // namespace pellam

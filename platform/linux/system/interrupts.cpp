@@ -11,6 +11,12 @@ namespace pellam {
 
 namespace {
 
+// The thread that waits for the signals; there is one at most.
+std::atomic<pthread_t> watchingThread;
+
+// Runs on a thread that does not block the signals: one that a library has started before main.
+void passOn(int number) { pthread_kill(watchingThread, number); }
+
 // Waits for the signals on a thread of its own; every thread made afterwards inherits the blocked mask.
 class InterruptWatcher final : public InterruptWatching {
  public:
@@ -20,10 +26,18 @@ class InterruptWatcher final : public InterruptWatching {
     sigaddset(&signals_, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
     thread_ = std::thread([this] { watch(); });
+    watchingThread = thread_.native_handle();
+    struct sigaction action = {};
+    action.sa_handler = passOn;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, &previousInterrupt_);
+    sigaction(SIGTERM, &action, &previousTermination_);
   }
   InterruptWatcher(const InterruptWatcher&) = delete;
   InterruptWatcher& operator=(const InterruptWatcher&) = delete;
   ~InterruptWatcher() override {
+    sigaction(SIGINT, &previousInterrupt_, nullptr);
+    sigaction(SIGTERM, &previousTermination_, nullptr);
     isEnding_ = true;
     // The thread waits for this signal in sigwait, so nothing is terminated by it.
     pthread_kill(thread_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
@@ -43,6 +57,8 @@ class InterruptWatcher final : public InterruptWatching {
   std::function<void()> handler_;
   sigset_t signals_{};
   sigset_t previous_{};
+  struct sigaction previousInterrupt_ = {};
+  struct sigaction previousTermination_ = {};
   std::atomic<bool> isEnding_ = false;
   std::thread thread_;
 };

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "examples/editor/editor_log.h"
+#include "foundation/cancellation.h"
+#include "platform/bundle.h"
+
+namespace pellam {
+
+// The sample application without windows: checks once, agrees to whatever is offered, and lingers for
+// "EditorLingerSeconds" of its Info.plist, or until it is cancelled. The calling thread is its main thread.
+// Throws InstalledApplicationError.
+void runEditorWithoutWindows(const Bundle& bundle, EditorLog& log, const CancellationToken& cancellation);
+
+}  // namespace pellam

@@ -29,14 +29,24 @@ function(pellam_program name)
   target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS})
 endfunction()
 
-# pellam_test(NAME SOURCES x_test.cpp ... LINKS lib ... [TIMEOUT seconds] [ENVIRONMENT A=B ...])
-# One GoogleTest program per component, registered once with CTest. Exit status 77 means skipped.
+# A system without an installed GoogleTest builds it from a folder with its sources.
+set(PELLAM_GOOGLETEST_SOURCE "" CACHE PATH "A folder with the sources of GoogleTest; empty: the installed one")
+if(PELLAM_BUILD_TESTS AND PELLAM_GOOGLETEST_SOURCE)
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  add_subdirectory("${PELLAM_GOOGLETEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
+endif()
+
+# pellam_test(NAME [EVERYWHERE] SOURCES x_test.cpp ... LINKS lib ... [TIMEOUT seconds] [ENVIRONMENT A=B ...])
+# One GoogleTest program per component, registered once with CTest. Exit status 77 means skipped. Where the system
+# is Apple's, only what is marked EVERYWHERE is built: the other tests bring the tools of the other system along.
 function(pellam_test name)
-  if(NOT PELLAM_BUILD_TESTS)
+  cmake_parse_arguments(ARG "EVERYWHERE" "TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
+  if(NOT PELLAM_BUILD_TESTS OR (APPLE AND NOT ARG_EVERYWHERE))
     return()
   endif()
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
-  find_package(GTest REQUIRED)
+  if(NOT TARGET GTest::gtest_main)
+    find_package(GTest REQUIRED)
+  endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS} GTest::gtest_main)
   if(NOT ARG_TIMEOUT)

@@ -59,35 +59,6 @@ class FileSystemTest : public testing::Test {
   fs::path otherVolume_;
 };
 
-TEST_F(FileSystemTest, RemovesTreesWithoutEverLeavingThroughALink) {
-  write(root_ / "outside" / "kept", "x");
-  write(root_ / "tree" / "inside" / "file", "x");
-  fs::create_directory_symlink(root_ / "outside", root_ / "tree" / "inside" / "link");
-  fs::create_symlink("nowhere", root_ / "tree" / "dangling");
-  files_->removeItem(root_ / "tree");
-  EXPECT_EQ(namesIn(root_), std::vector<std::string>{"outside"});
-  EXPECT_TRUE(fs::exists(root_ / "outside" / "kept"));
-
-  fs::create_directory_symlink(root_ / "outside", root_ / "link");
-  files_->removeItem(root_ / "link");
-  EXPECT_TRUE(fs::exists(root_ / "outside" / "kept"));
-  EXPECT_EQ(errorOf([&] { files_->removeItem(root_ / "missing"); }), ENOENT);
-  EXPECT_EQ(errorOf([&] { files_->removeItem(root_ / std::string("outside\0x", 9)); }), EINVAL);
-}
-
-TEST_F(FileSystemTest, ARemovalThatCannotBeginTouchesNothing) {
-  if (::geteuid() != 0) GTEST_SKIP() << "becoming another user needs root";
-  write(root_ / "sticky" / "App" / "file", "x");
-  fs::permissions(root_, fs::perms(0755));
-  fs::permissions(root_ / "sticky", fs::perms(01777));
-  fs::permissions(root_ / "sticky" / "App", fs::perms(0777));
-  ASSERT_EQ(::seteuid(65534), 0);
-  const int error = errorOf([&] { files_->removeItem(root_ / "sticky" / "App"); });
-  ASSERT_EQ(::seteuid(0), 0);
-  EXPECT_EQ(error, EPERM);
-  EXPECT_EQ(read(root_ / "sticky" / "App" / "file"), "x");
-}
-
 TEST_F(FileSystemTest, RemovesATreeDeeperThanAnyPathOrDescriptorLimit) {
   const int start = ::open(".", O_RDONLY | O_DIRECTORY);
   fs::create_directory(root_ / "deep");
@@ -100,18 +71,6 @@ TEST_F(FileSystemTest, RemovesATreeDeeperThanAnyPathOrDescriptorLimit) {
   ::close(start);
   files_->removeItem(root_ / "deep");
   EXPECT_TRUE(fs::is_empty(root_));
-}
-
-TEST_F(FileSystemTest, MovesOnlyToAFreeName) {
-  write(root_ / "a" / "file", "a");
-  write(root_ / "b", "b");
-  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "b"); }), EEXIST);
-  fs::create_directory(root_ / "empty");
-  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "empty"); }), EEXIST);
-  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "missing", root_ / "c"); }), ENOENT);
-  EXPECT_EQ(errorOf([&] { files_->moveItem(root_ / "a", root_ / "a" / "below"); }), EINVAL);
-  files_->moveItem(root_ / "a", root_ / "c");
-  EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"b", "c", "empty"}));
 }
 
 TEST_F(FileSystemTest, MovesAcrossVolumesWithEverythingThatBelongsToTheItem) {
@@ -170,58 +129,6 @@ TEST_F(FileSystemTest, AFailedMoveAcrossVolumesLeavesTheSourceWholeAndNothingEls
   EXPECT_TRUE(fs::exists(deep));
 }
 
-TEST_F(FileSystemTest, WritesAtomicallyOrNotAtAll) {
-  write(root_ / "target", "kept");
-  fs::create_symlink("target", root_ / "link");
-  files_->writeFileAtomically(root_ / "link", bytes("new"));
-  EXPECT_FALSE(fs::is_symlink(root_ / "link"));
-  EXPECT_EQ(read(root_ / "link"), "new");
-  EXPECT_EQ(read(root_ / "target"), "kept");
-  fs::create_directory(root_ / "folder");
-  EXPECT_EQ(errorOf([&] { files_->writeFileAtomically(root_ / "folder", bytes("x")); }), EISDIR);
-  EXPECT_EQ(errorOf([&] { files_->writeFileAtomically(root_ / "none" / "x", bytes("x")); }), ENOENT);
-  EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"folder", "link", "target"}));
-}
-
-TEST_F(FileSystemTest, ReadingNeverBlocksOnWhatIsNoFile) {
-  ASSERT_EQ(::mkfifo((root_ / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_ / "pipe"); }), EINVAL);
-  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_); }), EISDIR);
-  EXPECT_EQ(errorOf([&] { (void)files_->readFile(root_ / "none"); }), ENOENT);
-}
-
-TEST_F(FileSystemTest, CreatesFoldersWithThoseAbove) {
-  files_->createDirectory(root_ / "a" / "b" / "c");
-  files_->createDirectory(root_ / "a" / "b");
-  EXPECT_TRUE(fs::is_directory(root_ / "a" / "b" / "c"));
-  write(root_ / "file", "x");
-  EXPECT_EQ(errorOf([&] { files_->createDirectory(root_ / "file"); }), EEXIST);
-  EXPECT_EQ(errorOf([&] { files_->createDirectory(root_ / "file" / "x"); }), ENOTDIR);
-}
-
-TEST_F(FileSystemTest, EnumeratesInOrderWithoutFollowingLinks) {
-  write(root_ / "b.txt", "");
-  write(root_ / "X.app" / "Contents" / "file", "");
-  write(root_ / ".hidden" / "file", "");
-  write(root_ / "sub" / "file", "");
-  fs::create_directory_symlink(root_ / "sub", root_ / "link");
-  const auto visited = [&](EnumerationOptions options, EnumerationStep atSub) {
-    std::string text;
-    files_->enumerate(root_, options, [&](const fs::path& item) {
-      text += item.lexically_relative(root_).string() + " ";
-      return item.filename() == "sub" ? atSub : EnumerationStep::descend;
-    });
-    return text;
-  };
-  EXPECT_EQ(visited({}, EnumerationStep::descend),
-            ".hidden .hidden/file X.app X.app/Contents X.app/Contents/file b.txt link sub sub/file ");
-  EXPECT_EQ(visited({true, true}, EnumerationStep::skipDescendants), "X.app b.txt link sub ");
-  EXPECT_EQ(visited({true, true}, EnumerationStep::stop), "X.app b.txt link sub ");
-  EXPECT_EQ(errorOf([&] { files_->enumerate(root_ / "b.txt", {}, nullptr); }), ENOTDIR);
-  EXPECT_EQ(files_->contentsOfDirectory(root_, true).size(), 4U);
-  EXPECT_EQ(files_->contentsOfDirectory(root_, false).size(), 5U);
-}
-
 TEST_F(FileSystemTest, ReleasesTheQuarantineMarkOfTheItemItself) {
   write(root_ / "file", "");
   fs::create_symlink("file", root_ / "link");
@@ -237,46 +144,6 @@ TEST_F(FileSystemTest, ReleasesTheQuarantineMarkOfTheItemItself) {
   EXPECT_EQ(::getxattr(path.c_str(), "user.com.apple.quarantine", &value, 1), 1);
   EXPECT_EQ(files_->removeQuarantineAttribute(root_ / "file"), 0);
   EXPECT_EQ(::getxattr(path.c_str(), "user.com.apple.quarantine", &value, 1), -1);
-}
-
-TEST_F(FileSystemTest, ChangesTheOwnerOfLinksNotOfTheirTargets) {
-  if (::geteuid() != 0) GTEST_SKIP() << "giving files away needs root";
-  write(root_ / "file", "");
-  fs::create_symlink("file", root_ / "link");
-  fs::create_symlink("nowhere", root_ / "dangling");
-  files_->changeOwner(root_ / "link", 1234, 2345);
-  files_->changeOwner(root_ / "dangling", 1234, 2345);
-  EXPECT_EQ(files_->attributes(root_ / "link").ownerID, 1234U);
-  EXPECT_EQ(files_->attributes(root_ / "dangling").groupID, 2345U);
-  EXPECT_EQ(files_->attributes(root_ / "file").ownerID, 0U);
-}
-
-TEST_F(FileSystemTest, AnswersQuestionsAboutItems) {
-  write(root_ / "file", "");
-  fs::create_symlink(root_, root_ / "link");
-  fs::create_symlink("nowhere", root_ / "dangling");
-  bool isDirectory = true;
-  EXPECT_TRUE(files_->itemExists(root_ / "file", &isDirectory));
-  EXPECT_FALSE(isDirectory);
-  EXPECT_TRUE(files_->itemExists(root_ / "link", &isDirectory));
-  EXPECT_TRUE(isDirectory);
-  EXPECT_FALSE(files_->itemExists(root_ / "dangling", &isDirectory));
-  EXPECT_FALSE(isDirectory);
-  EXPECT_EQ(files_->attributes(root_ / "link").type, FileType::symbolicLink);
-  EXPECT_FALSE(files_->isExecutableFile(root_ / "file"));
-  EXPECT_FALSE(files_->isExecutableFile(root_));
-  fs::permissions(root_ / "file", fs::perms(0700));
-  EXPECT_TRUE(files_->isExecutableFile(root_ / "file"));
-  const fs::path real = fs::canonical(root_);
-  EXPECT_EQ(files_->resolvingSymlinks(root_ / "link" / "." / "x" / ".." / "new" / ""), real / "new");
-  EXPECT_EQ(files_->resolvingSymlinks(root_ / "link" / "file"), real / "file");
-}
-
-TEST(PosixErrorName, NamesNumbers) {
-  EXPECT_EQ(posixErrorName(EACCES), "EACCES");
-  EXPECT_EQ(posixErrorName(EPERM), "EPERM");
-  EXPECT_EQ(posixErrorName(99999), "EIO");
-  EXPECT_EQ(posixErrorName(0), "EIO");
 }
 
 }  // namespace

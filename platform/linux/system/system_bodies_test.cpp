@@ -5,12 +5,10 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <set>
 
 #include "platform/bundle.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
-#include "platform/identifiers.h"
 #include "platform/linux/system/detached_process.h"
 #include "platform/linux/system/operating_system_release.h"
 #include "platform/process_information.h"
@@ -92,38 +90,6 @@ TEST(ProcessInformationTest, ReadsTheSystemsVersion) {
   };
   for (const auto& [release, version] : rows) {
     EXPECT_EQ(operatingSystemVersionFromRelease(release).text(), version) << release;
-  }
-}
-
-TEST(ProcessInformationTest, WaitsForAnotherProcess) {
-  const auto process = makeSystemProcessInformation();
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::pause();
-    ::_exit(0);
-  }
-  EXPECT_FALSE(process->waitForProcessToEnd(child, std::chrono::milliseconds(20)));
-  ::kill(child, SIGKILL);
-  EXPECT_TRUE(process->waitForProcessToEnd(child, std::chrono::seconds(10)));
-  ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(process->waitForProcessToEnd(child, std::chrono::seconds(10))) << "a process that is long gone";
-}
-
-TEST(UUIDTest, AreCanonicalAndDiffer) {
-  const auto identifiers = makeSystemUUIDGenerator();
-  std::set<std::string> made;
-  for (int count = 0; count < 100; ++count) {
-    const std::string identifier = identifiers->makeUUID();
-    EXPECT_TRUE(isUUID(identifier));
-    EXPECT_EQ(identifier.find_first_of("abcdef"), std::string::npos);
-    EXPECT_EQ(identifier[14], '4');
-    made.insert(identifier);
-  }
-  EXPECT_EQ(made.size(), 100U);
-  EXPECT_TRUE(isUUID("0f3c2a64-7d1b-4c1e-9a4b-2b8f0e6c9d11"));
-  for (const char* text : {"", "0F3C2A647D1B4C1E9A4B2B8F0E6C9D11", "0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D1G",
-                           "0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D111", "0F3C2A64 7D1B-4C1E-9A4B-2B8F0E6C9D11"}) {
-    EXPECT_FALSE(isUUID(text)) << text;
   }
 }
 

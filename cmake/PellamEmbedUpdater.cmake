@@ -1,0 +1,41 @@
+# pellam_embed_updater(TARGET IDENTIFIER id VERSION version BUILD integer [CONTENTS folder] [ANCHORS file])
+# Puts the launcher service, the installer helper and the texts into the bundle of an application each time that it
+# is linked. On Apple's systems TARGET is a MACOSX_BUNDLE and CONTENTS needs no stating. Elsewhere CONTENTS is
+# <binary folder>/<TARGET>.app/Contents unless stated; the program itself, the signing tool and the unpacker are put
+# into it as well and, when given, the certificates that releases must chain to. The Info.plist of the application
+# stays the application's own. Sign the result, the service first.
+set(PELLAM_EMBED_UPDATER_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/EmbedUpdaterScript.cmake")
+
+function(pellam_embed_updater target)
+  cmake_parse_arguments(ARG "" "IDENTIFIER;VERSION;BUILD;CONTENTS;ANCHORS" "" ${ARGN})
+  foreach(name IDENTIFIER VERSION BUILD)
+    if("${ARG_${name}}" STREQUAL "")
+      message(FATAL_ERROR "pellam_embed_updater(${target}): ${name} is missing")
+    endif()
+  endforeach()
+  set(programs PellamUpdateInstaller PellamUpdateInstallerLauncherService)
+  set(tools "")
+  if(APPLE)
+    if(NOT ARG_CONTENTS)
+      set(ARG_CONTENTS "$<TARGET_BUNDLE_CONTENT_DIR:${target}>")
+    endif()
+  else()
+    if(NOT ARG_CONTENTS)
+      set(ARG_CONTENTS "${CMAKE_CURRENT_BINARY_DIR}/${target}.app/Contents")
+    endif()
+    list(APPEND programs pellam-codesign pellam-ditto)
+    set(tools "pellam-codesign,pellam-ditto")
+  endif()
+  add_dependencies(${target} ${programs})
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND "${CMAKE_COMMAND}" "-DCONTENTS=${ARG_CONTENTS}"
+      "-DPROGRAMS=$<TARGET_FILE_DIR:PellamUpdateInstaller>" "-DIDENTIFIER=${ARG_IDENTIFIER}"
+      "-DVERSION=${ARG_VERSION}" "-DBUILD=${ARG_BUILD}" "-DANCHORS=${ARG_ANCHORS}" "-DTOOLS=${tools}"
+      -P "${PELLAM_EMBED_UPDATER_SCRIPT}"
+    VERBATIM)
+  if(NOT APPLE)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND "${CMAKE_COMMAND}" -E copy "$<TARGET_FILE:${target}>" "${ARG_CONTENTS}/MacOS/"
+      VERBATIM)
+  endif()
+endfunction()

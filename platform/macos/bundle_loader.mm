@@ -1,0 +1,41 @@
+#include "platform/bundle.h"
+
+#include "platform/macos/foundation_bridge.h"
+
+namespace pellam {
+
+namespace {
+
+class SystemBundleLoader final : public BundleLoading {
+ public:
+  std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
+    NSURL* url = macos::fileURL(path);
+    if ([NSBundle bundleWithURL:url] == nil) return std::nullopt;
+    // Bundle objects are kept for as long as the process runs, with what they once read; an application that
+    // is being replaced needs what lies there now.
+    NSDictionary* information =
+        CFBridgingRelease(CFBundleCopyInfoDictionaryInDirectory((__bridge CFURLRef)url));
+    return Bundle{path, macos::dictionaryOf(information)};
+  }
+
+  std::filesystem::path mainBundlePath() const override {
+    return NSBundle.mainBundle.bundleURL.fileSystemRepresentation;
+  }
+
+  std::string localizedString(const std::filesystem::path& bundle, const std::string& key,
+                              const std::string& table, const std::string& fallback) const override {
+    NSBundle* opened = [NSBundle bundleWithURL:macos::fileURL(bundle)];
+    if (opened == nil) return fallback;
+    return macos::textOf([opened localizedStringForKey:macos::stringFrom(key)
+                                                 value:macos::stringFrom(fallback)
+                                                 table:table.empty() ? nil : macos::stringFrom(table)]);
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<BundleLoading> makeSystemBundleLoader(std::shared_ptr<FileSystem>) {
+  return std::make_shared<SystemBundleLoader>();
+}
+
+}  // namespace pellam

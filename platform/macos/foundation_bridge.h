@@ -1,0 +1,50 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/bridged_error.h"
+#include "foundation/date.h"
+#include "foundation/property_list_value.h"
+
+// The conversions between this system's values and Foundation's objects. Included by the bodies of this
+// folder alone. Pure functions; any thread. Returned objects belong to the caller as usual under reference
+// counting.
+namespace pellam::macos {
+
+// An ill-formed UTF-8 sequence becomes U+FFFD.
+[[nodiscard]] NSString* _Nonnull stringFrom(std::string_view text);
+// Empty for nil.
+[[nodiscard]] std::string textOf(NSString* _Nullable string);
+
+// The bytes of a path are a file's name, whatever they spell.
+[[nodiscard]] NSString* _Nonnull pathString(const std::filesystem::path& path);
+[[nodiscard]] NSURL* _Nonnull fileURL(const std::filesystem::path& path);
+
+[[nodiscard]] NSDate* _Nonnull dateFrom(Date date);
+[[nodiscard]] Date dateOf(NSDate* _Nonnull date);
+
+// Domain, code and localised description.
+[[nodiscard]] BridgedError bridgedError(NSError* _Nonnull error);
+
+// Booleans become CoreFoundation booleans, every other number keeps its kind.
+[[nodiscard]] NSObject* _Nonnull objectFrom(const PropertyListValue& value);
+[[nodiscard]] NSDictionary<NSString*, id>* _Nonnull dictionaryFrom(const PropertyListDictionary& dictionary);
+
+// How much one conversion may make out of an object; hostile lists share parts that grow when they are
+// copied.
+struct ConversionLimits {
+  int depth = 512;
+  std::size_t bytes = std::size_t{64} << 20;  // texts and data by their length, and 16 for every value
+};
+// Nothing for an object that is no property-list value and for one beyond the limits.
+[[nodiscard]] std::optional<PropertyListValue> valueOf(NSObject* _Nullable object,
+                                                       ConversionLimits limits = {});
+// Empty when a key is no string or a value is no property-list value.
+[[nodiscard]] PropertyListDictionary dictionaryOf(NSDictionary* _Nullable dictionary);
+
+}  // namespace pellam::macos

@@ -1,0 +1,174 @@
+#include "platform/macos/foundation_bridge.h"
+
+#include <cmath>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "platform/unicode_text.h"
+
+namespace pellam::macos {
+
+namespace {
+
+struct Converter {
+  int depth;
+  std::size_t left;
+
+  // False when nothing is left for one more value of that length.
+  bool take(std::size_t length) {
+    constexpr std::size_t perValue = 16;
+    if (length > left || left - length < perValue) return false;
+    left -= length + perValue;
+    return true;
+  }
+  std::optional<std::string> string(NSString* object) {
+    if (!take(object.length)) return std::nullopt;
+    return textOf(object);
+  }
+  std::optional<PropertyListValue> value(NSObject* object);
+  std::optional<PropertyListDictionary> dictionary(NSDictionary* object);
+};
+
+PropertyListValue numberOf(NSNumber* number) {
+  // A boolean is an object of its own kind; by value it could not be told from 0 and 1.
+  if (CFGetTypeID((__bridge CFTypeRef)number) == CFBooleanGetTypeID()) return number.boolValue == YES;
+  switch (number.objCType[0]) {
+    case 'd':
+    case 'f':
+      return number.doubleValue;
+    case 'Q':
+    case 'L':
+      return std::uint64_t{number.unsignedLongLongValue};
+    case 'I':
+      return std::uint32_t{number.unsignedIntValue};
+    default:
+      return std::int64_t{number.longLongValue};
+  }
+}
+
+std::optional<PropertyListDictionary> Converter::dictionary(NSDictionary* object) {
+  std::vector<PropertyListDictionary::Entry> entries;
+  entries.reserve(object.count);
+  for (NSObject* key in object) {
+    if (![key isKindOfClass:[NSString class]]) return std::nullopt;
+    std::optional<std::string> name = string(static_cast<NSString*>(key));
+    std::optional<PropertyListValue> converted = value([object objectForKey:key]);
+    if (!name || !converted) return std::nullopt;
+    entries.emplace_back(*std::move(name), *std::move(converted));
+  }
+  return PropertyListDictionary(std::move(entries));
+}
+
+std::optional<PropertyListValue> Converter::value(NSObject* object) {
+  if ([object isKindOfClass:[NSString class]]) return string(static_cast<NSString*>(object));
+  const bool isData = [object isKindOfClass:[NSData class]] == YES;
+  if (depth == 0 || !take(isData ? static_cast<NSData*>(object).length : 0)) return std::nullopt;
+  if ([object isKindOfClass:[NSNumber class]]) return numberOf(static_cast<NSNumber*>(object));
+  if ([object isKindOfClass:[NSDate class]]) return dateOf(static_cast<NSDate*>(object));
+  if (isData) {
+    auto* data = static_cast<NSData*>(object);
+    const auto* bytes = static_cast<const std::uint8_t*>(data.bytes);
+    return PropertyListData(bytes, bytes + data.length);
+  }
+  --depth;
+  std::optional<PropertyListValue> result;
+  if ([object isKindOfClass:[NSArray class]]) {
+    PropertyListArray elements;
+    for (NSObject* element in static_cast<NSArray*>(object)) {
+      std::optional<PropertyListValue> converted = value(element);
+      if (!converted) return std::nullopt;
+      elements.push_back(*std::move(converted));
+    }
+    result = std::move(elements);
+  } else if ([object isKindOfClass:[NSDictionary class]]) {
+    std::optional<PropertyListDictionary> converted = dictionary(static_cast<NSDictionary*>(object));
+    if (converted) result = *std::move(converted);
+  }
+  ++depth;
+  return result;
+}
+
+NSObject* objectFromNumber(const PropertyListValue& value) {
+  if (const bool* boolean = value.boolean()) return *boolean ? @YES : @NO;
+  if (const std::uint32_t* number = value.unsigned32()) return [NSNumber numberWithUnsignedInt:*number];
+  if (const std::uint64_t* number = value.unsigned64()) return [NSNumber numberWithUnsignedLongLong:*number];
+  if (const double* number = value.real()) return [NSNumber numberWithDouble:*number];
+  return [NSNumber numberWithLongLong:value.numberAsInteger().value_or(0)];
+}
+
+}  // namespace
+
+NSString* stringFrom(std::string_view text) {
+  NSString* string = [[NSString alloc] initWithBytes:text.data()
+                                              length:text.size()
+                                            encoding:NSUTF8StringEncoding];
+  if (string != nil) return string;
+  std::u32string scalars;
+  for (std::size_t offset = 0; offset < text.size();) scalars.push_back(text::nextScalar(text, offset));
+  string = [[NSString alloc] initWithBytes:scalars.data()
+                                    length:scalars.size() * sizeof(char32_t)
+                                  encoding:NSUTF32LittleEndianStringEncoding];
+  return string != nil ? string : @"";
+}
+
+std::string textOf(NSString* string) {
+  NSData* bytes = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
+  return bytes == nil ? std::string() : std::string(static_cast<const char*>(bytes.bytes), bytes.length);
+}
+
+NSString* pathString(const std::filesystem::path& path) {
+  return [NSFileManager.defaultManager stringWithFileSystemRepresentation:path.c_str()
+                                                                   length:path.native().size()];
+}
+
+NSURL* fileURL(const std::filesystem::path& path) { return [NSURL fileURLWithPath:pathString(path)]; }
+
+NSDate* dateFrom(Date date) {
+  const std::chrono::duration<double> seconds = date.time_since_epoch();
+  return [NSDate dateWithTimeIntervalSince1970:seconds.count()];
+}
+
+Date dateOf(NSDate* date) {
+  // Beyond the years that a Date holds, the nearest one that it does.
+  constexpr double limit = 9e12;
+  const double seconds = std::fmin(std::fmax(date.timeIntervalSince1970, -limit), limit);
+  return Date(std::chrono::microseconds(std::llround(seconds * 1e6)));
+}
+
+BridgedError bridgedError(NSError* error) {
+  return {textOf(error.domain), error.code, textOf(error.localizedDescription)};
+}
+
+NSObject* objectFrom(const PropertyListValue& value) {
+  if (const PropertyListText* text = value.string()) return stringFrom(*text);
+  if (const Date* date = value.date()) return dateFrom(*date);
+  if (const PropertyListData* data = value.data()) {
+    return [NSData dataWithBytes:data->data() length:data->size()];
+  }
+  if (const PropertyListDictionary* dictionary = value.dictionary()) return dictionaryFrom(*dictionary);
+  if (const PropertyListArray* array = value.array()) {
+    NSMutableArray<NSObject*>* objects = [NSMutableArray array];
+    for (const PropertyListValue& element : *array) [objects addObject:objectFrom(element)];
+    return objects;
+  }
+  return objectFromNumber(value);
+}
+
+NSDictionary<NSString*, id>* dictionaryFrom(const PropertyListDictionary& dictionary) {
+  NSMutableDictionary<NSString*, id>* objects = [NSMutableDictionary dictionary];
+  for (const auto& [key, value] : dictionary) [objects setObject:objectFrom(value) forKey:stringFrom(key)];
+  return objects;
+}
+
+std::optional<PropertyListValue> valueOf(NSObject* object, ConversionLimits limits) {
+  return Converter{limits.depth, limits.bytes}.value(object);
+}
+
+PropertyListDictionary dictionaryOf(NSDictionary* dictionary) {
+  const std::optional<PropertyListValue> value = valueOf(dictionary);
+  const PropertyListDictionary* entries = value ? value->dictionary() : nullptr;
+  return entries == nullptr ? PropertyListDictionary() : *entries;
+}
+
+}  // namespace pellam::macos

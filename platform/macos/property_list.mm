@@ -1,0 +1,71 @@
+#include "platform/property_list.h"
+
+#include <stdexcept>
+
+#include "platform/macos/foundation_bridge.h"
+#include "platform/macos/nesting_guard.h"
+
+namespace pellam {
+
+namespace {
+
+constexpr int maximumDepth = 512;
+
+NSData* serialized(const PropertyListValue& value, NSPropertyListFormat format) {
+  NSError* error = nil;
+  NSData* data = [NSPropertyListSerialization dataWithPropertyList:macos::objectFrom(value)
+                                                            format:format
+                                                           options:0
+                                                             error:&error];
+  if (data == nil) throw std::invalid_argument(macos::textOf(error.localizedDescription));
+  return data;
+}
+
+bool isDeeperThan(const PropertyListValue& value, int levels) {
+  if (levels == 0) return true;
+  if (const PropertyListArray* array = value.array()) {
+    for (const PropertyListValue& element : *array) {
+      if (isDeeperThan(element, levels - 1)) return true;
+    }
+  }
+  if (const PropertyListDictionary* dictionary = value.dictionary()) {
+    for (const auto& [key, element] : *dictionary) {
+      if (isDeeperThan(element, levels - 1)) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
+  // Foundation's readers of the text forms go one stack frame deeper for each level.
+  if (macos::textNestsDeeperThan(bytes, maximumDepth)) {
+    throw PropertyListReadError("The property list is nested too deeply.");
+  }
+  NSError* error = nil;
+  NSObject* list = [NSPropertyListSerialization propertyListWithData:[NSData dataWithBytes:bytes.data()
+                                                                                    length:bytes.size()]
+                                                             options:NSPropertyListImmutable
+                                                              format:nil
+                                                               error:&error];
+  if (list == nil) throw PropertyListReadError(macos::textOf(error.localizedDescription));
+  auto value = macos::valueOf(list, {maximumDepth, (std::size_t{1} << 20) + 32 * bytes.size()});
+  if (!value)
+    throw PropertyListReadError("The property list is nested too deeply or repeats its parts too often.");
+  return *std::move(value);
+}
+
+std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value) {
+  if (isDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 512 levels");
+  NSData* data = serialized(value, NSPropertyListBinaryFormat_v1_0);
+  const auto* start = static_cast<const std::uint8_t*>(data.bytes);
+  return {start, start + data.length};
+}
+
+std::string writeXMLPropertyList(const PropertyListValue& value) {
+  NSData* data = serialized(value, NSPropertyListXMLFormat_v1_0);
+  return {static_cast<const char*>(data.bytes), data.length};
+}
+
+}  // namespace pellam

@@ -1,0 +1,11 @@
+#include "platform/system_log.h"
+
+#include "platform/macos/foundation_bridge.h"
+
+namespace pellam {
+
+DiagnosticLog makeSystemLog() {
+  return [](const std::string& line) { NSLog(@"%@", macos::stringFrom(line)); };
+}
+
+}  // namespace pellam

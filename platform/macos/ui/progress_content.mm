@@ -1,0 +1,78 @@
+#include "platform/macos/foundation_bridge.h"
+#include "platform/macos/ui/view_handles.h"
+#include "platform/macos/ui/window_contents.h"
+
+namespace pellam::macos {
+
+namespace {
+
+constexpr NSLayoutPriority lowResistance = 250;
+
+NSTextField* oneLineLabel(NSFont* font, const std::string& identifier) {
+  NSTextField* label = [NSTextField labelWithString:@""];
+  label.font = font;
+  label.lineBreakMode = NSLineBreakByTruncatingTail;
+  label.accessibilityIdentifier = stringFrom(identifier);
+  [label setContentCompressionResistancePriority:lowResistance
+                                  forOrientation:NSLayoutConstraintOrientationHorizontal];
+  return label;
+}
+
+PellamProgressIndicator* progressBar(const std::string& identifier) {
+  PellamProgressIndicator* bar = [[PellamProgressIndicator alloc] initWithFrame:NSZeroRect];
+  bar.style = NSProgressIndicatorStyleBar;
+  bar.usesThreadedAnimation = YES;
+  bar.indeterminate = YES;
+  bar.minValue = 0;
+  bar.maxValue = 1;
+  bar.accessibilityIdentifier = stringFrom(identifier);
+  [bar startAnimation:nil];
+  return bar;
+}
+
+NSStackView* buttonRow(const std::string& identifier) {
+  OrvoUpdateProgressActionButton* button = [[OrvoUpdateProgressActionButton alloc] initWithFrame:NSZeroRect];
+  button.bezelStyle = NSBezelStyleRounded;
+  button.accessibilityIdentifier = stringFrom(identifier);
+  button.hidden = YES;
+  NSStackView* row = [NSStackView stackViewWithViews:@[ button ]];
+  row.orientation = NSUserInterfaceLayoutOrientationHorizontal;
+  row.alignment = NSLayoutAttributeCenterY;
+  row.spacing = 0;
+  row.detachesHiddenViews = YES;
+  return row;
+}
+
+}  // namespace
+
+void addProgressContent(NSView* contentView, const ProgressContent& content) {
+  NSTextField* title = oneLineLabel(
+      [NSFont systemFontOfSize:NSFont.systemFontSize weight:NSFontWeightSemibold], content.titleIdentifier);
+  NSTextField* status = oneLineLabel([NSFont monospacedDigitSystemFontOfSize:NSFont.smallSystemFontSize
+                                                                      weight:NSFontWeightRegular],
+                                     content.statusIdentifier);
+  status.textColor = NSColor.secondaryLabelColor;
+  status.hidden = YES;
+  PellamProgressIndicator* bar = progressBar(content.barIdentifier);
+  NSStackView* row = buttonRow(content.buttonIdentifier);
+
+  NSArray<NSView*>* rows = @[ title, status, bar, row ];
+  NSStackView* stack = [NSStackView stackViewWithViews:rows];
+  stack.orientation = NSUserInterfaceLayoutOrientationVertical;
+  stack.alignment = NSLayoutAttributeLeading;
+  stack.distribution = NSStackViewDistributionFill;
+  stack.spacing = content.spacing;
+  stack.detachesHiddenViews = YES;
+  stack.translatesAutoresizingMaskIntoConstraints = NO;
+  [contentView addSubview:stack];
+
+  [NSLayoutConstraint activateConstraints:@[
+    [stack.leadingAnchor constraintEqualToAnchor:contentView.leadingAnchor constant:content.margin],
+    [stack.trailingAnchor constraintEqualToAnchor:contentView.trailingAnchor constant:-content.margin],
+    [stack.centerYAnchor constraintEqualToAnchor:contentView.centerYAnchor],
+    [bar.heightAnchor constraintEqualToConstant:content.barHeight]
+  ]];
+  for (NSView* view in rows) [view.widthAnchor constraintEqualToAnchor:stack.widthAnchor].active = YES;
+}
+
+}  // namespace pellam::macos

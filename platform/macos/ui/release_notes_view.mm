@@ -1,0 +1,35 @@
+#include "platform/macos/ui/release_notes_view.h"
+
+#include <utility>
+
+#include "platform/macos/foundation_bridge.h"
+
+@implementation PellamReleaseNotesView {
+  std::function<pellam::NavigationPolicy(const pellam::NavigationAction&)> _decidePolicy;
+}
+- (instancetype)initWithPolicy:
+    (std::function<pellam::NavigationPolicy(const pellam::NavigationAction&)>)decidePolicy {
+  if ((self = [super initWithFrame:NSZeroRect configuration:[[WKWebViewConfiguration alloc] init]])) {
+    _decidePolicy = std::move(decidePolicy);
+    self.navigationDelegate = self;
+  }
+  return self;
+}
+- (void)loadPage:(const pellam::URL&)page timeout:(std::chrono::seconds)timeout {
+  NSURL* address = [NSURL URLWithString:pellam::macos::stringFrom(page.text())];
+  if (address == nil) return;
+  (void)[self loadRequest:[NSURLRequest requestWithURL:address
+                                           cachePolicy:NSURLRequestReloadIgnoringLocalCacheData
+                                       timeoutInterval:static_cast<double>(timeout.count())]];
+}
+- (void)webView:(WKWebView*)webView
+    decidePolicyForNavigationAction:(WKNavigationAction*)navigationAction
+                    decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler {
+  (void)webView;
+  pellam::NavigationAction action;
+  action.isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated;
+  action.url = pellam::URL::parse(pellam::macos::textOf(navigationAction.request.URL.absoluteString));
+  const bool allows = !_decidePolicy || _decidePolicy(action) == pellam::NavigationPolicy::allow;
+  decisionHandler(allows ? WKNavigationActionPolicyAllow : WKNavigationActionPolicyCancel);
+}
+@end

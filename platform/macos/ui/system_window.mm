@@ -1,0 +1,95 @@
+#include "platform/macos/ui/system_window.h"
+
+#import <AppKit/AppKit.h>
+
+#include <functional>
+#include <utility>
+
+#include "platform/macos/foundation_bridge.h"
+#include "platform/macos/ui/view_handles.h"
+
+// Notices that a window goes away, whoever closes it.
+@interface PellamWindowDelegate : NSObject <NSWindowDelegate>
+@property(nonatomic, readonly, getter=isClosed) BOOL closed;
+- (void)setWillCloseHandler:(std::function<void()>)handler;
+@end
+
+@implementation PellamWindowDelegate {
+  std::function<void()> _willCloseHandler;
+}
+- (void)setWillCloseHandler:(std::function<void()>)handler {
+  _willCloseHandler = std::move(handler);
+}
+- (void)windowWillClose:(NSNotification*)notification {
+  (void)notification;
+  if (_closed) return;
+  // Taken out first: the handler may let go of the window.
+  const std::function<void()> handler = std::exchange(_willCloseHandler, nullptr);
+  if (handler) handler();
+  _closed = YES;
+}
+@end
+
+namespace pellam::macos {
+
+namespace {
+
+class SystemWindow final : public Window {
+ public:
+  explicit SystemWindow(const WindowDescription& description)
+      : delegate_([[PellamWindowDelegate alloc] init]),
+        window_([[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, description.contentSize.width,
+                                                                 description.contentSize.height)
+                                            styleMask:styleOf(description)
+                                              backing:NSBackingStoreBuffered
+                                                defer:NO]) {
+    if (description.minimumSize) {
+      window_.minSize = NSMakeSize(description.minimumSize->width, description.minimumSize->height);
+    }
+    // Its owner is this handle, not its being open.
+    window_.releasedWhenClosed = NO;
+    window_.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces;
+    window_.level = NSFloatingWindowLevel;
+    window_.hidesOnDeactivate = YES;
+    window_.delegate = delegate_;
+    window_.title = stringFrom(description.title);
+  }
+  ~SystemWindow() override {
+    [delegate_ setWillCloseHandler:nullptr];
+    [window_ close];
+  }
+
+  std::string title() const override { return textOf(window_.title); }
+  std::shared_ptr<View> contentView() override {
+    NSView* view = delegate_.closed ? nil : window_.contentView;
+    return view == nil ? nullptr : handleFor(view);
+  }
+  void setWillCloseHandler(std::function<void()> handler) override {
+    [delegate_ setWillCloseHandler:std::move(handler)];
+  }
+  void center() override { [window_ center]; }
+  void makeKeyAndOrderFront() override { [window_ makeKeyAndOrderFront:nil]; }
+  void performClose() override { [window_ performClose:nil]; }
+  void close() override {
+    if (!delegate_.closed) [window_ close];
+  }
+
+ private:
+  static NSWindowStyleMask styleOf(const WindowDescription& description) {
+    NSWindowStyleMask style = NSWindowStyleMaskTitled;
+    if (description.isClosable) style |= NSWindowStyleMaskClosable;
+    if (description.isResizable) style |= NSWindowStyleMaskResizable;
+    return style;
+  }
+
+  PellamWindowDelegate* delegate_;
+  NSWindow* window_;
+};
+
+}  // namespace
+
+std::shared_ptr<Window> makeSystemWindow(const WindowDescription& description) {
+  return std::make_shared<SystemWindow>(description);
+}
+
+}  // namespace pellam::macos

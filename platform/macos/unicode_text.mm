@@ -1,0 +1,100 @@
+#include "platform/unicode_text.h"
+
+#include "platform/macos/foundation_bridge.h"
+
+namespace pellam::text {
+
+namespace {
+
+using macos::stringFrom;
+using macos::textOf;
+
+bool isMember(NSCharacterSet* set, char32_t scalar) { return [set longCharacterIsMember:scalar] == YES; }
+
+// Calls `each` with the length in bytes of every user-perceived character until it returns false.
+template <typename Each>
+void eachCharacter(std::string_view text, Each each) {
+  if (!isValidUTF8(text)) {  // lengths could not be mapped back: every scalar counts for itself
+    for (std::size_t offset = 0; offset < text.size();) {
+      const std::size_t start = offset;
+      (void)nextScalar(text, offset);
+      if (!each(offset - start)) return;
+    }
+    return;
+  }
+  NSString* string = stringFrom(text);
+  [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
+                             options:NSStringEnumerationByComposedCharacterSequences
+                          usingBlock:^(NSString* character, NSRange, NSRange, BOOL* stop) {
+                            *stop = !each([character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
+                          }];
+}
+
+}  // namespace
+
+bool isDecimalDigit(char32_t scalar) { return isMember(NSCharacterSet.decimalDigitCharacterSet, scalar); }
+bool isLetter(char32_t scalar) { return isMember(NSCharacterSet.letterCharacterSet, scalar); }
+bool isAlphanumeric(char32_t scalar) { return isMember(NSCharacterSet.alphanumericCharacterSet, scalar); }
+bool isPunctuation(char32_t scalar) { return isMember(NSCharacterSet.punctuationCharacterSet, scalar); }
+bool isWhitespaceOrNewline(char32_t scalar) {
+  return isMember(NSCharacterSet.whitespaceAndNewlineCharacterSet, scalar);
+}
+
+std::vector<std::string_view> characters(std::string_view text) {
+  std::vector<std::string_view> result;
+  auto* pieces = &result;
+  __block std::size_t start = 0;
+  eachCharacter(text, ^(std::size_t length) {
+    pieces->push_back(text.substr(start, length));
+    start += length;
+    return true;
+  });
+  return result;
+}
+
+std::string truncatedToCharacters(std::string_view text, std::size_t count) {
+  __block std::size_t seen = 0;
+  __block std::size_t cut = 0;
+  __block bool isLonger = false;
+  eachCharacter(text, ^(std::size_t length) {
+    isLonger = seen == count;
+    if (isLonger) return false;
+    ++seen;
+    cut += length;
+    return true;
+  });
+  return isLonger ? std::string(text.substr(0, cut)) + "..." : std::string(text);
+}
+
+std::string lowercased(std::string_view text) { return textOf(stringFrom(text).lowercaseString); }
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+  return [stringFrom(left) compare:stringFrom(right) options:NSCaseInsensitiveSearch] == NSOrderedSame;
+}
+
+int compareLiterally(std::string_view left, std::string_view right) {
+  return static_cast<int>([stringFrom(left) compare:stringFrom(right)]);
+}
+
+std::string replacingMatches(std::string_view text, std::string_view pattern,
+                             std::string_view replacementTemplate) {
+  NSRegularExpression* expression =
+      [NSRegularExpression regularExpressionWithPattern:stringFrom(pattern)
+                                                options:NSRegularExpressionCaseInsensitive
+                                                  error:nil];
+  if (expression == nil) return std::string(text);
+  NSString* string = stringFrom(text);
+  return textOf([expression stringByReplacingMatchesInString:string
+                                                     options:0
+                                                       range:NSMakeRange(0, string.length)
+                                                withTemplate:stringFrom(replacementTemplate)]);
+}
+
+std::string fileByteCount(long long bytes) {
+  NSByteCountFormatter* formatter = [[NSByteCountFormatter alloc] init];
+  formatter.countStyle = NSByteCountFormatterCountStyleFile;
+  formatter.zeroPadsFractionDigits = YES;
+  return textOf([formatter stringFromByteCount:bytes]);
+}
+
+}  // namespace pellam::text

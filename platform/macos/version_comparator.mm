@@ -1,0 +1,11 @@
+#include "platform/macos/version_comparator.h"
+
+#include "foundation/version_comparator.h"
+#include "platform/macos/foundation_bridge.h"
+
+@implementation OrvoVersionComparator
++ (NSComparisonResult)compareVersion:(NSString*)first toVersion:(NSString*)second {
+  return static_cast<NSComparisonResult>(pellam::OrvoVersionComparator::compareVersion(
+      pellam::macos::textOf(first), pellam::macos::textOf(second)));
+}
+@end

@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/macos/handler_gate.h"
+#include "platform/macos/nesting_guard.h"
+
+// The parts of the macOS bodies that are plain C++, run wherever the tests run.
+namespace pellam::macos {
+namespace {
+
+TEST(HandlerGateTest, NothingRunsOnceItIsClosed) {
+  HandlerGate gate;
+  int calls = 0;
+  gate.pass([&] { ++calls; });
+  gate.close();
+  gate.pass([&] { ++calls; });
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(HandlerGateTest, ClosingWaitsForTheHandlerThatRuns) {
+  HandlerGate gate;
+  std::atomic<bool> hasStarted = false;
+  std::atomic<bool> hasEnded = false;
+  std::thread caller([&] {
+    gate.pass([&] {
+      hasStarted = true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      hasEnded = true;
+    });
+  });
+  while (!hasStarted) std::this_thread::yield();
+  gate.close();
+  EXPECT_TRUE(hasEnded);
+  caller.join();
+}
+
+TEST(HandlerGateTest, AHandlerMayCloseItsOwnGate) {
+  HandlerGate gate;
+  int calls = 0;
+  gate.pass([&] {
+    gate.pass([&] { gate.close(); });
+    ++calls;
+    gate.pass([&] { ++calls; });
+  });
+  EXPECT_EQ(calls, 1);
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int index = 0; index < count; ++index) result += text;
+  return result;
+}
+
+TEST(NestingGuardTest, SeesEveryNestingOfTheTextForms) {
+  std::string wide;
+  for (const char c : repeated("<array>", 513)) wide += std::string{'\0', c};
+  const struct {
+    const char* name;
+    std::string text;
+    bool isDeeper;
+  } rows[] = {
+      {"elements", repeated("<array>", 513), true},
+      {"as many as allowed", repeated("<array>", 512) + repeated("</array>", 512), false},
+      {"tags with spaces and attributes", repeated("<dict a='b' >", 513), true},
+      {"one after the other", repeated("<array></array >", 5'000), false},
+      {"empty elements", repeated("<array/>", 600) + repeated("<dict />", 600), false},
+      {"empty elements do not hide those that follow", repeated("<array/>", 10) + repeated("<dict>", 513),
+       true},
+      {"two bytes for each character", wide, true},
+      {"brackets", repeated("(", 513), true},
+      {"braces", repeated("{a=", 513), true},
+      {"a strings table", repeated("\"a (b)\" = \"c\";", 5'000), false},
+      {"brackets in the texts of elements", "<string>" + repeated("(", 600) + "</string>", false},
+      {"binary", "bplist00" + repeated("(", 600), false},
+      {"nothing", "", false},
+  };
+  for (const auto& row : rows) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(row.text.data());
+    EXPECT_EQ(textNestsDeeperThan({bytes, row.text.size()}, 512), row.isDeeper) << row.name;
+  }
+}
+
+}  // namespace
+}  // namespace pellam::macos

@@ -1,0 +1,81 @@
+"""The bundle that pellam_embed_updater() puts together: complete, signable, and refused when it cannot be right."""
+import os
+import pathlib
+import plistlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+PROGRAMS = pathlib.Path(os.environ["PELLAM_PROGRAMS"])
+BUNDLE = pathlib.Path(os.environ["PELLAM_EDITOR_BUNDLE"])
+SERVICE = "Contents/XPCServices/com.example.editor.Pellam.UpdateInstallerLauncherService.xpc"
+
+
+def run(*command):
+    return subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=60)
+
+
+def embed(contents, **changes):
+    settings = {"CONTENTS": contents, "PROGRAMS": PROGRAMS, "IDENTIFIER": "com.example.x", "VERSION": "1.0", "BUILD": "7"}
+    settings.update(changes)
+    return run("cmake", *(f"-D{name}={value}" for name, value in settings.items()), "-P",
+               ROOT / "cmake/EmbedUpdaterScript.cmake")
+
+
+class EmbedTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="pellam-embed-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def test_the_built_bundle_is_complete_and_can_be_signed(self):
+        bundle = self.folder / "Editor.app"
+        shutil.copytree(BUNDLE, bundle, symlinks=True)
+        information = plistlib.loads((bundle / SERVICE / "Contents/Info.plist").read_bytes())
+        self.assertEqual(information["CFBundleIdentifier"], pathlib.Path(SERVICE).stem)
+        self.assertEqual(information["XPCService"]["ServiceType"], "Application")
+        self.assertEqual(plistlib.loads((bundle / "Contents/Info.plist").read_bytes())["CFBundleVersion"], "100")
+        checked = run(bundle / SERVICE / "Contents/MacOS/PellamUpdateInstallerLauncherService", "--check-runtime")
+        self.assertEqual((checked.returncode, checked.stdout), (0, "Pellam updater runtime check passed\n"))
+        self.assertEqual(run(bundle / "Contents/MacOS/PellamUpdateInstaller").returncode, 64)
+        self.assertTrue((bundle / "Contents/Resources/de.lproj/Updates.strings").is_file())
+        self.assertTrue((bundle / "Contents/Resources/de.lproj/Localizable.strings").is_file())
+
+        identity = self.folder / "identity"
+        made = run(ROOT / "scripts/make-vendor-identity", identity, "TEAM123456")
+        self.assertEqual(made.returncode, 0, made.stderr)
+        tool = bundle / "Contents/MacOS/pellam-codesign"
+        for part in (bundle / SERVICE, bundle):
+            signed = run(PROGRAMS / "pellam-codesign", "--sign", identity / "identity.pem", "--key", identity / "key.pem", part)
+            self.assertEqual(signed.returncode, 0, signed.stderr)
+        verified = run(PROGRAMS / "pellam-codesign", "-dv", "--verbose=4", bundle)
+        self.assertIn("TeamIdentifier=TEAM123456", verified.stdout + verified.stderr)
+        self.assertTrue(os.access(tool, os.X_OK))
+
+    def test_a_second_run_replaces_the_first(self):
+        contents = self.folder / "X.app/Contents"
+        self.assertEqual(embed(contents).returncode, 0)
+        own = contents / "Resources/kept.txt"
+        own.write_text("kept")
+        self.assertEqual(embed(contents, VERSION="2.0", BUILD="8").returncode, 0)
+        service = contents / "XPCServices/com.example.x.Pellam.UpdateInstallerLauncherService.xpc/Contents/Info.plist"
+        self.assertEqual(plistlib.loads(service.read_bytes())["CFBundleVersion"], "8")
+        self.assertEqual(own.read_text(), "kept")
+
+    def test_what_cannot_be_right_is_refused(self):
+        contents = self.folder / "X.app/Contents"
+        rows = [({"BUILD": "1.2"}, 'the build must be an integer, not "1.2"'),
+                ({"IDENTIFIER": "a/b"}, '"a/b" is no bundle identifier'),
+                ({"VERSION": ""}, "VERSION is missing"),
+                ({"PROGRAMS": self.folder}, "there is no PellamUpdateInstallerLauncherService in"),
+                ({"TOOLS": "no-such-tool"}, "there is no no-such-tool in")]
+        for changes, text in rows:
+            with self.subTest(text):
+                result = embed(contents, **changes)
+                self.assertNotEqual(result.returncode, 0)
+                self.assertIn(text, " ".join(result.stderr.split()))
+
+
+if __name__ == "__main__":
+    unittest.main()

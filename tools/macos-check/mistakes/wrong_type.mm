@@ -1,0 +1,11 @@
+// stage: compile
+// refused: cannot initialize a parameter of type 'NSURL \*|incompatible pointer types sending 'NSString
+// \*.*'NSURL \*
+#import <Foundation/Foundation.h>
+NSBundle* bundle(NSString* path) {
+#ifdef MISTAKE
+  return [NSBundle bundleWithURL:path];
+#else
+  return [NSBundle bundleWithPath:path];
+#endif
+}

@@ -1,0 +1,141 @@
+"""Compilers, flags and the generated part of the header set.
+
+Two small headers are made at each run from the installed packages instead of being kept here: the C library's
+basic types with the Darwin widths, and libc++'s configuration with its availability annotations switched on.
+"""
+import os
+import pathlib
+import re
+import subprocess
+
+ARCHITECTURES = ("arm64", "x86_64")
+DEPLOYMENT_TARGET = "13.5"
+LLVM = pathlib.Path(os.environ.get("LLVM", "/usr/lib/llvm-19"))
+MUSL = pathlib.Path("/usr/include/x86_64-linux-musl")
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parent.parent
+
+# The build's own warnings and those that only these headers can give.
+WARNINGS = """-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wimplicit-fallthrough -Wno-gnu -Wno-nullability-extension -Wunguarded-availability
+  -Wnullable-to-nonnull-conversion -Wundeclared-selector -Wstrict-selector-match -Wobjc-messaging-id
+  -Werror""".split()
+
+# Where the basic types differ; each line must be found once, or the installed C library is another one.
+BASIC_TYPES = (
+    (r"#define _Int64 long\n", "#define _Int64 long long\n"),
+    (r"typedef _Int64 time_t;", "typedef long time_t;"),
+    (r"typedef _Int64 suseconds_t;", "typedef int suseconds_t;"),
+    (r"typedef signed _Int64   intmax_t;", "typedef long intmax_t;"),
+    (r"typedef unsigned _Int64 uintmax_t;", "typedef unsigned long uintmax_t;"),
+    (r"typedef unsigned _Int64 fsblkcnt_t;", "typedef unsigned fsblkcnt_t;"),
+    (r"typedef unsigned _Int64 fsfilcnt_t;", "typedef unsigned fsfilcnt_t;"),
+    (r"typedef long blksize_t;", "typedef int blksize_t;"),
+    (r"typedef unsigned mode_t;", "typedef unsigned short mode_t;"),
+    (r"typedef unsigned _Reg nlink_t;", "typedef unsigned short nlink_t;"),
+    (r"typedef unsigned _Int64 dev_t;", "typedef int dev_t;"),
+    (r"typedef struct __pthread \* pthread_t;", "typedef struct _opaque_pthread_t * pthread_t;"),
+)
+CONFIGURATION = ((r"#define _LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS\n", ""),)
+
+
+class ToolchainError(Exception):
+    pass
+
+
+def _adapted(source, replacements):
+    text = source.read_text()
+    for pattern, replacement in replacements:
+        text, count = re.subn(pattern, replacement, text)
+        if count != 1:
+            raise ToolchainError(f"{source}: expected one line /{pattern.strip()}/, found {count}")
+    return text
+
+
+def _write_if_changed(path, text):
+    path.parent.mkdir(parents=True, exist_ok=True)
+    if not path.exists() or path.read_text() != text:
+        path.write_text(text)
+
+
+def prepare(work):
+    """Writes the generated headers into the working folder. Raises ToolchainError naming what is missing."""
+    for tool in ("clang++", "ld64.lld", "llvm-nm"):
+        if not (LLVM / "bin" / tool).exists():
+            raise ToolchainError(f"{LLVM}/bin/{tool} is missing; run scripts/install-packages macos-check")
+    if not (LLVM / "include/c++/v1/__config_site").exists() or not MUSL.is_dir():
+        raise ToolchainError("libc++-19-dev or musl-dev is missing; run scripts/install-packages macos-check")
+    # The headers that a vendor's tool and the tests use.
+    third_party = work / "generated/third-party"
+    third_party.mkdir(parents=True, exist_ok=True)
+    for name in ("nlohmann", "gtest"):
+        if not (third_party / name).is_symlink():
+            (third_party / name).symlink_to(f"/usr/include/{name}")
+    _write_if_changed(work / "generated/config/__config_site",
+                      _adapted(LLVM / "include/c++/v1/__config_site", CONFIGURATION))
+    _write_if_changed(work / "generated/c/bits/alltypes.h", _adapted(MUSL / "bits/alltypes.h", BASIC_TYPES))
+
+
+def header_flags(work):
+    """Where every header comes from, in this order, and what makes the C library show its whole self."""
+    resource = next((LLVM / "lib/clang").glob("*/include"))
+    flags = ["-nostdinc", "-D_DEFAULT_SOURCE", "-D_BSD_SOURCE", "-D_XOPEN_SOURCE=700"]
+    cxx = ["-nostdinc++", "-isystem", str(work / "generated/config"), "-isystem",
+           str(LLVM / "include/c++/v1")]
+    common = []
+    for folder in (HERE / "include", work / "generated/c", resource, MUSL):
+        common += ["-isystem", str(folder)]
+    third_party = ["-idirafter", str(work / "generated/third-party")]
+    return flags + common, flags + cxx + common + third_party
+
+
+def cmake_settings(work):
+    """The settings that toolchain.cmake reads."""
+    c_flags, cxx_flags = header_flags(work)
+    return {"PELLAM_CHECK_WORK": str(work), "PELLAM_CHECK_LLVM": str(LLVM),
+            "PELLAM_CHECK_C_FLAGS": " ".join(c_flags),
+            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS),
+            "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
+            "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "objective-c++")),
+            "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}
+
+
+PREFIX = """algorithm array chrono condition_variable filesystem functional future map memory mutex optional set span
+  string string_view system_error thread variant vector""".split()
+
+
+def prefix_header(work, architecture, language):
+    return work / "prefix" / f"{architecture}-{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
+
+
+def make_prefix_header(work, architecture, language):
+    """Compiles the common library headers once, which halves the time. A missing include is then for
+    include_lint.py to notice. Returns the error text, empty for success."""
+    target = prefix_header(work, architecture, language)
+    source = target.with_suffix(".h")
+    text = "".join(f"#include <{name}>\n" for name in PREFIX)
+    if language == "objective-c++":
+        text += "#import <Foundation/Foundation.h>\n"
+    _write_if_changed(source, text)
+    inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
+    if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
+        return ""
+    command = [word for word in compiler(architecture, work, language) if word not in ("-x", "objective-c++")]
+    result = subprocess.run([*command, "-fpch-instantiate-templates", "-x", f"{language}-header", "-o", str(target),
+                             str(source)], capture_output=True, text=True)
+    return result.stderr if result.returncode else ""
+
+
+def compiler(architecture, work, language):
+    """The compiler and its flags for one source outside the build."""
+    command = [str(LLVM / "bin/clang++"), "-target", f"{architecture}-apple-macos{DEPLOYMENT_TARGET}",
+               "-std=c++20", "-fstack-protector-strong", *header_flags(work)[1], "-iquote", str(ROOT), *WARNINGS]
+    if language == "objective-c++":
+        command += ["-x", "objective-c++", "-fobjc-arc", "-fobjc-weak"]
+    return command
+
+
+def linker(architecture, work):
+    return [str(LLVM / "bin/clang++"), "-target", f"{architecture}-apple-macos{DEPLOYMENT_TARGET}",
+            f"--ld-path={LLVM}/bin/ld64.lld", "-mlinker-version=820", "-isysroot", str(work / "sysroot"),
+            "-nostdlib", "-lc++", "-lobjc", "-lSystem"]

@@ -28,7 +28,14 @@ std::string realText(double value) {
     (void)std::snprintf(text, sizeof text, "%.*g", digits, value);
     if (std::strtod(text, nullptr) == value) break;
   }
-  return text;
+  // An application with windows has set the user's locale, whose decimal separator may be of several bytes.
+  std::string result = text;
+  const std::size_t separator = result.find_first_not_of("0123456789+-einfa");
+  if (separator != std::string::npos) {
+    const std::size_t end = result.find_first_of("0123456789", separator);
+    result.replace(separator, end - separator, ".");
+  }
+  return result;
 }
 
 }  // namespace

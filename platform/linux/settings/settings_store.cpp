@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <mutex>
@@ -23,6 +25,14 @@ bool textIsTrue(const std::string& text) {
     if (text == word) return true;
   }
   return std::strtoll(text.c_str(), nullptr, 10) != 0;
+}
+
+// The number that a text begins with, written with a decimal point whatever the user's locale; else 0.
+double leadingNumber(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  double number = 0;
+  (void)std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
 }
 
 class SettingsFile final : public PellamKeyValueStoring {
@@ -55,7 +65,7 @@ class SettingsFile final : public PellamKeyValueStoring {
   double doubleForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
     if (!value) return 0.0;
-    if (const PropertyListText* text = value->string()) return std::strtod(text->string().c_str(), nullptr);
+    if (const PropertyListText* text = value->string()) return leadingNumber(text->view());
     if (const double* real = value->real()) return *real;
     return static_cast<double>(value->numberAsInteger().value_or(0));
   }

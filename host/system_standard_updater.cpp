@@ -10,8 +10,8 @@ namespace pellam {
 
 std::unique_ptr<OrvoStandardUpdater> makeSystemStandardUpdater(
     const std::filesystem::path& hostBundle, OrvoStandardUpdaterConfiguration configuration,
-    std::function<void()> terminate, std::shared_ptr<PellamLogger> logger,
-    std::shared_ptr<PellamKeyValueStoring> settings) {
+    std::function<void()> terminate, const std::shared_ptr<PellamLogger>& logger,
+    const std::shared_ptr<PellamKeyValueStoring>& settings) {
   const std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit();
   const std::shared_ptr<ServicedMainThread> mainThread = ServicedMainThread::make(makeSystemMainThread());
   const SystemHost host = makeSystemHost(hostBundle, std::nullopt, mainThread);
@@ -26,7 +26,7 @@ std::unique_ptr<OrvoStandardUpdater> makeSystemStandardUpdater(
   collaborators.toolkit = toolkit;
   collaborators.bundles = host.bundles;
   collaborators.workspace = makeSystemWorkspace();
-  collaborators.settings = settings ? std::move(settings) : host.settings;
+  collaborators.settings = settings ? settings : host.settings;
   collaborators.network = host.network;
   collaborators.coordinator = host.coordinator;
   collaborators.reports = host.reports;
@@ -37,7 +37,7 @@ std::unique_ptr<OrvoStandardUpdater> makeSystemStandardUpdater(
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 32U) | device();
   };
-  collaborators.logger = logger ? std::move(logger) : std::make_shared<PellamNoopLogger>();
+  collaborators.logger = logger ? logger : std::make_shared<PellamNoopLogger>();
   collaborators.terminate = std::move(terminate);
   return std::make_unique<OrvoStandardUpdater>(std::move(configuration), std::move(collaborators));
 }

@@ -15,7 +15,7 @@ namespace pellam {
 // Throws InstalledApplicationError for a bundle that cannot be updated, and DisplayUnavailable.
 [[nodiscard]] std::unique_ptr<OrvoStandardUpdater> makeSystemStandardUpdater(
     const std::filesystem::path& hostBundle, OrvoStandardUpdaterConfiguration configuration,
-    std::function<void()> terminate, std::shared_ptr<PellamLogger> logger = nullptr,
-    std::shared_ptr<PellamKeyValueStoring> settings = nullptr);
+    std::function<void()> terminate, const std::shared_ptr<PellamLogger>& logger = nullptr,
+    const std::shared_ptr<PellamKeyValueStoring>& settings = nullptr);
 
 }  // namespace pellam

@@ -16,7 +16,8 @@ NOTES = b"<!DOCTYPE html><h1>Editor 2.0</h1><p>News.</p>"
 
 def setUpModule():
     global window_manager
-    window_manager = subprocess.Popen(["openbox", "--sm-disable"], stderr=subprocess.DEVNULL)
+    window_manager = subprocess.Popen(["openbox", "--sm-disable"], stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.DEVNULL)
 
 
 def tearDownModule():

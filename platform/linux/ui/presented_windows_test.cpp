@@ -95,8 +95,8 @@ TEST_F(PresentedWindows, ThePromptReportsEachAnswerOnce) {
     ASSERT_TRUE(present(offered));
     EXPECT_EQ(seen("Skip This Update"), nullptr);
     row.act();
+    EXPECT_TRUE(robot::waitUntil([] { return robot::newestWindow() == nullptr; })) << "the prompt is gone";
     EXPECT_EQ(answers_, row.answers);
-    EXPECT_EQ(robot::newestWindow(), nullptr) << "the prompt is gone";
     answers_.clear();
   }
 }
@@ -113,7 +113,7 @@ TEST_F(PresentedWindows, AManualCheckReplacesAnOpenPrompt) {
   EXPECT_EQ(gtk_widget_get_width(content), 700);
   EXPECT_EQ(gtk_widget_get_height(content), 500);
   robot::press("Return");
-  ASSERT_EQ(answers_.size(), 1U);
+  ASSERT_TRUE(robot::waitUntil([&] { return answers_.size() == 1; }));
   EXPECT_EQ(*answers_[0].feed.findString("current"), "3.0b1");
 
   ASSERT_TRUE(present(input({{"current", "2.0"}, {"currentbuild", "120"}})));
@@ -154,11 +154,15 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
       {{"Verifying update…", std::string(10'000, 'W'), std::nullopt}, true, 0},
       {{std::string(10'000, 'W') + "\n<b>", std::nullopt, std::nullopt}, false, 0},
   };
+  ASSERT_TRUE(robot::waitUntil([&] { return place(Presenter::progressIndicatorIdentifier).y > 0; }));
   const robot::Rectangle withoutStatus = place(Presenter::progressIndicatorIdentifier);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.state.title.substr(0, 30));
     progress.update(row.state);
-    robot::handleEventsFor(std::chrono::milliseconds(60));
+    // Centred as one stack: a line more pushes the bar down.
+    EXPECT_TRUE(robot::waitUntil([&] {
+      return (place(Presenter::progressIndicatorIdentifier).y > withoutStatus.y) == row.hasStatus;
+    }));
     EXPECT_EQ(gtk_widget_get_width(content), 420);
     EXPECT_EQ(gtk_widget_get_height(content), 132);
     EXPECT_EQ(isSeen(Presenter::statusLabelIdentifier), row.hasStatus);
@@ -167,8 +171,6 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
     EXPECT_EQ(bar.x, 20);
     EXPECT_EQ(bar.width, 380);
     EXPECT_EQ(bar.height, 16);
-    // Centred as one stack: a line more pushes the bar down.
-    EXPECT_EQ(bar.y > withoutStatus.y, row.hasStatus);
     if (row.state.progressFraction) {
       EXPECT_EQ(fraction(), row.fraction);
     }
@@ -192,6 +194,7 @@ TEST_F(PresentedWindows, TheProgressWindowShowsAWholeInstallation) {
   for (int turn = 0; turn < 2; ++turn) {
     robot::click(robot::findNamed(GTK_WIDGET(window), Presenter::actionButtonIdentifier));
   }
+  EXPECT_TRUE(robot::waitUntil([&] { return pressed > 0; }));
   EXPECT_EQ(pressed, 1);
   progress.update({"Preparing to install…", std::nullopt, std::nullopt});
   robot::handleEventsFor(std::chrono::milliseconds(50));
@@ -261,6 +264,7 @@ TEST_F(PresentedWindows, TheButtonAndACancellationMeet) {
     };
     if (!pressesFirst) cancel();
     robot::click(seen("Install and Relaunch"));
+    (void)robot::waitUntil([&] { return !outcome.empty(); });
     if (pressesFirst) cancel();
     EXPECT_EQ(outcome, std::vector<std::string>{pressesFirst ? "confirmed" : "cancelled"});
   }

@@ -115,8 +115,8 @@ void SystemWindow::performClose() {
 
 void SystemWindow::close() {
   if (std::exchange(isClosed_, true)) return;
-  // The handler may drop the last handle of this window.
-  const ObjectReference<GtkWindow> window = window_;
+  // The handler may drop the last handle of this window. One that stays must not keep what the window held.
+  const ObjectReference<GtkWindow> window = std::exchange(window_, {});
   g_signal_handlers_disconnect_by_data(window.get(), this);
   const std::function<void()> willClose = std::exchange(willClose_, nullptr);
   if (willClose) runGuarded(willClose);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace pellam::robot {
 
@@ -129,7 +130,13 @@ void clickAt(int screenX, int screenY) {
 }
 
 void click(GtkWidget* widget) {
-  const Rectangle place = placeOnScreen(widget);
+  // Once it is drawn and stays where it is.
+  Rectangle place;
+  (void)waitUntil([&] {
+    const Rectangle before = std::exchange(place, placeOnScreen(widget));
+    handleEventsFor(std::chrono::milliseconds(30));
+    return place.width > 0 && place == before && place == placeOnScreen(widget);
+  });
   clickAt(place.x + place.width / 2, place.y + place.height / 2);
 }
 

@@ -14,7 +14,7 @@ namespace robot {
 
 // Handles events until the condition holds; false when it does not within the time.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition,
-                             std::chrono::milliseconds atMost = std::chrono::seconds(5));
+                             std::chrono::milliseconds atMost = std::chrono::seconds(15));
 void handleEventsFor(std::chrono::milliseconds duration);
 
 // The first widget below that has the name, or that is a label, button or check button with the text; hidden
@@ -31,6 +31,7 @@ struct Rectangle {
   int y = 0;
   int width = 0;
   int height = 0;
+  friend bool operator==(const Rectangle&, const Rectangle&) = default;
 };
 // Within the window's content, and on the screen.
 [[nodiscard]] Rectangle placeInWindow(GtkWidget* widget);

@@ -28,6 +28,11 @@ class WindowTest : public testing::Test {
     [[nodiscard]] GtkWindow* widget() const;
     [[nodiscard]] GtkWidget* button(const std::string& title) const;
   };
+  // Whatever a loaded machine takes for them.
+  static void expectEvents(const Prompt& prompt, const std::vector<std::string>& events) {
+    (void)robot::waitUntil([&] { return *prompt.events == events; }, std::chrono::seconds(2));
+    EXPECT_EQ(*prompt.events, events);
+  }
   // A prompt on screen, its page (or none) asked for. Buttons and closing are recorded as events.
   [[nodiscard]] Prompt showPrompt(UpdatePromptContent content, WindowSize size = {600, 500});
   [[nodiscard]] static UpdatePromptContent promptContent(

@@ -1,5 +1,7 @@
 #include "platform/bundle.h"
 
+#include <system_error>
+
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam {
@@ -9,8 +11,11 @@ namespace {
 class SystemBundleLoader final : public BundleLoading {
  public:
   std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
+    std::error_code ignored;
     NSURL* url = macos::fileURL(path);
-    if ([NSBundle bundleWithURL:url] == nil) return std::nullopt;
+    if (!std::filesystem::is_directory(path, ignored) || [NSBundle bundleWithURL:url] == nil) {
+      return std::nullopt;
+    }
     // Bundle objects are kept for as long as the process runs, with what they once read; an application that
     // is being replaced needs what lies there now.
     NSDictionary* information =

@@ -1,6 +1,7 @@
 #include "platform/calendar.h"
 
 #include <cmath>
+#include <limits>
 
 #include "platform/macos/foundation_bridge.h"
 
@@ -17,6 +18,8 @@ NSTimeZone* zoneNamed(const std::string& identifier) {
 }  // namespace
 
 std::optional<Date> Calendar::addingDays(Date date, std::int64_t days) const {
+  constexpr std::int64_t limit = std::numeric_limits<std::int32_t>::max();
+  if (days > limit || days < -limit) return std::nullopt;
   NSCalendar* calendar = [NSCalendar.currentCalendar copy];
   calendar.timeZone = zoneNamed(timeZone_);
   NSDate* moved = [calendar dateByAddingUnit:NSCalendarUnitDay

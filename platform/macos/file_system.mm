@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 #include "platform/macos/file_descriptor.h"

@@ -3,6 +3,7 @@
 #include <sys/event.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/macos/file_descriptor.h"

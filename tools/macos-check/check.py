@@ -66,7 +66,8 @@ def build():
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
     bundle = check_bundle()
-    return f"{bundle}, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} body libraries"
+    return (f"{bundle}, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} body libraries; "
+            f"{check_seams()} seam functions have a body")
 
 
 def check_bundle():
@@ -105,6 +106,21 @@ def link_bodies():
     if result.returncode:
         raise Refused(result.stderr)
     return len(bodies)
+
+
+def check_seams():
+    """Every free function that a seam header declares is defined by some library."""
+    declared = set()
+    for header in sorted((ROOT / "platform").glob("*.h")):
+        text = re.sub(r"//[^\n]*", "", header.read_text())
+        # Functions of a namespace begin their line; those of a class are indented.
+        declared.update(re.findall(r"^\[\[nodiscard\]\][^;{}()]*?\b(\w+)\(", text, re.M))
+    symbols = run([LLVM / "bin/llvm-nm", "--defined-only", "--extern-only", "--demangle", "--just-symbol-name",
+                   *sorted(BUILD.glob("**/*.a"))]).stdout
+    defined = set(re.findall(r"^pellam::(?:\w+::)*(\w+)\(", symbols, re.M))
+    if missing := sorted(declared - defined):
+        raise Refused(f"declared in platform/*.h and defined nowhere: {', '.join(missing)}")
+    return len(declared)
 
 
 def compiled_sources():

@@ -104,20 +104,31 @@ PREFIX = """algorithm array chrono condition_variable filesystem functional futu
   string string_view system_error thread variant vector""".split()
 
 
+# The headers of ours that nearly everything includes.
+OWN_PREFIX = """foundation/bridged_error.h foundation/byte_buffer.h foundation/cancellation.h foundation/installer_error.h
+  foundation/property_list_value.h foundation/url_loading.h launcher-protocol/launch_result.h
+  launcher-protocol/replacement_request.h platform/bundle.h platform/child_process.h platform/file_system.h
+  platform/process_information.h platform/service_connection.h platform/window_toolkit.h
+  feed/feed_pipeline.h""".split()
+
+
 def prefix_header(work, architecture, language):
     return work / "prefix" / f"{architecture}-{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
 
 
 def make_prefix_header(work, architecture, language):
-    """Compiles the common library headers once, which halves the time. A missing include is then for
-    include_lint.py to notice. Returns the error text, empty for success."""
+    """Compiles the common headers once, which takes two thirds of the time away. A missing library header is then
+    for include_lint.py to notice, a missing one of ours for the build on the other system. Returns the error text, empty for success."""
     target = prefix_header(work, architecture, language)
     source = target.with_suffix(".h")
     text = "".join(f"#include <{name}>\n" for name in PREFIX)
+    text += "".join(f'#include "{name}"\n' for name in OWN_PREFIX)
     if language == "objective-c++":
         text += "#import <Foundation/Foundation.h>\n"
     _write_if_changed(source, text)
     inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
+    for folder in ("foundation", "feed", "launcher-protocol", "platform"):
+        inputs += (ROOT / folder).glob("*.h")
     if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
         return ""
     command = [word for word in compiler(architecture, work, language) if word not in ("-x", "objective-c++")]

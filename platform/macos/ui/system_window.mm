@@ -10,7 +10,8 @@
 
 // Notices that a window goes away, whoever closes it.
 @interface PellamWindowDelegate : NSObject <NSWindowDelegate>
-@property(nonatomic, readonly, getter=isClosed) BOOL closed;
+@property(nonatomic, readonly, getter=isClosing) BOOL closing;  // from the moment that it begins to go
+@property(nonatomic, readonly, getter=isClosed) BOOL closed;    // once its handler has been told
 - (void)setWillCloseHandler:(std::function<void()>)handler;
 @end
 
@@ -22,7 +23,8 @@
 }
 - (void)windowWillClose:(NSNotification*)notification {
   (void)notification;
-  if (_closed) return;
+  if (_closing) return;
+  _closing = YES;
   // Taken out first: the handler may let go of the window.
   const std::function<void()> handler = std::exchange(_willCloseHandler, nullptr);
   if (handler) handler();
@@ -56,7 +58,7 @@ class SystemWindow final : public Window {
   }
   ~SystemWindow() override {
     [delegate_ setWillCloseHandler:nullptr];
-    [window_ close];
+    close();
   }
 
   std::string title() const override { return textOf(window_.title); }
@@ -70,8 +72,8 @@ class SystemWindow final : public Window {
   void center() override { [window_ center]; }
   void makeKeyAndOrderFront() override { [window_ makeKeyAndOrderFront:nil]; }
   void performClose() override { [window_ performClose:nil]; }
-  void close() override {
-    if (!delegate_.closed) [window_ close];
+  void close() final {
+    if (!delegate_.closing) [window_ close];
   }
 
  private:

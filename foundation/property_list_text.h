@@ -28,6 +28,18 @@ class PropertyListText {
   PropertyListText(std::shared_ptr<const char> start, std::size_t size)
       : start_(std::move(start)), size_(size) {}
 
+  PropertyListText(const PropertyListText&) = default;
+  PropertyListText& operator=(const PropertyListText&) = default;
+  // What was moved from is empty.
+  PropertyListText(PropertyListText&& other) noexcept
+      : start_(std::move(other.start_)), size_(std::exchange(other.size_, 0)) {}
+  PropertyListText& operator=(PropertyListText&& other) noexcept {
+    start_ = std::move(other.start_);
+    size_ = std::exchange(other.size_, 0);
+    return *this;
+  }
+  ~PropertyListText() = default;
+
   [[nodiscard]] std::string_view view() const { return {start_.get(), size_}; }
   [[nodiscard]] std::string string() const { return std::string(view()); }
   operator std::string_view() const { return view(); }  // NOLINT(google-explicit-constructor)

@@ -65,10 +65,10 @@ PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries) {
     keys.push_back(std::move(entry->first));
     values.push_back(std::move(entry->second));
   }
-  *this = PropertyListDictionary(std::make_shared<Keys>(std::move(keys)), std::move(values));
+  *this = PropertyListDictionary(std::make_shared<const Keys>(std::move(keys)), std::move(values));
 }
 
-PropertyListDictionary::PropertyListDictionary(std::shared_ptr<Keys> orderedKeys,
+PropertyListDictionary::PropertyListDictionary(std::shared_ptr<const Keys> orderedKeys,
                                                std::vector<PropertyListValue> values) {
   if (values.empty()) return;
   contents_ = std::make_unique<Contents>(Contents{std::move(orderedKeys), std::move(values)});
@@ -92,12 +92,13 @@ const PropertyListText* PropertyListDictionary::findString(std::string_view key)
 }
 
 PropertyListDictionary::Keys& PropertyListDictionary::ownKeys() {
-  if (contents_->keys.use_count() > 1) contents_->keys = std::make_shared<Keys>(*contents_->keys);
-  return *contents_->keys;
+  const auto own = std::make_shared<Keys>(*contents_->keys);
+  contents_->keys = own;
+  return *own;
 }
 
 void PropertyListDictionary::set(std::string key, PropertyListValue value) {
-  if (!contents_) contents_ = std::make_unique<Contents>(Contents{std::make_shared<Keys>(), {}});
+  if (!contents_) contents_ = std::make_unique<Contents>(Contents{std::make_shared<const Keys>(), {}});
   const std::size_t index = place(key);
   const auto offset = static_cast<std::ptrdiff_t>(index);
   if (index < size() && (*contents_->keys)[index] == key) {

@@ -40,7 +40,7 @@ class PropertyListDictionary {
   // Takes entries in any order; of entries with the same key the last one stays.
   explicit PropertyListDictionary(std::vector<Entry> entries);
   // Takes keys that the caller knows to be in strictly ascending order, and a value for each.
-  PropertyListDictionary(std::shared_ptr<Keys> orderedKeys, std::vector<PropertyListValue> values);
+  PropertyListDictionary(std::shared_ptr<const Keys> orderedKeys, std::vector<PropertyListValue> values);
 
   // The value of the key, or null. The dictionary keeps ownership.
   [[nodiscard]] const PropertyListValue* find(std::string_view key) const;
@@ -48,7 +48,7 @@ class PropertyListDictionary {
   // The value of the key when it is a string, else null.
   [[nodiscard]] const PropertyListText* findString(std::string_view key) const;
 
-  // Adds the key or replaces its value.
+  // Adds the key or replaces its value. A new key costs a copy of all; many at once go through a constructor.
   void set(std::string key, PropertyListValue value);
   void erase(std::string_view key);
 
@@ -64,7 +64,7 @@ class PropertyListDictionary {
   // A pointer, so that a value which holds a dictionary is no larger than one which holds a text.
   struct Contents;
   [[nodiscard]] std::size_t place(std::string_view key) const;
-  // The keys, to be changed: a copy of their own when others share them.
+  // This dictionary's keys, to be changed: a copy, because others may share the ones it has.
   [[nodiscard]] Keys& ownKeys();
 
   std::unique_ptr<Contents> contents_;  // null while empty
@@ -133,7 +133,7 @@ class PropertyListValue {
 };
 
 struct PropertyListDictionary::Contents {
-  std::shared_ptr<Keys> keys;
+  std::shared_ptr<const Keys> keys;
   std::vector<PropertyListValue> values;  // one for each key
 };
 

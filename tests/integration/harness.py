@@ -176,7 +176,9 @@ class UpdateTestCase(unittest.TestCase):
         return self.home / "Library/Application Support"
 
     def environment(self):
-        return dict(os.environ, HOME=str(self.home), TMPDIR=str(self.temporary), LC_ALL="C.UTF-8")
+        environment = dict(os.environ, HOME=str(self.home), TMPDIR=str(self.temporary), LC_ALL="C.UTF-8")
+        environment.pop("LANGUAGE", None)
+        return environment
 
     def command(self, *arguments, feed_address=None):
         return [str(PROGRAMS / "pellam-update"), "--app", str(self.installed), "--feed",

@@ -269,7 +269,7 @@ class Parser {
   // all dictionaries of a list refer to the same keys, which are then read, put in order and held once.
   struct Shape {
     std::span<const std::uint8_t> references;
-    std::shared_ptr<PropertyListDictionary::Keys> keys;
+    std::shared_ptr<const PropertyListDictionary::Keys> keys;
     std::vector<std::size_t> places;
     std::size_t keysLength = 0;
     bool hasEqualKeys = false;
@@ -295,14 +295,16 @@ class Parser {
                      [&](std::size_t left, std::size_t right) { return keys[left] < keys[right]; });
     auto shape = std::make_shared<Shape>();
     shape->references = references;
-    shape->keys = std::make_shared<PropertyListDictionary::Keys>();
+    PropertyListDictionary::Keys ordered;
+    ordered.reserve(count);
     shape->places.resize(count);
     for (std::size_t place = 0; place < count; ++place) {
       shape->places[order[place]] = place;
       shape->keysLength += keys[order[place]].size();
-      shape->keys->push_back(std::move(keys[order[place]]));
+      ordered.push_back(std::move(keys[order[place]]));
     }
-    shape->hasEqualKeys = std::adjacent_find(shape->keys->begin(), shape->keys->end()) != shape->keys->end();
+    shape->hasEqualKeys = std::adjacent_find(ordered.begin(), ordered.end()) != ordered.end();
+    shape->keys = std::make_shared<const PropertyListDictionary::Keys>(std::move(ordered));
     shape_ = std::move(shape);
   }
 

@@ -18,8 +18,10 @@ std::shared_ptr<const DictionaryShape> shapeOf(const std::vector<std::string>& k
 
   auto shape = std::make_shared<DictionaryShape>();
   shape->documentKeys = keys;
-  shape->orderedKeys = std::make_shared<PropertyListDictionary::Keys>();
-  for (const std::size_t index : order) shape->orderedKeys->push_back(keys[index]);
+  PropertyListDictionary::Keys ordered;
+  ordered.reserve(keys.size());
+  for (const std::size_t index : order) ordered.push_back(keys[index]);
+  shape->orderedKeys = std::make_shared<const PropertyListDictionary::Keys>(std::move(ordered));
   if (!std::is_sorted(order.begin(), order.end())) {
     shape->places.resize(keys.size());
     for (std::size_t place = 0; place < order.size(); ++place) shape->places[order[place]] = place;

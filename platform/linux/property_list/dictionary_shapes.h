@@ -13,7 +13,7 @@ namespace pellam::property_list {
 // order.
 struct DictionaryShape {
   std::vector<std::string> documentKeys;
-  std::shared_ptr<PropertyListDictionary::Keys> orderedKeys;
+  std::shared_ptr<const PropertyListDictionary::Keys> orderedKeys;
   std::vector<std::size_t> places;  // of the first, second... key of the document; empty: as they come
 };
 

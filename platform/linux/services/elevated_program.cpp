@@ -93,7 +93,7 @@ pid_t startElevated(const JobDescription& job) {
     const pid_t ended = ::waitpid(process, &status, WNOHANG);
     if (ended == process) {
       requireGranted(status);
-      return process;  // a short program that is over already
+      return 0;  // a short program that is over already
     }
     // Without a status nobody can say that it was granted.
     if (ended < 0 && errno != EINTR) throw jobError(EACCES, "the authorization was interrupted");

@@ -117,12 +117,19 @@ void EmbeddedJobs::submit(const JobDescription& job, const std::function<pid_t()
       throw;
     }
   }();
+  if (process == 0) {
+    ::unlink(record.c_str());
+    return;
+  }
   // A job that has ended by now leaves a record that matches no process.
   const ProcessStamp stamp = stampOf(process).value_or(ProcessStamp{process, 0});
   try {
     writeRecord(record, stamp);
   } catch (const PlatformError&) {
-    if (const FileDescriptor started = openProcess(stamp); started.isOpen()) sendSignal(started, SIGKILL);
+    // Another user's program cannot be ended; the room for its record was there before it began.
+    if (const FileDescriptor started = openProcess(stamp); started.isOpen()) {
+      (void)::syscall(SYS_pidfd_send_signal, started.get(), SIGKILL, nullptr, 0);
+    }
     throw;
   }
 }

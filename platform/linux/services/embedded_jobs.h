@@ -24,7 +24,7 @@ class EmbeddedJobs {
   // recorded does not run.
   void submit(const JobDescription& job);
   // The same for a program that something else starts and that then has the process identifier `start`
-  // returns. Others who work on the label wait meanwhile.
+  // returns (0: it is over already). Others who work on the label wait meanwhile.
   void submit(const JobDescription& job, const std::function<pid_t()>& start);
 
   // Ends the job's process: a request to terminate and, with `wait`, after five seconds by force. ENOENT when

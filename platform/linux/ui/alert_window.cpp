@@ -171,7 +171,7 @@ void Alert::press(std::size_t button) {
 AlertAnswer Alert::run() {
   // The texts and the checkbox would take the focus otherwise, and Return with it.
   makeDefaultButton(defaultButton_);
-  gtk_window_present(window_.get());
+  presentWithoutStealingFocus(window_.get());
   if (!pressed_) g_main_loop_run(loop_);
   AlertAnswer answer{pressed_.value_or(lastButton_), std::nullopt};
   if (checkbox_ != nullptr) {
@@ -180,11 +180,23 @@ AlertAnswer Alert::run() {
   return answer;
 }
 
+// An application that ends opens no further alerts. Main thread only.
+bool areAlertsEnding = false;
+
 }  // namespace
 
-AlertAnswer runAlert(const AlertDescription& description) { return Alert(description).run(); }
+AlertAnswer runAlert(const AlertDescription& description) {
+  if (!areAlertsEnding) return Alert(description).run();
+  AlertAnswer last;
+  last.buttonIndex = description.buttonTitles.empty() ? 0 : description.buttonTitles.size() - 1;
+  if (description.suppressionCheckbox) last.suppressionIsOn = description.suppressionCheckbox->isOn;
+  return last;
+}
+
+void allowAlerts() { areAlertsEnding = false; }
 
 void closeOpenAlerts() {
+  areAlertsEnding = true;
   GListModel* windows = gtk_window_get_toplevels();
   for (guint at = g_list_model_get_n_items(windows); at-- > 0;) {
     auto* window = G_OBJECT(g_list_model_get_item(windows, at));

@@ -22,6 +22,7 @@ void menuItemActivated(GSimpleAction* action, GVariant*, gpointer) {
 
 class WindowedApplication final : public Application {
  public:
+  WindowedApplication() { allowAlerts(); }
   ~WindowedApplication() override {
     if (!window_) return;
     g_signal_handlers_disconnect_by_data(window_.get(), this);

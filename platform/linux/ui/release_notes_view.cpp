@@ -15,6 +15,9 @@ namespace pellam {
 namespace {
 
 constexpr const char* stateKey = "pellam-release-notes";
+// More redirects, refreshes and frames than any honest page needs; one that refreshes itself for ever ends
+// here.
+constexpr int mostUnaskedNavigations = 50;
 
 struct NotesState {
   NotesState() = default;
@@ -27,6 +30,7 @@ struct NotesState {
 
   std::function<NavigationPolicy(const NavigationAction&)> decidePolicy;
   guint timer = 0;
+  int unaskedNavigations = 0;
 };
 
 NotesState& stateOf(gpointer view) { return **attachedValue<std::unique_ptr<NotesState>>(view, stateKey); }
@@ -46,6 +50,10 @@ NavigationPolicy ask(gpointer view, WebKitNavigationPolicyDecision* decision, bo
   NavigationAction asked;
   asked.isLinkActivated = isForNewWindow || webkit_navigation_action_get_navigation_type(action) ==
                                                 WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
+  if (!asked.isLinkActivated && webkit_navigation_action_is_user_gesture(action) == FALSE &&
+      ++stateOf(view).unaskedNavigations > mostUnaskedNavigations) {
+    return NavigationPolicy::cancel;
+  }
   asked.url = parseLeniently(webkit_uri_request_get_uri(webkit_navigation_action_get_request(action)));
   NavigationPolicy policy = NavigationPolicy::cancel;
   runGuarded([&] {

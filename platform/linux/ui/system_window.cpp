@@ -1,7 +1,10 @@
 #include "platform/linux/ui/system_window.h"
 
+#include <webkit/webkit.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "platform/linux/ui/view_handles.h"
@@ -19,7 +22,7 @@ struct Pixels {
   int height;
 };
 
-// The largest monitor's size.
+// The size of the monitor with the most room.
 Pixels largestSize() {
   Pixels size{1, 1};
   GListModel* monitors = gdk_display_get_monitors(gdk_display_get_default());
@@ -28,8 +31,8 @@ Pixels largestSize() {
     GdkRectangle area;
     gdk_monitor_get_geometry(monitor, &area);
     g_object_unref(monitor);
-    size.width = std::max(size.width, area.width);
-    size.height = std::max(size.height, area.height - frameHeight);
+    const Pixels usable{area.width, area.height - frameHeight};
+    if (std::int64_t{usable.width} * usable.height > std::int64_t{size.width} * size.height) size = usable;
   }
   return size;
 }
@@ -48,7 +51,9 @@ gboolean keyPressed(GtkEventControllerKey* controller, guint key, guint, GdkModi
   if (key != GDK_KEY_Return && key != GDK_KEY_KP_Enter && key != GDK_KEY_ISO_Enter) return FALSE;
   if ((state & (GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK)) != 0) return FALSE;
   auto* window = GTK_WINDOW(gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller)));
-  if (GTK_IS_BUTTON(gtk_window_get_focus(window))) return FALSE;
+  // A button, or a link in a page, that has the focus is what is meant.
+  GtkWidget* focus = gtk_window_get_focus(window);
+  if (GTK_IS_BUTTON(focus) || WEBKIT_IS_WEB_VIEW(focus)) return FALSE;
   GtkWidget* button = gtk_window_get_default_widget(window);
   if (button == nullptr || gtk_widget_is_sensitive(button) == FALSE ||
       gtk_widget_get_visible(button) == FALSE) {
@@ -59,6 +64,22 @@ gboolean keyPressed(GtkEventControllerKey* controller, guint key, guint, GdkModi
 }
 
 }  // namespace
+
+// What the user types into another application must not answer a window that has just appeared.
+void presentWithoutStealingFocus(GtkWindow* window) {
+  bool isAnotherShown = false;
+  GListModel* windows = gtk_window_get_toplevels();
+  for (guint at = 0; at < g_list_model_get_n_items(windows); ++at) {
+    auto* other = GTK_WINDOW(g_list_model_get_item(windows, at));
+    g_object_unref(other);
+    if (gtk_window_is_active(other) != FALSE) {
+      gtk_window_present(window);
+      return;
+    }
+    isAnotherShown = isAnotherShown || (other != window && gtk_widget_get_mapped(GTK_WIDGET(other)) != FALSE);
+  }
+  if (!isAnotherShown || !showUnfocused(window)) gtk_window_present(window);
+}
 
 void answerReturnWithDefaultButton(GtkWindow* window) {
   GtkEventController* keys = gtk_event_controller_key_new();
@@ -88,6 +109,7 @@ SystemWindow::SystemWindow(const WindowDescription& description, FloatingWindows
   gtk_window_set_child(window, content_);
   g_signal_connect(window, "close-request", G_CALLBACK(closeRequested), this);
   g_signal_connect(window, "map", G_CALLBACK(mapped), this);
+  g_signal_connect(window, "realize", G_CALLBACK(realized), this);
   answerReturnWithDefaultButton(window);
   floatingWindows.add(window);
 }
@@ -106,7 +128,7 @@ void SystemWindow::center() {
 }
 
 void SystemWindow::makeKeyAndOrderFront() {
-  if (!isClosed_) gtk_window_present(window_.get());
+  if (!isClosed_) presentWithoutStealingFocus(window_.get());
 }
 
 void SystemWindow::performClose() {
@@ -118,6 +140,7 @@ void SystemWindow::close() {
   // The handler may drop the last handle of this window. One that stays must not keep what the window held.
   const ObjectReference<GtkWindow> window = std::exchange(window_, {});
   g_signal_handlers_disconnect_by_data(window.get(), this);
+  forgetSurface();
   const std::function<void()> willClose = std::exchange(willClose_, nullptr);
   if (willClose) runGuarded(willClose);
   gtk_window_destroy(window.get());
@@ -126,12 +149,33 @@ void SystemWindow::close() {
 void SystemWindow::destroy() {
   if (std::exchange(isClosed_, true)) return;
   g_signal_handlers_disconnect_by_data(window_.get(), this);
+  forgetSurface();
   gtk_window_destroy(window_.get());
+}
+
+// Some window managers let windows be minimized that do not offer it.
+void SystemWindow::stateChanged(GdkToplevel* surface, GParamSpec*, SystemWindow* self) {
+  if ((gdk_toplevel_get_state(surface) & GDK_TOPLEVEL_STATE_MINIMIZED) != 0) {
+    gtk_window_unminimize(self->window_.get());
+  }
 }
 
 gboolean SystemWindow::closeRequested(GtkWindow*, SystemWindow* self) {
   self->performClose();
   return TRUE;
+}
+
+void SystemWindow::realized(GtkWidget* window, SystemWindow* self) {
+  if (self->isClosable_) return;
+  // Until the window goes, and its surface with it; the handler goes earlier when this object does.
+  GdkSurface* surface = gtk_native_get_surface(GTK_NATIVE(window));
+  g_signal_connect(surface, "notify::state", G_CALLBACK(stateChanged), self);
+  self->surface_ = ObjectReference<GdkSurface>(surface);
+}
+
+void SystemWindow::forgetSurface() {
+  if (surface_) g_signal_handlers_disconnect_by_data(surface_.get(), this);
+  surface_ = {};
 }
 
 void SystemWindow::mapped(GtkWidget* widget, SystemWindow* self) {

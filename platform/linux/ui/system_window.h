@@ -16,6 +16,10 @@ namespace pellam {
 // then meant.
 void answerReturnWithDefaultButton(GtkWindow* window);
 
+// Shows the window, with the focus when the application has it already, or shows nothing else. Otherwise it
+// asks for attention and leaves the focus where it is.
+void presentWithoutStealingFocus(GtkWindow* window);
+
 // One window of this system. No larger than the monitor, whatever is asked for.
 class SystemWindow final : public Window {
  public:
@@ -35,6 +39,9 @@ class SystemWindow final : public Window {
  private:
   static gboolean closeRequested(GtkWindow* window, SystemWindow* self);
   static void mapped(GtkWidget* window, SystemWindow* self);
+  static void realized(GtkWidget* window, SystemWindow* self);
+  static void stateChanged(GdkToplevel* surface, GParamSpec* property, SystemWindow* self);
+  void forgetSurface();
   void destroy();
 
   std::string title_;
@@ -42,7 +49,8 @@ class SystemWindow final : public Window {
   bool isCenteringDue_ = false;
   bool isClosed_ = false;
   ObjectReference<GtkWindow> window_;
-  GtkWidget* content_ = nullptr;  // the window's
+  ObjectReference<GdkSurface> surface_;  // watched while the window must not be minimized
+  GtkWidget* content_ = nullptr;         // the window's
   std::function<void()> willClose_;
 };
 

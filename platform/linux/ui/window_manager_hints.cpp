@@ -79,6 +79,16 @@ void offerFunctions(GtkWindow* window, WindowFunctions functions) {
   if (data != nullptr) XFree(data);
 }
 
+bool showUnfocused(GtkWindow* window) {
+  gtk_widget_realize(GTK_WIDGET(window));
+  const X11Window x11(window);
+  if (!x11) return false;
+  gdk_x11_surface_set_user_time(x11.surface, 0);
+  gtk_widget_set_visible(GTK_WIDGET(window), TRUE);
+  demandAttention(window);
+  return true;
+}
+
 void showOnAllDesktops(GtkWindow* window) {
   constexpr guint32 everyDesktop = 0xFFFFFFFF;
   const X11Window x11(window);

@@ -24,6 +24,10 @@ struct WindowFunctions {
 };
 void offerFunctions(GtkWindow* window, WindowFunctions functions);
 
+// Shows a window that is not mapped yet, asks for attention, and leaves the focus where it is. False where
+// that cannot be said; nothing was done.
+[[nodiscard]] bool showUnfocused(GtkWindow* window);
+
 // In the middle of the work area of the monitor that it is on.
 void moveToCenter(GtkWindow* window);
 [[nodiscard]] std::optional<WindowPosition> positionOnScreen(GtkWindow* window);

@@ -115,7 +115,7 @@ std::optional<std::string> OrvoUpdateProgressWindowPresenter::hostApplicationNam
 
 std::string OrvoUpdateProgressWindowPresenter::resolvedWindowTitle(
     const std::optional<std::string>& windowTitle) const {
-  const std::string given(text::trimmed(windowTitle.value_or("")));
+  std::string given(text::trimmed(windowTitle.value_or("")));
   if (!given.empty()) return given;
   const std::filesystem::path mainBundle = bundles_->mainBundlePath();
   if (const std::optional<std::string> name = hostApplicationName()) {

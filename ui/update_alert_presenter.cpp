@@ -9,8 +9,9 @@ namespace {
 
 namespace texts = localized_texts;
 
-// Runs the alert with the toolkit held, whatever becomes of its owner meanwhile.
-AlertAnswer run(std::shared_ptr<WindowToolkit> toolkit, const AlertDescription& alert) {
+// Runs the alert with the toolkit held, whatever becomes of its owner meanwhile: the copy is the purpose.
+AlertAnswer run(std::shared_ptr<WindowToolkit> toolkit,  // NOLINT(performance-unnecessary-value-param)
+                const AlertDescription& alert) {
   return toolkit->runModal(alert);
 }
 
@@ -68,7 +69,7 @@ void OrvoUpdateAlertPresenter::presentManualUpdateAlert(const Path& localization
                                                         const URL& manualUpdateURL,
                                                         OrvoUpdateManualUpdateFailurePhase failurePhase) {
   const OpenURL openURL = openURL_;
-  const URL url = manualUpdateURL;
+  const URL url = manualUpdateURL;  // NOLINT(performance-unnecessary-copy-initialization): as above
   const AlertAnswer answer =
       run(toolkit_, makeManualUpdateAlert(localizationBundle, informativeText, failurePhase));
   if (answer.buttonIndex == 0 && openURL) openURL(url);

@@ -13,9 +13,7 @@ class SystemBundleLoader final : public BundleLoading {
   std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
     std::error_code ignored;
     NSURL* url = macos::fileURL(path);
-    if (!std::filesystem::is_directory(path, ignored) || [NSBundle bundleWithURL:url] == nil) {
-      return std::nullopt;
-    }
+    if (!std::filesystem::is_directory(path, ignored)) return std::nullopt;
     // Bundle objects are kept for as long as the process runs, with what they once read; an application that
     // is being replaced needs what lies there now.
     NSDictionary* information =

@@ -6,9 +6,8 @@
 namespace pellam::macos {
 
 // Whether a property list in one of its text forms opens more than so many containers within each other. An
-// estimate that never misses a real nesting: brackets in texts count, too. Binary lists are false; their
-// reader has a limit of its own. Any encoding in which ASCII keeps its byte values, with or without zero
-// bytes between.
+// estimate that errs on the side of too many: what opens in a comment of the old form counts, too. Binary
+// lists are false; their reader has a limit of its own. UTF-16, or any encoding that keeps ASCII's bytes.
 [[nodiscard]] bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels);
 
 }  // namespace pellam::macos

@@ -82,7 +82,7 @@ def check_bundle():
             raise Refused(f"{program} is no executable of the system")
     information = plistlib.loads((service / "Info.plist").read_bytes())
     wanted = {"CFBundleIdentifier": service.parent.stem, "CFBundleExecutable": programs[-1].name,
-              "CFBundlePackageType": "XPC!", "XPCService": {"ServiceType": "Application", "RunLoopType": "dispatch_main"}}
+              "CFBundlePackageType": "XPC!", "XPCService": {"JoinExistingSession": True, "ServiceType": "Application", "RunLoopType": "dispatch_main"}}
     wrong = {key: information.get(key) for key, value in wanted.items() if information.get(key) != value}
     if wrong:
         raise Refused(f"the service's Info.plist says {wrong}")

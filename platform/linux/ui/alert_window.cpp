@@ -171,7 +171,7 @@ void Alert::press(std::size_t button) {
 AlertAnswer Alert::run() {
   // The texts and the checkbox would take the focus otherwise, and Return with it.
   makeDefaultButton(defaultButton_);
-  presentWithoutStealingFocus(window_.get());
+  gtk_window_present(window_.get());
   if (!pressed_) g_main_loop_run(loop_);
   AlertAnswer answer{pressed_.value_or(lastButton_), std::nullopt};
   if (checkbox_ != nullptr) {

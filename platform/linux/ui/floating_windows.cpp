@@ -65,7 +65,13 @@ void FloatingWindows::watchNewWindows(GListModel* windows, guint position, guint
   }
 }
 
+bool FloatingWindows::isApplicationActive() const {
+  constexpr gint64 moment = 1'000'000;
+  return isAnyActive() || g_get_monotonic_time() - lastActive_ < moment;
+}
+
 void FloatingWindows::activityChanged(GtkWindow*, GParamSpec*, FloatingWindows* self) {
+  self->lastActive_ = g_get_monotonic_time();
   if (isAnyActive()) {
     self->showAll();
   } else if (self->settling_ == 0) {

@@ -16,6 +16,9 @@ class FloatingWindows {
 
   // The window floats from now on, for as long as it exists.
   void add(GtkWindow* window);
+  // Whether one of the application's windows is active, or was a moment ago: between two of them the focus is
+  // nowhere.
+  [[nodiscard]] bool isApplicationActive() const;
 
  private:
   static void watchNewWindows(GListModel* windows, guint position, guint removed, guint added,
@@ -27,6 +30,7 @@ class FloatingWindows {
   void showAll();
 
   guint settling_ = 0;
+  gint64 lastActive_ = 0;  // in microseconds; when a window was last seen to be active, or ceased to be
 };
 
 }  // namespace pellam

@@ -47,6 +47,16 @@ Pixels onScreen(const WindowSize& size) {
   return {pixels(size.width, limit.width), pixels(size.height, limit.height)};
 }
 
+bool showsAnotherWindow(GtkWindow* window) {
+  GListModel* windows = gtk_window_get_toplevels();
+  for (guint at = 0; at < g_list_model_get_n_items(windows); ++at) {
+    auto* other = GTK_WINDOW(g_list_model_get_item(windows, at));
+    g_object_unref(other);  // the list keeps it
+    if (other != window && gtk_widget_get_mapped(GTK_WIDGET(other)) != FALSE) return true;
+  }
+  return false;
+}
+
 gboolean keyPressed(GtkEventControllerKey* controller, guint key, guint, GdkModifierType state, gpointer) {
   if (key != GDK_KEY_Return && key != GDK_KEY_KP_Enter && key != GDK_KEY_ISO_Enter) return FALSE;
   if ((state & (GDK_CONTROL_MASK | GDK_ALT_MASK | GDK_SUPER_MASK)) != 0) return FALSE;
@@ -65,22 +75,6 @@ gboolean keyPressed(GtkEventControllerKey* controller, guint key, guint, GdkModi
 
 }  // namespace
 
-// What the user types into another application must not answer a window that has just appeared.
-void presentWithoutStealingFocus(GtkWindow* window) {
-  bool isAnotherShown = false;
-  GListModel* windows = gtk_window_get_toplevels();
-  for (guint at = 0; at < g_list_model_get_n_items(windows); ++at) {
-    auto* other = GTK_WINDOW(g_list_model_get_item(windows, at));
-    g_object_unref(other);
-    if (gtk_window_is_active(other) != FALSE) {
-      gtk_window_present(window);
-      return;
-    }
-    isAnotherShown = isAnotherShown || (other != window && gtk_widget_get_mapped(GTK_WIDGET(other)) != FALSE);
-  }
-  if (!isAnotherShown || !showUnfocused(window)) gtk_window_present(window);
-}
-
 void answerReturnWithDefaultButton(GtkWindow* window) {
   GtkEventController* keys = gtk_event_controller_key_new();
   gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
@@ -88,8 +82,10 @@ void answerReturnWithDefaultButton(GtkWindow* window) {
   gtk_widget_add_controller(GTK_WIDGET(window), keys);
 }
 
-SystemWindow::SystemWindow(const WindowDescription& description, FloatingWindows& floatingWindows)
-    : title_(description.title),
+SystemWindow::SystemWindow(const WindowDescription& description,
+                           std::shared_ptr<FloatingWindows> floatingWindows)
+    : floatingWindows_(std::move(floatingWindows)),
+      title_(description.title),
       isClosable_(description.isClosable),
       // The role is stated: a window whose contents meet assistive technology first would go without one.
       window_(
@@ -111,7 +107,7 @@ SystemWindow::SystemWindow(const WindowDescription& description, FloatingWindows
   g_signal_connect(window, "map", G_CALLBACK(mapped), this);
   g_signal_connect(window, "realize", G_CALLBACK(realized), this);
   answerReturnWithDefaultButton(window);
-  floatingWindows.add(window);
+  floatingWindows_->add(window);
 }
 
 SystemWindow::~SystemWindow() {
@@ -128,7 +124,11 @@ void SystemWindow::center() {
 }
 
 void SystemWindow::makeKeyAndOrderFront() {
-  if (!isClosed_) presentWithoutStealingFocus(window_.get());
+  if (isClosed_) return;
+  // What the user types into another application must not answer a window that has just appeared. An
+  // application that shows nothing else has nothing to be active with.
+  const bool mayTakeFocus = floatingWindows_->isApplicationActive() || !showsAnotherWindow(window_.get());
+  if (mayTakeFocus || !showUnfocused(window_.get())) gtk_window_present(window_.get());
 }
 
 void SystemWindow::performClose() {

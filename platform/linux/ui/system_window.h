@@ -16,14 +16,10 @@ namespace pellam {
 // then meant.
 void answerReturnWithDefaultButton(GtkWindow* window);
 
-// Shows the window, with the focus when the application has it already, or shows nothing else. Otherwise it
-// asks for attention and leaves the focus where it is.
-void presentWithoutStealingFocus(GtkWindow* window);
-
 // One window of this system. No larger than the monitor, whatever is asked for.
 class SystemWindow final : public Window {
  public:
-  SystemWindow(const WindowDescription& description, FloatingWindows& floatingWindows);
+  SystemWindow(const WindowDescription& description, std::shared_ptr<FloatingWindows> floatingWindows);
   SystemWindow(const SystemWindow&) = delete;
   SystemWindow& operator=(const SystemWindow&) = delete;
   ~SystemWindow() override;
@@ -44,6 +40,7 @@ class SystemWindow final : public Window {
   void forgetSurface();
   void destroy();
 
+  std::shared_ptr<FloatingWindows> floatingWindows_;
   std::string title_;
   bool isClosable_;
   bool isCenteringDue_ = false;

@@ -24,7 +24,7 @@ class SystemWindowToolkit final : public WindowToolkit {
       : resources_(std::move(resources)), isWebContentConfined_(std::move(isWebContentConfined)) {}
 
   [[nodiscard]] std::shared_ptr<Window> makeWindow(const WindowDescription& description) override {
-    return std::make_shared<SystemWindow>(description, *floatingWindows_);
+    return std::make_shared<SystemWindow>(description, floatingWindows_);
   }
 
   void buildPromptContent(View& contentView, UpdatePromptContent content) override {
@@ -57,8 +57,8 @@ class SystemWindowToolkit final : public WindowToolkit {
   std::filesystem::path resources_;
   std::function<bool()> isWebContentConfined_;
   std::optional<bool> isWebContentAllowed_;
-  // Shared with nobody; on the heap because its address is known to the toolkit's signals.
-  std::unique_ptr<FloatingWindows> floatingWindows_ = std::make_unique<FloatingWindows>();
+  // Shared with the windows, which may stay longer.
+  std::shared_ptr<FloatingWindows> floatingWindows_ = std::make_shared<FloatingWindows>();
 };
 
 }  // namespace

@@ -52,7 +52,6 @@ void addProgressContent(NSView* contentView, const ProgressContent& content) {
                                                                       weight:NSFontWeightRegular],
                                      content.statusIdentifier);
   status.textColor = NSColor.secondaryLabelColor;
-  status.hidden = YES;
   PellamProgressIndicator* bar = progressBar(content.barIdentifier);
   NSStackView* row = buttonRow(content.buttonIdentifier);
 
@@ -73,6 +72,8 @@ void addProgressContent(NSView* contentView, const ProgressContent& content) {
     [bar.heightAnchor constraintEqualToConstant:content.barHeight]
   ]];
   for (NSView* view in rows) [view.widthAnchor constraintEqualToAnchor:stack.widthAnchor].active = YES;
+  // Last: a hidden row is detached from the stack, and a constraint needs both its views in one hierarchy.
+  status.hidden = YES;
 }
 
 }  // namespace pellam::macos

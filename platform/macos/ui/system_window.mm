@@ -22,13 +22,19 @@
   _willCloseHandler = std::move(handler);
 }
 - (void)windowWillClose:(NSNotification*)notification {
-  (void)notification;
   if (_closing) return;
   _closing = YES;
   // Taken out first: the handler may let go of the window.
   const std::function<void()> handler = std::exchange(_willCloseHandler, nullptr);
+  // The handler may drop the window's handle, which owns both of them; they outlive the closing that goes on.
+  PellamWindowDelegate* const kept = self;
+  NSWindow* const window = notification.object;
+  dispatch_async(dispatch_get_main_queue(), ^{
+    (void)window;
+    (void)kept;
+  });
   if (handler) handler();
-  _closed = YES;
+  kept->_closed = YES;
 }
 @end
 

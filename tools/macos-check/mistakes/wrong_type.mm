@@ -1,6 +1,7 @@
 // stage: compile
-// refused: cannot initialize a parameter of type 'NSURL \*|incompatible pointer types sending 'NSString
-// \*.*'NSURL \*
+// clang-format off
+// refused: cannot initialize a parameter of type 'NSURL \*|incompatible pointer types sending 'NSString \*.*'NSURL \*
+// clang-format on
 #import <Foundation/Foundation.h>
 NSBundle* bundle(NSString* path) {
 #ifdef MISTAKE

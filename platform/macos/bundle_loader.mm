@@ -16,9 +16,16 @@ class SystemBundleLoader final : public BundleLoading {
     if (!std::filesystem::is_directory(path, ignored)) return std::nullopt;
     // Bundle objects are kept for as long as the process runs, with what they once read; an application that
     // is being replaced needs what lies there now.
-    NSDictionary* information =
+    NSDictionary<NSString*, id>* information =
         CFBridgingRelease(CFBundleCopyInfoDictionaryInDirectory((__bridge CFURLRef)url));
-    return Bundle{path, macos::dictionaryOf(information)};
+    Bundle bundle{path, {}};
+    for (NSString* key in information) {
+      // The system may add entries of its own that are no property-list values.
+      if (const auto value = macos::valueOf(information[key])) {
+        bundle.informationDictionary.set(macos::textOf(key), *value);
+      }
+    }
+    return bundle;
   }
 
   std::filesystem::path mainBundlePath() const override {

@@ -99,6 +99,12 @@ int removeTree(const Path& path) {
   return ::removefile(path.c_str(), nullptr, REMOVEFILE_RECURSIVE) == 0 ? 0 : errno;
 }
 
+// Everything that is pending for the path's volume, and waits for it; a volume that cannot is no failure.
+void writeVolumeThrough(const Path& path) {
+  const Path folder = path.has_parent_path() ? path.parent_path() : Path(".");
+  (void)::sync_volume_np(folder.c_str(), SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
+}
+
 // The copy is complete and on the disk before it gets its name.
 void copyToFreeName(const Path& source, const Path& destination) {
   struct stat status {};
@@ -110,7 +116,7 @@ void copyToFreeName(const Path& source, const Path& destination) {
     error = errno;
   }
   if (error == 0) {
-    ::sync();
+    writeVolumeThrough(destination);
     error = renameToFreeName(partial, destination);
   }
   if (error != 0) {
@@ -282,10 +288,13 @@ class MacFileSystem final : public FileSystem {
       }
       const EnumerationStep step = visitor(entry);
       if (step == EnumerationStep::stop) return;
-      if (step == EnumerationStep::skipDescendants ||
-          (options.skipsPackageDescendants && resourceIsTrue(macos::fileURL(entry), NSURLIsPackageKey))) {
+      const bool skips =
+          step == EnumerationStep::skipDescendants ||
+          (options.skipsPackageDescendants && resourceIsTrue(macos::fileURL(entry), NSURLIsPackageKey));
+      // Said of a file, it would skip the rest of the file's folder.
+      struct stat status {};
+      if (skips && ::lstat(entry.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
         [enumerator skipDescendants];
-      }
     }
   }
 
@@ -320,7 +329,7 @@ class MacFileSystem final : public FileSystem {
   void synchronizeDirectory(const Path& path) override { synchronizeFolder(path); }
 
   void synchronizeVolume(const Path& path) override {
-    ::sync();
+    writeVolumeThrough(path);
     synchronizeFolder(path);
   }
 

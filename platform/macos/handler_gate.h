@@ -20,12 +20,15 @@ class HandlerGate {
       if (isClosed_) return;
       running_.insert(std::this_thread::get_id());
     }
+    struct Leaving {
+      explicit Leaving(HandlerGate& left) : gate(left) {}
+      Leaving(const Leaving&) = delete;
+      Leaving& operator=(const Leaving&) = delete;
+      ~Leaving() { gate.leave(); }
+      HandlerGate& gate;
+    };
+    const Leaving leaving(*this);
     handler();
-    {
-      const std::lock_guard guard(lock_);
-      running_.erase(running_.find(std::this_thread::get_id()));
-    }
-    left_.notify_all();
   }
 
   // Waits for the handlers that are running, except for those further up this thread's own calls.
@@ -36,6 +39,14 @@ class HandlerGate {
   }
 
  private:
+  void leave() {
+    {
+      const std::lock_guard guard(lock_);
+      running_.erase(running_.find(std::this_thread::get_id()));
+    }
+    left_.notify_all();
+  }
+
   std::mutex lock_;
   std::condition_variable left_;
   std::multiset<std::thread::id> running_;

@@ -1,5 +1,7 @@
 #include "platform/unicode_text.h"
 
+#include <vector>
+
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam::text {
@@ -23,11 +25,26 @@ void eachCharacter(std::string_view text, Each each) {
     return;
   }
   NSString* string = stringFrom(text);
+  std::vector<std::size_t> ends;
+  auto* collected = &ends;
   [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
                              options:NSStringEnumerationByComposedCharacterSequences
-                          usingBlock:^(NSString* character, NSRange, NSRange, BOOL* stop) {
-                            *stop = !each([character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
+                          usingBlock:^(NSString* character, NSRange, NSRange, BOOL*) {
+                            const std::size_t before = collected->empty() ? 0 : collected->back();
+                            collected->push_back(before +
+                                                 [character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
                           }];
+  // Composed sequences know nothing of line ends: CR and LF are one character together, and nothing else
+  // joins either of them.
+  std::size_t offset = 0;
+  for (auto end = ends.begin(); offset < text.size() && end != ends.end();) {
+    std::size_t next = *end;
+    if (text[offset] == '\n') next = offset + 1;
+    if (text[offset] == '\r') next = offset + (text.substr(offset, 2) == "\r\n" ? 2 : 1);
+    if (!each(next - offset)) return;
+    offset = next;
+    while (end != ends.end() && *end <= offset) ++end;
+  }
 }
 
 }  // namespace

@@ -69,6 +69,9 @@ int setgroups(int, const gid_t*);
 unsigned sleep(unsigned);
 int symlink(const char*, const char*);
 void sync(void);
+#define SYNC_VOLUME_FULLSYNC 0x01
+#define SYNC_VOLUME_WAIT 0x02
+int sync_volume_np(const char*, int); /* 10.8; from memory of <unistd.h> */
 long sysconf(int);
 int unlink(const char*);
 int unlinkat(int, const char*, int);

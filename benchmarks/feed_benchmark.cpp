@@ -1,15 +1,17 @@
 // Deciding about realistic feed entries: both decisions, with staggering, on one core.
 
 #include "benchmarks/measure.h"
+#include "feed/feed_parser.h"
 #include "feed/feed_pipeline.h"
 #include "foundation/date_text.h"
+#include "platform/property_list.h"
 
 int main() {
   using namespace pellam;
-  std::vector<FeedEntry> feed;
+  std::vector<FeedEntry> written;
   for (int index = 0; index < 1000; ++index) {
     const std::string suffix = std::to_string(index);
-    feed.push_back(
+    written.push_back(
         {{"type", "update"},
          {"version", "1.0-" + std::to_string(3 + index % 3) + ".9.9"},
          {"sku", "pro"},
@@ -26,6 +28,10 @@ int main() {
          {"mustupdate", "2.0.1"},
          {"app-installer", "https://example.com/editor-" + suffix + ".zip"}});
   }
+  // As a host gets it: read from a document.
+  const std::string document = writeXMLPropertyList(PropertyListArray(written.begin(), written.end()));
+  const std::vector<FeedEntry> feed = OrvoUpdateFeedParser().parseFeed(
+      std::span<const std::uint8_t>(reinterpret_cast<const std::uint8_t*>(document.data()), document.size()));
   OrvoUpdateFeedApplicabilityContext applicability;
   applicability.appVersion = "2.3.1";
   applicability.appBuild = 100;

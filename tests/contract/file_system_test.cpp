@@ -1,4 +1,5 @@
 #include "platform/file_system.h"
+#include "tests/support/file_system_fixture.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,39 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // A fresh folder on the volume for temporary files.
-class FileSystemContractTest : public testing::Test {
- protected:
-  void SetUp() override { root_ = fs::canonical(makeFolder(fs::temp_directory_path())); }
-  void TearDown() override { fs::remove_all(root_); }
-
-  static fs::path makeFolder(const fs::path& parent) {
-    std::string pattern = (parent / "pellam-file-system-XXXXXX").string();
-    return ::mkdtemp(pattern.data());
-  }
-  static void write(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << text;
-  }
-  std::string read(const fs::path& path) { return std::string(files_->readFile(path).text()); }
-  static int errorOf(const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const std::system_error& error) {
-      return error.code().value();
-    }
-    return 0;
-  }
-  static std::vector<std::string> namesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-  static std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
-
-  std::shared_ptr<FileSystem> files_ = makeSystemFileSystem();
-  fs::path root_;
-};
+class FileSystemContractTest : public testing_support::FileSystemFixture {};
 
 TEST_F(FileSystemContractTest, RemovesTreesWithoutEverLeavingThroughALink) {
   write(root_ / "outside" / "kept", "x");

@@ -1,4 +1,5 @@
 #include "platform/file_system.h"
+#include "tests/support/file_system_fixture.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,45 +18,17 @@ namespace {
 namespace fs = std::filesystem;
 
 // A folder on the build's own volume, and another one on memory-backed storage.
-class FileSystemTest : public testing::Test {
+class FileSystemTest : public testing_support::FileSystemFixture {
  protected:
   void SetUp() override {
-    root_ = makeFolder(fs::temp_directory_path());
+    FileSystemFixture::SetUp();
     if (fs::is_directory("/dev/shm")) otherVolume_ = makeFolder("/dev/shm");
   }
   void TearDown() override {
-    for (const fs::path& folder : {root_, otherVolume_}) {
-      if (!folder.empty()) fs::remove_all(folder);
-    }
+    if (!otherVolume_.empty()) fs::remove_all(otherVolume_);
+    FileSystemFixture::TearDown();
   }
 
-  static fs::path makeFolder(const fs::path& parent) {
-    std::string pattern = (parent / "pellam-file-system-XXXXXX").string();
-    return ::mkdtemp(pattern.data());
-  }
-  static void write(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << text;
-  }
-  std::string read(const fs::path& path) { return std::string(files_->readFile(path).text()); }
-  static int errorOf(const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const std::system_error& error) {
-      return error.code().value();
-    }
-    return 0;
-  }
-  static std::vector<std::string> namesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-  static std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
-
-  std::shared_ptr<FileSystem> files_ = makeSystemFileSystem();
-  fs::path root_;
   fs::path otherVolume_;
 };
 

@@ -18,6 +18,7 @@
 #include "host/installer_coordinator.h"
 #include "host/serviced_main_thread.h"
 #include "installer/failure_report.h"
+#include "platform/job_runner.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
 
@@ -58,6 +59,7 @@ struct OrvoStandardUpdaterCollaborators {
   std::shared_ptr<UUIDGenerating> identifiers;
   std::shared_ptr<PellamClock> clock;
   CancellableSleep sleep;
+  JobRunner runJob;                       // around each job of the updater's own thread
   std::function<std::uint64_t()> random;  // any 64 bits
   std::shared_ptr<PellamLogger> logger;
   // Ends the application, soon or at once. Called on the main thread when the installer helper has taken

@@ -90,6 +90,7 @@ TEST_F(StandardUpdaterTest, ChecksAgainWhenTheTimeHasCome) {
   time_->advance(1h);
   untilPrompt();
   EXPECT_EQ(feed_->requests(), 4);
+  EXPECT_GE(jobs_, 4) << "what one check leaves to the system goes before the next";
   for (const std::uint64_t nap : time_->naps()) {
     if (nap != std::numeric_limits<std::uint64_t>::max()) {
       EXPECT_LE(nap, 3'600'000'000'000U) << "a machine may sleep";

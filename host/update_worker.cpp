@@ -95,7 +95,7 @@ void UpdateWorker::run() {
       }
     }
     if (next) {
-      next();
+      runJob_(next);
       continue;
     }
     try {
@@ -110,7 +110,7 @@ void UpdateWorker::run() {
       next = std::move(alarm_->handler);
       alarm_.reset();
     }
-    next();
+    runJob_(next);
   }
   std::function<void()> didEnd;
   {

@@ -11,6 +11,7 @@
 #include "foundation/cancellation.h"
 #include "foundation/clock.h"
 #include "foundation/sleeping.h"
+#include "platform/job_runner.h"
 
 namespace pellam {
 
@@ -20,8 +21,8 @@ namespace pellam {
 // thread may call it.
 class UpdateWorker {
  public:
-  UpdateWorker(std::shared_ptr<PellamClock> clock, CancellableSleep sleep)
-      : clock_(std::move(clock)), sleep_(std::move(sleep)) {}
+  UpdateWorker(std::shared_ptr<PellamClock> clock, CancellableSleep sleep, JobRunner runJob)
+      : clock_(std::move(clock)), sleep_(std::move(sleep)), runJob_(std::move(runJob)) {}
   // Waits for the job that is running.
   ~UpdateWorker();
   UpdateWorker(const UpdateWorker&) = delete;
@@ -51,6 +52,7 @@ class UpdateWorker {
 
   const std::shared_ptr<PellamClock> clock_;
   const CancellableSleep sleep_;
+  const JobRunner runJob_;
   mutable std::mutex lock_;
   std::deque<std::function<void()>> jobs_;
   std::optional<Alarm> alarm_;

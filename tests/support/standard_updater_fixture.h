@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -81,6 +82,10 @@ class StandardUpdaterFixture : public testing::Test {
                                                    makeSystemUUIDGenerator(),
                                                    time_,
                                                    time_->sleep(),
+                                                   [this](const std::function<void()>& job) {
+                                                     ++jobs_;
+                                                     job();
+                                                   },
                                                    [this] {
                                                      ++draws_;
                                                      return std::uint64_t{10};
@@ -130,6 +135,7 @@ class StandardUpdaterFixture : public testing::Test {
       std::make_shared<OrvoAppBundleUpdateFailureReportStore>(files_, time_);
   std::optional<URL> manualUpdateURL_;
   int draws_ = 0;
+  std::atomic<int> jobs_ = 0;
   int terminations_ = 0;
   std::function<void()> onTerminate_;
   std::unique_ptr<OrvoStandardUpdater> updater_;

@@ -45,7 +45,10 @@ class MainRunLoopQueue : public std::enable_shared_from_this<MainRunLoopQueue> {
       isMoreLeft = !work_.empty();
     }
     if (isMoreLeft) scheduleTurn();
-    work();
+    // The application's own pool waits for its next event, which may be long in coming.
+    @autoreleasepool {
+      work();
+    }
   }
 
   std::mutex lock_;

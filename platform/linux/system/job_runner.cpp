@@ -1,0 +1,10 @@
+#include "platform/job_runner.h"
+
+namespace pellam {
+
+// No library of this system keeps anything for the thread.
+JobRunner makeSystemJobRunner() {
+  return [](const std::function<void()>& job) { job(); };
+}
+
+}  // namespace pellam

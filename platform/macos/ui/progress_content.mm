@@ -2,6 +2,33 @@
 #include "platform/macos/ui/view_handles.h"
 #include "platform/macos/ui/window_contents.h"
 
+// A stack of rows that are all as wide as it is. A row that is taken out while it is hidden loses the
+// constraint, which is put back when the row returns.
+@interface PellamFullWidthStack : NSStackView <NSStackViewDelegate>
+- (void)makeRowsFullWidth;
+@end
+
+@implementation PellamFullWidthStack {
+  NSArray<NSLayoutConstraint*>* _rowWidths;
+}
+- (void)makeRowsFullWidth {
+  NSMutableArray<NSLayoutConstraint*>* widths = [NSMutableArray array];
+  for (NSView* row in self.arrangedSubviews) {
+    [widths addObject:[row.widthAnchor constraintEqualToAnchor:self.widthAnchor]];
+  }
+  [NSLayoutConstraint activateConstraints:widths];
+  _rowWidths = widths;
+  self.delegate = self;
+}
+- (void)stackView:(NSStackView*)stackView didReattachViews:(NSArray<NSView*>*)views {
+  (void)stackView;
+  for (NSLayoutConstraint* width in _rowWidths) {
+    NSView* row = static_cast<NSView*>(width.firstItem);
+    if (row != nil && [views containsObject:row]) width.active = YES;
+  }
+}
+@end
+
 namespace pellam::macos {
 
 namespace {
@@ -56,7 +83,7 @@ void addProgressContent(NSView* contentView, const ProgressContent& content) {
   NSStackView* row = buttonRow(content.buttonIdentifier);
 
   NSArray<NSView*>* rows = @[ title, status, bar, row ];
-  NSStackView* stack = [NSStackView stackViewWithViews:rows];
+  PellamFullWidthStack* stack = [PellamFullWidthStack stackViewWithViews:rows];
   stack.orientation = NSUserInterfaceLayoutOrientationVertical;
   stack.alignment = NSLayoutAttributeLeading;
   stack.distribution = NSStackViewDistributionFill;
@@ -71,7 +98,7 @@ void addProgressContent(NSView* contentView, const ProgressContent& content) {
     [stack.centerYAnchor constraintEqualToAnchor:contentView.centerYAnchor],
     [bar.heightAnchor constraintEqualToConstant:content.barHeight]
   ]];
-  for (NSView* view in rows) [view.widthAnchor constraintEqualToAnchor:stack.widthAnchor].active = YES;
+  [stack makeRowsFullWidth];
   // Last: a hidden row is detached from the stack, and a constraint needs both its views in one hierarchy.
   status.hidden = YES;
 }

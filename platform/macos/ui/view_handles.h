@@ -15,7 +15,7 @@
 
 // A progress bar that knows whether it moves.
 @interface PellamProgressIndicator : NSProgressIndicator
-@property(nonatomic, readonly, getter=isAnimating) BOOL animating;
+@property(nonatomic, readonly) BOOL moves;
 @end
 
 namespace pellam::macos {

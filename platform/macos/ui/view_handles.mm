@@ -39,11 +39,11 @@
 
 @implementation PellamProgressIndicator
 - (void)startAnimation:(id)sender {
-  _animating = YES;
+  _moves = YES;
   [super startAnimation:sender];
 }
 - (void)stopAnimation:(id)sender {
-  _animating = NO;
+  _moves = NO;
   [super stopAnimation:sender];
 }
 @end
@@ -127,7 +127,7 @@ class ProgressIndicatorHandle final : public Handle<ProgressIndicator> {
   void setIndeterminate(bool isIndeterminate) override { bar().indeterminate = isIndeterminate; }
   double value() const override { return bar().doubleValue; }
   void setValue(double value) override { bar().doubleValue = value; }
-  bool isAnimating() const override { return bar().animating == YES; }
+  bool isAnimating() const override { return bar().moves == YES; }
   void startAnimation() override { [bar() startAnimation:nil]; }
   void stopAnimation() override { [bar() stopAnimation:nil]; }
 

@@ -113,6 +113,7 @@ API_MAC(10.7)
 @property NSLayoutPriority priority;
 @property CGFloat constant;
 @property(getter=isActive) BOOL active API_MAC(10.10);
+@property(nullable, readonly, assign) id firstItem;
 + (void)activateConstraints:(NSArray<NSLayoutConstraint*>*)constraints API_MAC(10.10);
 + (void)deactivateConstraints:(NSArray<NSLayoutConstraint*>*)constraints API_MAC(10.10);
 @end
@@ -248,8 +249,15 @@ typedef NS_ENUM(NSInteger, NSStackViewDistribution) {
   NSStackViewDistributionGravityAreas = -1,
   NSStackViewDistributionFill = 0
 };
+@class NSStackView;
+@protocol NSStackViewDelegate <NSObject>
+@optional
+- (void)stackView:(NSStackView*)stackView willDetachViews:(NSArray<NSView*>*)views API_MAC(10.9);
+- (void)stackView:(NSStackView*)stackView didReattachViews:(NSArray<NSView*>*)views API_MAC(10.9);
+@end
 API_MAC(10.9)
 @interface NSStackView : NSView
+@property(nullable, weak) id<NSStackViewDelegate> delegate;
 @property NSLayoutAttribute alignment;
 @property NSStackViewDistribution distribution API_MAC(10.11);
 @property BOOL detachesHiddenViews API_MAC(10.11);

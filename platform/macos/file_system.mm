@@ -139,12 +139,52 @@ void moveAcrossVolumes(const Path& source, const Path& destination) {
   synchronizeFolderOf(source);
 }
 
-bool resourceIsTrue(NSURL* url, NSURLResourceKey key) {
-  NSNumber* value = nil;
-  return [url getResourceValue:&value forKey:key error:nil] && value.boolValue;
+bool resourceIsTrue(const Path& path, NSURLResourceKey key) {
+  @autoreleasepool {
+    NSNumber* value = nil;
+    return [macos::fileURL(path) getResourceValue:&value forKey:key error:nil] && value.boolValue;
+  }
 }
 
-bool isHidden(const Path& path) { return resourceIsTrue(macos::fileURL(path), NSURLIsHiddenKey); }
+bool isHidden(const Path& path) { return resourceIsTrue(path, NSURLIsHiddenKey); }
+
+// The names exactly as the volume keeps them, which Foundation's listings rewrite, in their order.
+std::vector<Path> entriesOf(const Path& folder) {
+  std::error_code error;
+  std::vector<Path> entries;
+  for (std::filesystem::directory_iterator entry(cPath(folder), error), end; !error && entry != end;
+       entry.increment(error)) {
+    entries.push_back(folder / entry->path().filename());
+  }
+  if (error) throwError(error.value(), folder);
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}
+
+bool isFolder(const Path& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// False when the visitor wants no more.
+bool visitAll(const std::vector<Path>& entries, EnumerationOptions options,
+              const std::function<EnumerationStep(const Path&)>& visitor) {
+  for (const Path& entry : entries) {
+    if (options.skipsHiddenFiles && isHidden(entry)) continue;
+    const EnumerationStep step = visitor(entry);
+    if (step == EnumerationStep::stop) return false;
+    if (step == EnumerationStep::skipDescendants || !isFolder(entry)) continue;
+    if (options.skipsPackageDescendants && resourceIsTrue(entry, NSURLIsPackageKey)) continue;
+    std::vector<Path> below;
+    try {
+      below = entriesOf(entry);
+    } catch (const std::system_error&) {
+      continue;  // a folder that cannot be opened is passed over
+    }
+    if (!visitAll(below, options, visitor)) return false;
+  }
+  return true;
+}
 
 class MacFileSystem final : public FileSystem {
  public:
@@ -264,38 +304,14 @@ class MacFileSystem final : public FileSystem {
   }
 
   std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
-    (void)openedFolder(path);
-    std::vector<Path> entries;
-    for (NSString* name in [NSFileManager.defaultManager contentsOfDirectoryAtPath:macos::pathString(path)
-                                                                             error:nil]) {
-      const Path entry = path / name.fileSystemRepresentation;
-      if (!skipsHiddenFiles || !isHidden(entry)) entries.push_back(entry);
-    }
-    std::sort(entries.begin(), entries.end());
+    std::vector<Path> entries = entriesOf(path);
+    if (skipsHiddenFiles) std::erase_if(entries, isHidden);
     return entries;
   }
 
   void enumerate(const Path& path, EnumerationOptions options,
                  const std::function<EnumerationStep(const Path&)>& visitor) const override {
-    (void)openedFolder(path);
-    NSDirectoryEnumerator<NSString*>* enumerator =
-        [NSFileManager.defaultManager enumeratorAtPath:macos::pathString(path)];
-    for (NSString* name in enumerator) {
-      const Path entry = path / name.fileSystemRepresentation;
-      if (options.skipsHiddenFiles && isHidden(entry)) {
-        [enumerator skipDescendants];
-        continue;
-      }
-      const EnumerationStep step = visitor(entry);
-      if (step == EnumerationStep::stop) return;
-      const bool skips =
-          step == EnumerationStep::skipDescendants ||
-          (options.skipsPackageDescendants && resourceIsTrue(macos::fileURL(entry), NSURLIsPackageKey));
-      // Said of a file, it would skip the rest of the file's folder.
-      struct stat status {};
-      if (skips && ::lstat(entry.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-        [enumerator skipDescendants];
-    }
+    (void)visitAll(entriesOf(path), options, visitor);
   }
 
   Path resolvingSymlinks(const Path& path) const override {
@@ -341,14 +357,6 @@ class MacFileSystem final : public FileSystem {
                         .firstObject;
     if (folder == nil) return std::nullopt;
     return Path(folder.fileSystemRepresentation);
-  }
-
- private:
-  // Foundation's listings do not say why a folder could not be read.
-  static FileDescriptor openedFolder(const Path& path) {
-    const int descriptor = ::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) throwError(errno, path);
-    return FileDescriptor(descriptor);
   }
 };
 

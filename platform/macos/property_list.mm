@@ -36,13 +36,7 @@ bool isDeeperThan(const PropertyListValue& value, int levels) {
   return false;
 }
 
-}  // namespace
-
-PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
-  // Foundation's readers of the text forms go one stack frame deeper for each level.
-  if (macos::textNestsDeeperThan(bytes, maximumDepth)) {
-    throw PropertyListReadError("The property list is nested too deeply.");
-  }
+PropertyListValue valueRead(std::span<const std::uint8_t> bytes) {
   NSError* error = nil;
   NSObject* list = [NSPropertyListSerialization propertyListWithData:[NSData dataWithBytes:bytes.data()
                                                                                     length:bytes.size()]
@@ -56,16 +50,35 @@ PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
   return *std::move(value);
 }
 
+}  // namespace
+
+// Pools of their own: the objects of a large list would otherwise stay for as long as the calling thread
+// does.
+
+PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
+  // Foundation's readers of the text forms go one stack frame deeper for each level.
+  if (macos::textNestsDeeperThan(bytes, maximumDepth)) {
+    throw PropertyListReadError("The property list is nested too deeply.");
+  }
+  @autoreleasepool {
+    return valueRead(bytes);
+  }
+}
+
 std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value) {
   if (isDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 512 levels");
-  NSData* data = serialized(value, NSPropertyListBinaryFormat_v1_0);
-  const auto* start = static_cast<const std::uint8_t*>(data.bytes);
-  return {start, start + data.length};
+  @autoreleasepool {
+    NSData* data = serialized(value, NSPropertyListBinaryFormat_v1_0);
+    const auto* start = static_cast<const std::uint8_t*>(data.bytes);
+    return {start, start + data.length};
+  }
 }
 
 std::string writeXMLPropertyList(const PropertyListValue& value) {
-  NSData* data = serialized(value, NSPropertyListXMLFormat_v1_0);
-  return {static_cast<const char*>(data.bytes), data.length};
+  @autoreleasepool {
+    NSData* data = serialized(value, NSPropertyListXMLFormat_v1_0);
+    return {static_cast<const char*>(data.bytes), data.length};
+  }
 }
 
 }  // namespace pellam

@@ -24,16 +24,18 @@ void eachCharacter(std::string_view text, Each each) {
     }
     return;
   }
-  NSString* string = stringFrom(text);
   std::vector<std::size_t> ends;
   auto* collected = &ends;
-  [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
-                             options:NSStringEnumerationByComposedCharacterSequences
-                          usingBlock:^(NSString* character, NSRange, NSRange, BOOL*) {
-                            const std::size_t before = collected->empty() ? 0 : collected->back();
-                            collected->push_back(before +
-                                                 [character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
-                          }];
+  @autoreleasepool {  // there is a string for every character
+    NSString* string = stringFrom(text);
+    [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
+                               options:NSStringEnumerationByComposedCharacterSequences
+                            usingBlock:^(NSString* character, NSRange, NSRange, BOOL*) {
+                              const std::size_t before = collected->empty() ? 0 : collected->back();
+                              collected->push_back(
+                                  before + [character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
+                            }];
+  }
   // Composed sequences know nothing of line ends: CR and LF are one character together, and nothing else
   // joins either of them.
   std::size_t offset = 0;

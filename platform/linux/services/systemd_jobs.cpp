@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <map>
+#include <thread>
 
 namespace pellam {
 
@@ -15,6 +16,8 @@ constexpr const char* managerPath = "/org/freedesktop/systemd1";
 constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
 constexpr const char* jobManager = "the job manager";
 constexpr std::chrono::seconds jobLimit{20};
+constexpr int forgettingTurns = 200;
+constexpr std::chrono::milliseconds forgettingPause{5};
 // Somebody may be asked for a password.
 constexpr std::uint64_t callLimitMicroseconds = 300'000'000;
 
@@ -182,15 +185,16 @@ void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
   }
 }
 
+int SystemdJobs::look(const std::string& unit, sd_bus_error* error) {
+  const Message message = methodCall(bus_.get(), "GetUnit");
+  check(sd_bus_message_append(message.get(), "s", unit.c_str()), "GetUnit");
+  return sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, error, nullptr);
+}
+
 void SystemdJobs::remove(const std::string& unit, bool wait) {
   // Looking is free; stopping asks for an authorization even where there is nothing to stop.
-  const Message look = methodCall(bus_.get(), "GetUnit");
-  check(sd_bus_message_append(look.get(), "s", unit.c_str()), "GetUnit");
   BusError missing;
-  if (const int found = sd_bus_call(bus_.get(), look.get(), callLimitMicroseconds, &missing.value, nullptr);
-      found < 0) {
-    fail(found, missing);
-  }
+  if (const int found = look(unit, &missing.value); found < 0) fail(found, missing);
   const Message message = methodCall(bus_.get(), "StopUnit");
   check(sd_bus_message_set_allow_interactive_authorization(message.get(), 1), "StopUnit");
   check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
@@ -202,6 +206,10 @@ void SystemdJobs::remove(const std::string& unit, bool wait) {
     if (result < 0) fail(result, error);
   }
   callWithoutAnswer("ResetFailedUnit", unit.c_str());
+  // A stopped unit keeps its name until the manager has forgotten it, which is soon but not at once.
+  for (int turn = 0; wait && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
+    std::this_thread::sleep_for(forgettingPause);
+  }
 }
 
 }  // namespace pellam

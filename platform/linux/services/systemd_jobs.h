@@ -26,6 +26,7 @@ class SystemdJobs {
   // Starts the job; `unit` is a name made by unitName(). An administrator may be asked.
   void submit(const std::string& unit, const JobDescription& job,
               const std::vector<std::string>& environment);
+  // Waiting ends when the job has stopped and its name is free.
   void remove(const std::string& unit, bool wait);
 
   [[nodiscard]] static std::string unitName(const std::string& label);
@@ -37,6 +38,8 @@ class SystemdJobs {
   explicit SystemdJobs(sd_bus* bus) : bus_(bus) {}
   // Makes a call that answers with a job of the manager's own, and waits for how that job ends ("done").
   [[nodiscard]] std::string runManagerJob(sd_bus_message* message);
+  // What the manager answers when it is asked for the unit; negative when it knows none.
+  [[nodiscard]] int look(const std::string& unit, sd_bus_error* error);
   void callWithoutAnswer(const char* method, const char* unit);
 
   std::unique_ptr<sd_bus, BusDeleter> bus_;

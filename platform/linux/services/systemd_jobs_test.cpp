@@ -96,6 +96,15 @@ TEST_F(SystemdJobControl, CanRunALabelAgainAfterItEndedBadly) {
   EXPECT_TRUE(again.succeeded) << again.error->description;
 }
 
+TEST_F(SystemdJobControl, LeavesTheLabelFreeOnceAJobIsRemoved) {
+  for (int round = 0; round < 30; ++round) {
+    const JobControlOutcome outcome = submit(shell("exit 0"));
+    ASSERT_TRUE(outcome.succeeded) << "round " << round << ": " << outcome.error->description;
+    // The job may be running, have ended, or be forgotten already.
+    (void)control->remove(JobControlDomain::systemLaunchd, label, nullptr, true);
+  }
+}
+
 TEST_F(SystemdJobControl, ReportsAProgramThatDoesNotExist) {
   const JobControlOutcome outcome = submit({"/no/such/program"});
   ASSERT_FALSE(outcome.succeeded);

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -67,7 +68,10 @@ class Administrator {
 
   [[nodiscard]] bool isRegistered() const { return isRegistered_; }
   // The actions that were asked about, once the process that asked has ended.
-  [[nodiscard]] const std::string& questions() const { return questions_; }
+  [[nodiscard]] std::string questions() const {
+    const std::lock_guard guard(lock_);
+    return questions_;
+  }
 
  private:
   static int begin(sd_bus_message* message, void* self, sd_bus_error* error) {
@@ -83,7 +87,10 @@ class Administrator {
         sd_bus_message_read(message, "(sa{sv})", &kind, 1, &key, "u", &user) < 0) {
       return -EBADMSG;
     }
-    administrator.questions_ += std::string(action) + ";";
+    {
+      const std::lock_guard guard(administrator.lock_);
+      administrator.questions_ += std::string(action) + ";";
+    }
     if (administrator.answer_ == Answer::dismisses) {
       return sd_bus_error_set(error, "org.freedesktop.PolicyKit1.Error.Cancelled", "closed");
     }
@@ -99,6 +106,7 @@ class Administrator {
   Answer answer_;
   sd_bus* bus_ = nullptr;
   bool isRegistered_ = false;
+  mutable std::mutex lock_;
   std::string questions_;
   std::atomic<bool> isEnding_ = false;
   std::thread thread_;

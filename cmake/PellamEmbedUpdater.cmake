@@ -4,7 +4,6 @@
 # <binary folder>/<TARGET>.app/Contents unless stated; the program itself, the signing tool and the unpacker are put
 # into it as well and, when given, the certificates that releases must chain to. The Info.plist of the application
 # stays the application's own. Sign the result, the service first.
-set(PELLAM_EMBED_UPDATER_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/EmbedUpdaterScript.cmake")
 
 function(pellam_embed_updater target)
   cmake_parse_arguments(ARG "" "IDENTIFIER;VERSION;BUILD;CONTENTS;ANCHORS" "" ${ARGN})
@@ -31,7 +30,7 @@ function(pellam_embed_updater target)
     COMMAND "${CMAKE_COMMAND}" "-DCONTENTS=${ARG_CONTENTS}"
       "-DPROGRAMS=$<TARGET_FILE_DIR:PellamUpdateInstaller>" "-DIDENTIFIER=${ARG_IDENTIFIER}"
       "-DVERSION=${ARG_VERSION}" "-DBUILD=${ARG_BUILD}" "-DANCHORS=${ARG_ANCHORS}" "-DTOOLS=${tools}"
-      -P "${PELLAM_EMBED_UPDATER_SCRIPT}"
+      -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/EmbedUpdaterScript.cmake"
     VERBATIM)
   if(NOT APPLE)
     add_custom_command(TARGET ${target} POST_BUILD

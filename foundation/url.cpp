@@ -114,6 +114,33 @@ std::optional<URL> URL::parse(std::string_view text) {
   return url;
 }
 
+std::optional<URL> URL::parseLeniently(std::string_view text) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  // A bracket belongs to the host's address alone.
+  const auto slashes = text.find("://");
+  const auto hostBegin = slashes == std::string_view::npos ? text.size() : slashes + 3;
+  const auto hostEnd = std::min(text.find_first_of("/?#", hostBegin), text.size());
+  const auto fragment = text.find('#');
+  std::string encoded;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const char c = text[index];
+    const bool isInHost = index >= hostBegin && index < hostEnd;
+    const bool isEscape = c == '%' && index + 2 < text.size() && hexValue(text[index + 1]) >= 0 &&
+                          hexValue(text[index + 2]) >= 0;
+    const bool isBracket = isInHost && (c == '[' || c == ']');
+    if (isEscape || isBracket || isUnreservedOrSubDelimiter(c) || index == fragment ||
+        std::string_view(":@/?").find(c) != std::string_view::npos) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += '%';
+    encoded += digits[byte >> 4U];
+    encoded += digits[byte & 15U];
+  }
+  return parse(encoded);
+}
+
 std::string URL::lastPathComponent() const {
   std::string_view path = path_;
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);

@@ -14,6 +14,11 @@ class URL {
   // broken percent escape, a port that is not a number, a bracketed host that is not closed.
   [[nodiscard]] static std::optional<URL> parse(std::string_view text);
 
+  // The same for a text as browsers pass it on: what must be percent-encoded where it stands is encoded
+  // first, a percent sign that escapes nothing included. Nothing only for an empty text and for a host or
+  // port that is none.
+  [[nodiscard]] static std::optional<URL> parseLeniently(std::string_view text);
+
   [[nodiscard]] const std::string& text() const { return text_; }
   // In lower case; empty for a relative reference.
   [[nodiscard]] const std::string& scheme() const { return scheme_; }

@@ -47,15 +47,20 @@ class URLLoadingError : public PellamError {
   };
 
   URLLoadingError(Code code, std::string description) : code_(code), description_(std::move(description)) {}
+  // A failure that the platform reports in another domain; it is passed on as it is.
+  explicit URLLoadingError(BridgedError original)
+      : code_(Code::unknown), description_(original.description), original_(std::move(original)) {}
   [[nodiscard]] Code code() const { return code_; }
   [[nodiscard]] BridgedError bridged() const override {
-    return {"NSURLErrorDomain", static_cast<std::int64_t>(code_), description_};
+    return original_.value_or(
+        BridgedError{"NSURLErrorDomain", static_cast<std::int64_t>(code_), description_});
   }
   [[nodiscard]] const char* what() const noexcept override { return description_.c_str(); }
 
  private:
   Code code_;
   std::string description_;
+  std::optional<BridgedError> original_;
 };
 
 }  // namespace pellam

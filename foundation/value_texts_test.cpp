@@ -80,6 +80,18 @@ TEST(ValueTextsTest, AddressesAreTakenApart) {
                            "https://[::1/", "1s://a", "https://e.com/<a>", "https://e.com/é", "://a"}) {
     EXPECT_FALSE(URL::parse(text)) << text;
   }
+  const std::pair<const char*, const char*> lenient[] = {
+      {"https://[::1]:80/a[1]?b|c[]=%zz%2f^#d#{e}%",
+       "https://[::1]:80/a%5B1%5D?b%7Cc%5B%5D=%25zz%2f%5E#d%23%7Be%7D%25"},
+      {"https://e.com/a?b=c#d", "https://e.com/a?b=c#d"},
+      {"/\xc3\xa9 <\"", "/%C3%A9%20%3C%22"},
+  };
+  for (const auto& [text, encoded] : lenient) {
+    ASSERT_TRUE(URL::parseLeniently(text)) << text;
+    EXPECT_EQ(URL::parseLeniently(text)->text(), encoded);
+  }
+  for (const char* text : {"", "https://[::1/", "https://e.com:8x/"})
+    EXPECT_FALSE(URL::parseLeniently(text)) << text;
 }
 
 TEST(ValueTextsTest, LoggersDeferTheirMessages) {

@@ -70,7 +70,7 @@ enum class NavigationPolicy { allow, cancel };
 
 struct NavigationAction {
   bool isLinkActivated = false;  // a link that the user clicked, whichever window it is meant for
-  std::optional<URL> url;
+  std::optional<URL> url;        // read leniently, as the web view itself does
 };
 
 struct UpdatePromptButton {

@@ -100,9 +100,12 @@ NSObject* objectFromNumber(const PropertyListValue& value) {
 }  // namespace
 
 NSString* stringFrom(std::string_view text) {
-  NSString* string = [[NSString alloc] initWithBytes:text.data()
-                                              length:text.size()
-                                            encoding:NSUTF8StringEncoding];
+  NSString* string = nil;
+  // A mark of the byte order at the text's start would be taken away; with an order that is named it is a
+  // character.
+  if (!text.starts_with("\xef\xbb\xbf")) {
+    string = [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
+  }
   if (string != nil) return string;
   std::u32string scalars;
   for (std::size_t offset = 0; offset < text.size();) scalars.push_back(text::nextScalar(text, offset));
@@ -118,8 +121,9 @@ std::string textOf(NSString* string) {
 }
 
 NSString* pathString(const std::filesystem::path& path) {
-  return [NSFileManager.defaultManager stringWithFileSystemRepresentation:path.c_str()
-                                                                   length:path.native().size()];
+  NSString* name = [NSFileManager.defaultManager stringWithFileSystemRepresentation:path.c_str()
+                                                                             length:path.native().size()];
+  return name != nil ? name : stringFrom(path.native());
 }
 
 NSURL* fileURL(const std::filesystem::path& path) { return [NSURL fileURLWithPath:pathString(path)]; }

@@ -28,12 +28,14 @@ void eachCharacter(std::string_view text, Each each) {
   auto* collected = &ends;
   @autoreleasepool {  // there is a string for every character
     NSString* string = stringFrom(text);
+    __block std::size_t end = 0;
     [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
                                options:NSStringEnumerationByComposedCharacterSequences
-                            usingBlock:^(NSString* character, NSRange, NSRange, BOOL*) {
-                              const std::size_t before = collected->empty() ? 0 : collected->back();
-                              collected->push_back(
-                                  before + [character lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
+                            usingBlock:^(NSString*, NSRange range, NSRange, BOOL*) {
+                              for (NSUInteger unit = 0; unit < range.length; ++unit) {
+                                if (nextScalar(text, end) > 0xffff) ++unit;
+                              }
+                              collected->push_back(end);
                             }];
   }
   // Composed sequences know nothing of line ends: CR and LF are one character together, and nothing else

@@ -1,38 +1,58 @@
 #include "platform/url_session.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 
 namespace {
 
 using DelegatePointer = std::shared_ptr<pellam::URLSessionDataDelegate>;
 
-// Which delegate serves which task of a session. One lock of its own, nothing called while it is held.
+// What one task serves, touched by the session's queue alone once the task has been resumed.
+struct Served {
+  pellam::URL asked;
+  DelegatePointer delegate;
+  bool hasResponse = false;
+  bool hasFailed = false;  // the delegate could not take what came, which nobody below can be told
+};
+
+// Which task of a session serves whom. One lock of its own, nothing called while it is held.
 class TaskDelegates {
  public:
-  void add(NSURLSessionTask* task, DelegatePointer delegate) {
+  void add(NSURLSessionTask* task, std::shared_ptr<Served> served) {
     const std::lock_guard guard(lock_);
-    delegates_[task.taskIdentifier] = std::move(delegate);
+    served_[task.taskIdentifier] = std::move(served);
   }
-  DelegatePointer find(NSURLSessionTask* task) {
+  std::shared_ptr<Served> find(NSURLSessionTask* task) {
     const std::lock_guard guard(lock_);
-    const auto found = delegates_.find(task.taskIdentifier);
-    return found == delegates_.end() ? nullptr : found->second;
+    const auto found = served_.find(task.taskIdentifier);
+    return found == served_.end() ? nullptr : found->second;
   }
-  DelegatePointer take(NSURLSessionTask* task) {
-    DelegatePointer delegate = find(task);
+  void remove(NSURLSessionTask* task) {
     const std::lock_guard guard(lock_);
-    delegates_.erase(task.taskIdentifier);
-    return delegate;
+    served_.erase(task.taskIdentifier);
   }
 
  private:
   std::mutex lock_;
-  std::map<NSUInteger, DelegatePointer> delegates_;
+  std::map<NSUInteger, std::shared_ptr<Served>> served_;
 };
+
+// Gives the delegate an event; a task whose delegate fails goes no further.
+template <typename Work>
+void deliver(NSURLSessionTask* task, const std::shared_ptr<Served>& served, const Work& work) {
+  if (!served || served->hasFailed) return;
+  served->hasFailed = true;
+  pellam::macos::runGuarded([&] {
+    work(*served->delegate);
+    served->hasFailed = false;
+  });
+  if (served->hasFailed) [task cancel];
+}
 
 pellam::URLResponse responseOf(NSURLResponse* response, const pellam::URL& asked) {
   const auto address = pellam::URL::parse(pellam::macos::textOf(response.URL.absoluteString));
@@ -46,51 +66,66 @@ pellam::URLResponse responseOf(NSURLResponse* response, const pellam::URL& asked
 
 pellam::URLLoadingError loadingError(NSError* error) {
   using pellam::URLLoadingError;
-  const bool isLoading = [error.domain isEqualToString:NSURLErrorDomain] == YES;
-  return {isLoading ? static_cast<URLLoadingError::Code>(error.code) : URLLoadingError::Code::unknown,
-          pellam::macos::textOf(error.localizedDescription)};
+  if (![error.domain isEqualToString:NSURLErrorDomain])
+    return URLLoadingError(pellam::macos::bridgedError(error));
+  return {static_cast<URLLoadingError::Code>(error.code), pellam::macos::textOf(error.localizedDescription)};
 }
 
 }  // namespace
 
 // Receives the events of a session's tasks on the session's own serial queue.
 @interface PellamURLSessionDelegate : NSObject <NSURLSessionDataDelegate>
-- (void)setDelegate:(DelegatePointer)delegate ofTask:(NSURLSessionTask*)task;
+- (void)setServed:(std::shared_ptr<Served>)served ofTask:(NSURLSessionTask*)task;
 @end
 
 @implementation PellamURLSessionDelegate {
   TaskDelegates _delegates;
 }
-- (void)setDelegate:(DelegatePointer)delegate ofTask:(NSURLSessionTask*)task {
-  _delegates.add(task, std::move(delegate));
+- (void)setServed:(std::shared_ptr<Served>)served ofTask:(NSURLSessionTask*)task {
+  _delegates.add(task, std::move(served));
 }
 - (void)URLSession:(NSURLSession*)session
               dataTask:(NSURLSessionDataTask*)dataTask
     didReceiveResponse:(NSURLResponse*)response
      completionHandler:(void (^)(NSURLSessionResponseDisposition))completionHandler {
   (void)session;
-  const auto asked = pellam::URL::parse(pellam::macos::textOf(dataTask.originalRequest.URL.absoluteString));
-  const DelegatePointer delegate = _delegates.find(dataTask);
-  if (delegate && asked) delegate->didReceiveResponse(responseOf(response, *asked));
+  const std::shared_ptr<Served> served = _delegates.find(dataTask);
+  // A body of several parts brings a response for each.
+  if (served && !served->hasResponse) {
+    served->hasResponse = true;
+    deliver(dataTask, served,
+            [&](auto& delegate) { delegate.didReceiveResponse(responseOf(response, served->asked)); });
+  }
   completionHandler(NSURLSessionResponseAllow);
 }
 - (void)URLSession:(NSURLSession*)session
           dataTask:(NSURLSessionDataTask*)dataTask
     didReceiveData:(NSData*)data {
   (void)session;
-  const DelegatePointer delegate = _delegates.find(dataTask);
-  if (!delegate) return;
-  auto* receiver = delegate.get();
+  const std::shared_ptr<Served> served = _delegates.find(dataTask);
   // In its pieces, as it arrived: asking for all of it at once would copy it.
   [data enumerateByteRangesUsingBlock:^(const void* bytes, NSRange range, BOOL*) {
-    receiver->didReceiveData({static_cast<const std::uint8_t*>(bytes), range.length});
+    deliver(dataTask, served, [&](auto& delegate) {
+      delegate.didReceiveData({static_cast<const std::uint8_t*>(bytes), range.length});
+    });
   }];
 }
 - (void)URLSession:(NSURLSession*)session task:(NSURLSessionTask*)task didCompleteWithError:(NSError*)error {
   (void)session;
-  const DelegatePointer delegate = _delegates.take(task);
-  if (!delegate) return;
-  delegate->didComplete(error == nil ? std::nullopt : std::optional(loadingError(error)));
+  using pellam::URLLoadingError;
+  const std::shared_ptr<Served> served = _delegates.find(task);
+  if (!served) return;
+  _delegates.remove(task);
+  pellam::macos::runGuarded([&] {
+    std::optional<URLLoadingError> failure;
+    if (served->hasFailed) {
+      failure =
+          URLLoadingError(URLLoadingError::Code::unknown, "There is not enough memory for the response.");
+    } else if (error != nil) {
+      failure = loadingError(error);
+    }
+    served->delegate->didComplete(failure);
+  });
 }
 @end
 
@@ -101,11 +136,21 @@ namespace {
 class DataTask final : public URLSessionDataTask {
  public:
   explicit DataTask(NSURLSessionDataTask* task) : task_(task) {}
-  void resume() override { [task_ resume]; }
+  DataTask(const DataTask&) = delete;
+  DataTask& operator=(const DataTask&) = delete;
+  // A session waits for every task that was ever made; one that nobody will resume would keep it for good.
+  ~DataTask() override {
+    if (!wasResumed_) [task_ cancel];
+  }
+  void resume() override {
+    wasResumed_ = true;
+    [task_ resume];
+  }
   void cancel() override { [task_ cancel]; }
 
  private:
   NSURLSessionDataTask* task_;
+  std::atomic<bool> wasResumed_ = false;
 };
 
 // The platform keeps a session and its delegate until the session is invalidated.
@@ -131,7 +176,7 @@ class Session final : public URLSession {
     }
     if (request.timeout) platformRequest.timeoutInterval = static_cast<double>(request.timeout->count());
     NSURLSessionDataTask* task = [session_ dataTaskWithRequest:platformRequest];
-    [delegate_ setDelegate:std::move(delegate) ofTask:task];
+    [delegate_ setServed:std::make_shared<Served>(Served{request.url, std::move(delegate)}) ofTask:task];
     return std::make_shared<DataTask>(task);
   }
 

@@ -7,8 +7,8 @@ import pathlib
 import re
 
 TARGETS = "[ arm64-macos, x86_64-macos ]"
-FRAMEWORKS = {"CoreFoundation": "A", "Foundation": "C", "AppKit": "C", "WebKit": "A", "Security": "A",
-              "ServiceManagement": "A"}
+FRAMEWORKS = {"CoreFoundation": "A", "Foundation": "C", "AppKit": "C", "WebKit": "A", "CoreGraphics": "A",
+              "Security": "A", "ServiceManagement": "A"}
 # Symbols that the compiler refers to by itself.
 IMPLIED = {"CoreFoundation": ["___CFConstantStringClassReference"]}
 
@@ -35,7 +35,7 @@ def declared(headers):
         text = _without_comments(header.read_text())
         classes.update(re.findall(r"@interface\s+(\w+)\s*(?:<[^>@]*>)?\s*:", text))
         text = re.sub(r"^\s*#.*$", "", text, flags=re.M)
-        for declaration in re.findall(r"\b(?:FOUNDATION_EXPORT|CF_EXPORT|APPKIT_EXTERN)\s+([^;{]*);", text):
+        for declaration in re.findall(r"\b(?:FOUNDATION_EXPORT|CF_EXPORT|CG_EXTERN|APPKIT_EXTERN)\s+([^;{]*);", text):
             plain = _without_attributes(declaration)
             function = re.match(r"[^(]*?\b(\w+)\s*\(", plain)
             name = function.group(1) if function else re.search(r"(\w+)$", plain).group(1)

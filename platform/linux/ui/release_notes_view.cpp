@@ -35,16 +35,6 @@ struct NotesState {
 
 NotesState& stateOf(gpointer view) { return **attachedValue<std::unique_ptr<NotesState>>(view, stateKey); }
 
-// The web view's address text; a browser's lenient characters are escaped, so that no link goes unrecognised.
-std::optional<URL> parseLeniently(const char* address) {
-  if (address == nullptr) return std::nullopt;
-  if (std::optional<URL> url = URL::parse(address)) return url;
-  char* escaped = g_uri_escape_string(address, "!*'();:@&=+$,/?#[]%", FALSE);
-  std::optional<URL> url = URL::parse(escaped);
-  g_free(escaped);
-  return url;
-}
-
 NavigationPolicy ask(gpointer view, WebKitNavigationPolicyDecision* decision, bool isForNewWindow) {
   WebKitNavigationAction* action = webkit_navigation_policy_decision_get_navigation_action(decision);
   NavigationAction asked;
@@ -54,7 +44,8 @@ NavigationPolicy ask(gpointer view, WebKitNavigationPolicyDecision* decision, bo
       ++stateOf(view).unaskedNavigations > mostUnaskedNavigations) {
     return NavigationPolicy::cancel;
   }
-  asked.url = parseLeniently(webkit_uri_request_get_uri(webkit_navigation_action_get_request(action)));
+  const char* address = webkit_uri_request_get_uri(webkit_navigation_action_get_request(action));
+  if (address != nullptr) asked.url = URL::parseLeniently(address);
   NavigationPolicy policy = NavigationPolicy::cancel;
   runGuarded([&] {
     const auto decide = stateOf(view).decidePolicy;

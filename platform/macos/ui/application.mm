@@ -6,7 +6,24 @@
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
-#include "platform/window_toolkit.h"
+#include "platform/macos/guarded_call.h"
+#include "platform/macos/ui/alerts.h"
+#include "platform/macos/ui/display_session.h"
+
+namespace {
+
+// An open alert has a loop of its own, which has to end first; stopping from inside it would end only that
+// one, so the rest is left to the outer loop's mode.
+void endEventLoop() {
+  pellam::macos::closeOpenAlerts();
+  CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopDefaultMode, ^{
+    [NSApplication.sharedApplication stop:nil];
+    pellam::macos::wakeEventLoop();
+  });
+  CFRunLoopWakeUp(CFRunLoopGetMain());
+}
+
+}  // namespace
 
 // The menu's target and the document window's delegate.
 @interface PellamApplicationController : NSObject <NSWindowDelegate>
@@ -28,11 +45,14 @@
 }
 - (void)performItem:(NSMenuItem*)sender {
   const auto found = _actions.find(sender.tag);
-  if (found != _actions.end() && found->second) found->second();
+  if (found == _actions.end()) return;
+  pellam::macos::runGuarded([action = found->second] {
+    if (action) action();
+  });
 }
 - (void)windowWillClose:(NSNotification*)notification {
   (void)notification;
-  [NSApplication.sharedApplication stop:nil];
+  endEventLoop();
 }
 @end
 
@@ -43,7 +63,14 @@ namespace {
 class SystemApplication final : public Application {
  public:
   SystemApplication() : controller_([[PellamApplicationController alloc] init]) {
+    macos::allowAlerts();
     (void)[NSApplication.sharedApplication setActivationPolicy:NSApplicationActivationPolicyRegular];
+  }
+  SystemApplication(const SystemApplication&) = delete;
+  SystemApplication& operator=(const SystemApplication&) = delete;
+  ~SystemApplication() override {
+    window_.delegate = nil;
+    [window_ close];
   }
 
   void showDocumentWindow(const std::string& title, const std::string& text, const std::string& menuTitle,
@@ -72,20 +99,11 @@ class SystemApplication final : public Application {
   void run() override { [NSApplication.sharedApplication run]; }
 
   void stop() override {
-    dispatch_async(dispatch_get_main_queue(), ^{
-      [NSApplication.sharedApplication stop:nil];
-      // The loop looks whether it was stopped after each event; without one it would go on waiting.
-      NSEvent* event = [NSEvent otherEventWithType:NSEventTypeApplicationDefined
-                                          location:NSZeroPoint
-                                     modifierFlags:0
-                                         timestamp:0
-                                      windowNumber:0
-                                           context:nil
-                                           subtype:0
-                                             data1:0
-                                             data2:0];
-      if (event != nil) [NSApplication.sharedApplication postEvent:event atStart:YES];
+    // Not over the main queue, which waits when work that came through it runs an alert's loop.
+    CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopCommonModes, ^{
+      endEventLoop();
     });
+    CFRunLoopWakeUp(CFRunLoopGetMain());
   }
 
  private:
@@ -98,7 +116,12 @@ class SystemApplication final : public Application {
                                                     action:nil
                                              keyEquivalent:@""];
     holder.submenu = menu;
+    // The first menu is always shown under the application's name, whatever its title is.
+    NSMenuItem* own = [[NSMenuItem alloc] initWithTitle:@"" action:nil keyEquivalent:@""];
+    own.submenu = [[NSMenu alloc] initWithTitle:@""];
+    [controller_ addItemTo:(NSMenu*)own.submenu title:@"Quit" action:[] { endEventLoop(); }];
     NSMenu* bar = [[NSMenu alloc] initWithTitle:@""];
+    [bar addItem:own];
     [bar addItem:holder];
     NSApplication.sharedApplication.mainMenu = bar;
   }
@@ -111,8 +134,7 @@ class SystemApplication final : public Application {
 
 // The system knows identifier and name from the bundle.
 std::unique_ptr<Application> makeSystemApplication(const std::string&, const std::string&) {
-  (void)NSApplication.sharedApplication;
-  if (NSScreen.mainScreen == nil) throw DisplayUnavailable("There is no display for this session.");
+  macos::connectToDisplay();
   return std::make_unique<SystemApplication>();
 }
 

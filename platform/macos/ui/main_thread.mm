@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/macos/guarded_call.h"
+
 namespace pellam {
 
 namespace {
@@ -47,7 +49,7 @@ class MainRunLoopQueue : public std::enable_shared_from_this<MainRunLoopQueue> {
     if (isMoreLeft) scheduleTurn();
     // The application's own pool waits for its next event, which may be long in coming.
     @autoreleasepool {
-      work();
+      macos::runGuarded(work);
     }
   }
 

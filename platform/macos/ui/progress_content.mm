@@ -20,6 +20,14 @@
   _rowWidths = widths;
   self.delegate = self;
 }
+// The row may be back without anybody having been told.
+- (void)updateConstraints {
+  for (NSLayoutConstraint* width in _rowWidths) {
+    NSView* row = static_cast<NSView*>(width.firstItem);
+    if (!width.active && [row isDescendantOf:self]) width.active = YES;
+  }
+  [super updateConstraints];
+}
 - (void)stackView:(NSStackView*)stackView didReattachViews:(NSArray<NSView*>*)views {
   (void)stackView;
   for (NSLayoutConstraint* width in _rowWidths) {

@@ -10,6 +10,7 @@ namespace pellam::macos {
 namespace {
 
 constexpr CGFloat rowSpacing = 8;
+constexpr NSInteger mostSentenceLines = 10;
 constexpr NSLayoutPriority lowResistance = 250;
 constexpr NSLayoutPriority required = 1000;
 
@@ -55,7 +56,7 @@ OrvoUpdateProgressActionButton* addButton(NSView* contentView, const UpdatePromp
   if (description.isDefault) button.keyEquivalent = @"\r";
   button.hidden = description.isHidden;
   const std::function<void()> action = description.action;
-  [button setActionHandler:[action](Button&) {
+  [button setPellamActionHandler:[action](Button&) {
     if (action) action();
   }];
   return button;
@@ -109,6 +110,11 @@ void addPromptContent(NSView* contentView, const UpdatePromptContent& content) {
   NSTextField* sentence =
       added([NSTextField wrappingLabelWithString:stringFrom(content.sentence)], contentView);
   sentence.font = [NSFont systemFontOfSize:12];
+  // The versions in it are the feed's words; a text without measure must not push the buttons off the screen.
+  sentence.maximumNumberOfLines = mostSentenceLines;
+  sentence.lineBreakMode = NSLineBreakByWordWrapping;
+  sentence.cell.truncatesLastVisibleLine = YES;
+  sentence.toolTip = sentence.stringValue;
   [sentence setContentCompressionResistancePriority:lowResistance
                                      forOrientation:NSLayoutConstraintOrientationHorizontal];
   [sentence setContentCompressionResistancePriority:required

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 
 @implementation PellamReleaseNotesView {
   std::function<pellam::NavigationPolicy(const pellam::NavigationAction&)> _decidePolicy;
@@ -26,10 +27,14 @@
     decidePolicyForNavigationAction:(WKNavigationAction*)navigationAction
                     decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler {
   (void)webView;
-  pellam::NavigationAction action;
-  action.isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated;
-  action.url = pellam::URL::parse(pellam::macos::textOf(navigationAction.request.URL.absoluteString));
-  const bool allows = !_decidePolicy || _decidePolicy(action) == pellam::NavigationPolicy::allow;
+  bool allows = false;
+  pellam::macos::runGuarded([&] {
+    pellam::NavigationAction action;
+    action.isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated;
+    action.url =
+        pellam::URL::parseLeniently(pellam::macos::textOf(navigationAction.request.URL.absoluteString));
+    allows = !_decidePolicy || _decidePolicy(action) == pellam::NavigationPolicy::allow;
+  });
   decisionHandler(allows ? WKNavigationActionPolicyAllow : WKNavigationActionPolicyCancel);
 }
 @end

@@ -2,10 +2,12 @@
 
 #import <AppKit/AppKit.h>
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 #include "platform/macos/ui/view_handles.h"
 
 // Notices that a window goes away, whoever closes it.
@@ -33,7 +35,7 @@
     (void)window;
     (void)kept;
   });
-  if (handler) handler();
+  if (handler) pellam::macos::runGuarded(handler);
   kept->_closed = YES;
 }
 @end
@@ -42,23 +44,25 @@ namespace pellam::macos {
 
 namespace {
 
+constexpr CGFloat titleBarHeight = 32;
+
 class SystemWindow final : public Window {
  public:
   explicit SystemWindow(const WindowDescription& description)
       : delegate_([[PellamWindowDelegate alloc] init]),
-        window_([[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, description.contentSize.width,
-                                                                 description.contentSize.height)
+        window_([[NSWindow alloc] initWithContentRect:contentRectangle(description.contentSize)
                                             styleMask:styleOf(description)
                                               backing:NSBackingStoreBuffered
                                                 defer:NO]) {
     if (description.minimumSize) {
-      window_.minSize = NSMakeSize(description.minimumSize->width, description.minimumSize->height);
+      window_.minSize = contentRectangle(*description.minimumSize).size;
     }
     // Its owner is this handle, not its being open.
     window_.releasedWhenClosed = NO;
     window_.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces;
     window_.level = NSFloatingWindowLevel;
     window_.hidesOnDeactivate = YES;
+    window_.tabbingMode = NSWindowTabbingModeDisallowed;
     window_.delegate = delegate_;
     window_.title = stringFrom(description.title);
   }
@@ -83,6 +87,13 @@ class SystemWindow final : public Window {
   }
 
  private:
+  // A feed may ask for more than there is: no window is larger than the screen.
+  static NSRect contentRectangle(const WindowSize& size) {
+    const NSSize screen = NSScreen.mainScreen.visibleFrame.size;
+    const bool isKnown = screen.width > 0 && screen.height > titleBarHeight;
+    return NSMakeRect(0, 0, isKnown ? std::min(size.width, screen.width) : size.width,
+                      isKnown ? std::min(size.height, screen.height - titleBarHeight) : size.height);
+  }
   static NSWindowStyleMask styleOf(const WindowDescription& description) {
     NSWindowStyleMask style = NSWindowStyleMaskTitled;
     if (description.isClosable) style |= NSWindowStyleMaskClosable;

@@ -9,7 +9,7 @@
 
 // A button that is its own target and calls a function. Main thread only, as every view.
 @interface OrvoUpdateProgressActionButton : NSButton
-- (void)setActionHandler:(std::function<void(pellam::Button&)>)handler;
+- (void)setPellamActionHandler:(std::function<void(pellam::Button&)>)handler;
 - (void)performProgressAction:(nullable id)sender;
 @end
 

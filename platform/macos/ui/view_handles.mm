@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 
 @interface OrvoUpdateProgressActionButton ()
 - (void)becomeOwnTarget;
@@ -24,7 +25,7 @@
   self.target = self;
   self.action = @selector(performProgressAction:);
 }
-- (void)setActionHandler:(std::function<void(pellam::Button&)>)handler {
+- (void)setPellamActionHandler:(std::function<void(pellam::Button&)>)handler {
   _actionHandler = std::move(handler);
 }
 - (void)performProgressAction:(id)sender {
@@ -33,7 +34,7 @@
   const std::function<void(pellam::Button&)> handler = _actionHandler;
   if (!handler) return;
   const auto handle = std::dynamic_pointer_cast<pellam::Button>(pellam::macos::handleFor(self));
-  handler(*handle);
+  pellam::macos::runGuarded([&] { handler(*handle); });
 }
 @end
 
@@ -110,7 +111,7 @@ class ButtonHandle final : public Handle<Button> {
   bool isEnabled() const override { return button().enabled == YES; }
   void setEnabled(bool isEnabled) override { button().enabled = isEnabled; }
   void setActionHandler(std::function<void(Button&)> handler) override {
-    [button() setActionHandler:std::move(handler)];
+    [button() setPellamActionHandler:std::move(handler)];
   }
   void sizeToFit() override { [button() sizeToFit]; }
 

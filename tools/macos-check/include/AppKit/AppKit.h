@@ -42,6 +42,7 @@ typedef NS_OPTIONS(NSUInteger, NSEventModifierFlags) { NSEventModifierFlagComman
 @end
 @interface NSScreen : NSObject
 @property(class, readonly, strong, nullable) NSScreen* mainScreen;
+@property(readonly) NSRect visibleFrame;
 @end
 @interface NSColor : NSObject <NSCopying, NSSecureCoding>
 @property(class, strong, readonly) NSColor* secondaryLabelColor API_MAC(10.10);
@@ -80,6 +81,8 @@ typedef NS_ENUM(NSUInteger, NSRequestUserAttentionType) {
 @property(nullable, weak) id<NSApplicationDelegate> delegate;
 - (void)run;
 - (void)stop:(nullable id)sender;
+- (void)stopModal;
+@property(nullable, readonly, weak) NSWindow* modalWindow;
 - (void)postEvent:(NSEvent*)event atStart:(BOOL)flag;
 @property(nullable, strong) NSMenu* mainMenu;
 - (NSInteger)requestUserAttention:(NSRequestUserAttentionType)requestType;
@@ -166,6 +169,9 @@ DECL_ANCHORS
 @property(getter=isHidden) BOOL hidden;
 @property BOOL translatesAutoresizingMaskIntoConstraints API_MAC(10.7);
 - (void)addLayoutGuide:(NSLayoutGuide*)guide API_MAC(10.11);
+- (void)updateConstraints API_MAC(10.7);
+- (BOOL)isDescendantOf:(NSView*)view;
+@property(nullable, copy) NSString* toolTip;
 - (void)setContentHuggingPriority:(NSLayoutPriority)priority
                    forOrientation:(NSLayoutConstraintOrientation)orientation API_MAC(10.7);
 DECL_ANCHORS
@@ -178,7 +184,11 @@ typedef NS_ENUM(NSUInteger, NSLineBreakMode) {
   NSLineBreakByWordWrapping = 0,
   NSLineBreakByTruncatingTail = 4
 };
+@interface NSCell : NSObject <NSCopying, NSCoding>
+@property BOOL truncatesLastVisibleLine;
+@end
 @interface NSControl : NSView
+@property(nullable, strong) __kindof NSCell* cell;
 @property(nullable, weak) id target;
 @property(nullable) SEL action;
 @property(getter=isEnabled) BOOL enabled;
@@ -203,6 +213,7 @@ typedef NS_ENUM(NSUInteger, NSBezelStyle) { NSBezelStyleRounded = 1 };
 @interface NSTextField : NSControl
 + (instancetype)labelWithString:(NSString*)stringValue API_MAC(10.12);
 @property(nullable, copy) NSColor* textColor;
+@property NSInteger maximumNumberOfLines API_MAC(10.11);
 + (instancetype)wrappingLabelWithString:(NSString*)stringValue API_MAC(10.12);
 @end
 typedef NS_ENUM(NSUInteger, NSProgressIndicatorStyle) {
@@ -280,6 +291,11 @@ typedef NS_OPTIONS(NSUInteger, NSWindowCollectionBehavior) {
   NSWindowCollectionBehaviorDefault = 0,
   NSWindowCollectionBehaviorCanJoinAllSpaces = 1 << 0
 };
+typedef NS_ENUM(NSInteger, NSWindowTabbingMode) {
+  NSWindowTabbingModeAutomatic,
+  NSWindowTabbingModePreferred,
+  NSWindowTabbingModeDisallowed
+};
 typedef NSInteger NSWindowLevel NS_TYPED_EXTENSIBLE_ENUM;
 static const NSWindowLevel NSNormalWindowLevel = 0;
 static const NSWindowLevel NSFloatingWindowLevel = 3;
@@ -302,6 +318,7 @@ static const NSWindowLevel NSFloatingWindowLevel = 3;
 @property NSWindowCollectionBehavior collectionBehavior API_MAC(10.5);
 @property NSWindowLevel level;
 @property BOOL hidesOnDeactivate;
+@property NSWindowTabbingMode tabbingMode API_MAC(10.12);
 - (void)performClose:(nullable id)sender;
 - (void)makeKeyAndOrderFront:(nullable id)sender;
 - (void)center;

@@ -61,6 +61,7 @@ CF_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* 
                                     const void* _Nullable value);
 typedef struct CF_BRIDGED_TYPE(id) __CFRunLoop* CFRunLoopRef;
 CF_EXPORT const CFStringRef kCFRunLoopCommonModes;
+CF_EXPORT const CFStringRef kCFRunLoopDefaultMode;
 CF_EXPORT CFRunLoopRef _Null_unspecified CFRunLoopGetMain(void);
 CF_EXPORT void CFRunLoopPerformBlock(CFRunLoopRef _Null_unspecified rl, CFTypeRef _Null_unspecified mode,
                                      void (^_Null_unspecified block)(void))

@@ -15,8 +15,8 @@ typedef struct objc_class* Class;
 #define YES __objc_yes
 #define NO __objc_no
 #ifndef nil
-#define nil __null
+#define nil nullptr
 #endif
-#define Nil __null
+#define Nil nullptr
 #endif
 typedef struct objc_selector* SEL;

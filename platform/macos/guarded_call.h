@@ -1,0 +1,20 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#include <exception>
+
+namespace pellam::macos {
+
+// Runs what a framework has called back: an error must not unwind through its frames, which cannot catch it,
+// and there is nobody who could handle it. It is logged. Exceptions of the frameworks themselves pass.
+template <typename Work>
+void runGuarded(const Work& work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    NSLog(@"an event handler failed: %s", error.what());
+  }
+}
+
+}  // namespace pellam::macos

@@ -1,8 +1,15 @@
 # Every target of the project is made by one of these functions, so that warnings, include paths and test
 # registration are the same everywhere.
 
+# What whoever uses a library of the project needs, too.
+add_library(PellamHeaders INTERFACE)
+target_include_directories(PellamHeaders INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_features(PellamHeaders INTERFACE cxx_std_20)
+find_package(Threads REQUIRED)
+target_link_libraries(PellamHeaders INTERFACE Threads::Threads)
+
+# How the project's own sources are compiled.
 add_library(PellamOptions INTERFACE)
-target_include_directories(PellamOptions INTERFACE "${PROJECT_SOURCE_DIR}")
 # A Mac's own headers and compilers may warn of what has not been seen yet; that must not keep anybody from building.
 # scripts/macos-check makes every warning an error by itself.
 target_compile_options(PellamOptions INTERFACE
@@ -14,21 +21,19 @@ target_compile_options(PellamOptions INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-res
 # sanitizers watch over real ones.
 target_compile_options(PellamOptions INTERFACE
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-maybe-uninitialized>)
-find_package(Threads REQUIRED)
-target_link_libraries(PellamOptions INTERFACE Threads::Threads)
 
 # pellam_library(NAME SOURCES a.cpp ... LINKS lib ...)
 function(pellam_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
-  target_link_libraries(${name} PUBLIC PellamOptions ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+  target_link_libraries(${name} PUBLIC PellamHeaders ${ARG_LINKS} PRIVATE PellamOptions ${ARG_PRIVATE_LINKS})
 endfunction()
 
 # pellam_program(NAME SOURCES main.cpp ... LINKS lib ...)
 function(pellam_program name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS})
+  target_link_libraries(${name} PRIVATE PellamHeaders PellamOptions ${ARG_LINKS})
 endfunction()
 
 # A system without an installed GoogleTest builds it from a folder with its sources.
@@ -50,7 +55,7 @@ function(pellam_test name)
     find_package(GTest REQUIRED)
   endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE PellamOptions ${ARG_LINKS} GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE PellamHeaders PellamOptions ${ARG_LINKS} GTest::gtest_main)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()

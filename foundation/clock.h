@@ -21,13 +21,8 @@ class PellamSystemClock final : public PellamClock {
   }
 };
 
-// Nanoseconds on a clock that never goes backwards; only differences mean something.
+// Nanoseconds on a clock that never goes backwards and stands still while the machine sleeps; only
+// differences mean something.
 using MonotonicTimeProvider = std::function<std::uint64_t()>;
-
-[[nodiscard]] inline std::uint64_t systemMonotonicNanoseconds() {
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                        std::chrono::steady_clock::now().time_since_epoch())
-                                        .count());
-}
 
 }  // namespace pellam

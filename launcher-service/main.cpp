@@ -5,13 +5,16 @@
 #include "launcher-service/launch_tasks.h"
 #include "launcher-service/service_delegate.h"
 #include "platform/service_connection.h"
+#include "platform/uptime.h"
 
 int main(int argumentCount, char** arguments) {
   if (argumentCount == 2 && std::strcmp(arguments[1], "--check-runtime") == 0) {
     return std::puts("Pellam updater runtime check passed") >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
   }
   using namespace pellam;
-  const std::shared_ptr<ServiceListener> listener = makeServiceListener();
+  // A system that hands its main thread over leaves what the listener calls to the process, so nothing of it
+  // is main's own.
+  static const std::shared_ptr<ServiceListener> listener = makeServiceListener();
   ServicePlatform platform;
   platform.fileSystem = makeSystemFileSystem();
   platform.bundles = makeSystemBundleLoader(platform.fileSystem);
@@ -22,9 +25,10 @@ int main(int argumentCount, char** arguments) {
   platform.identifiers = makeSystemUUIDGenerator();
   platform.securityClient = makeSystemSecurityAuthorizationClient();
   platform.jobControl = makeSystemJobControl();
+  platform.uptime = systemUptimeNanoseconds;
 
-  const auto tasks = std::make_shared<LaunchTasks>();
-  PellamUpdateInstallerLauncherServiceDelegate delegate(std::move(platform), tasks);
+  static const auto tasks = std::make_shared<LaunchTasks>();
+  static PellamUpdateInstallerLauncherServiceDelegate delegate(std::move(platform), tasks);
   listener->setDelegate(&delegate);
   const int status = listener->resume();
   tasks->waitUntilIdle();

@@ -27,7 +27,7 @@ bool PellamUpdateInstallerLauncherServiceDelegate::shouldAcceptNewConnection(
   auto progressProxy = connection.remoteObjectProxy([](const BridgedError&) {});
   auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
       std::move(launchResolver), preAuthorizationTimeoutNanoseconds, postAuthorizationTimeoutNanoseconds,
-      systemMonotonicNanoseconds,
+      platform_.uptime,
       [progressProxy](const OrvoAppBundleInstallerLaunchProgress& progress) {
         if (progressProxy) progressProxy->reportProgress(progress.xpcDictionary());
       },

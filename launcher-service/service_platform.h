@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "foundation/clock.h"
 #include "platform/authorization.h"
 #include "platform/bundle.h"
 #include "platform/child_process.h"
@@ -21,6 +22,7 @@ struct ServicePlatform {
   std::shared_ptr<UUIDGenerating> identifiers;
   std::shared_ptr<OrvoAppBundleSecurityAuthorizationClient> securityClient;
   std::shared_ptr<JobControl> jobControl;
+  MonotonicTimeProvider uptime;
 };
 
 }  // namespace pellam

@@ -89,14 +89,14 @@ class FileSystem {
   [[nodiscard]] virtual std::filesystem::path resolvingSymlinks(const std::filesystem::path& path) const = 0;
 
   // Removes one extended attribute of the item itself. The result is 0 or the system's errno; "there is no
-  // such attribute" and "this volume keeps none" are 0.
+  // such attribute" is 0, and so is "this volume keeps none" where volumes differ in that.
   [[nodiscard]] virtual int removeQuarantineAttribute(const std::filesystem::path& path) = 0;
   // Changes owner and group of the item itself, as opening a link without following it and fchown do.
   virtual void changeOwner(const std::filesystem::path& path, std::uint32_t ownerID,
                            std::uint32_t groupID) = 0;
 
-  // Takes the permission to write away from the item's group and from others, and the set-user and set-group
-  // marks with it. A link has no permissions of its own and stays as it is.
+  // Takes the permission to write away from the item's group, from others and from whomever an access list
+  // names, and the set-user and set-group marks with it. A link has no permission bits of its own.
   virtual void withdrawSharedWriting(const std::filesystem::path& path) = 0;
 
   // Writes the folder's entries through to the disk; a volume that cannot is no failure.

@@ -23,12 +23,12 @@ class PropertyListReadError : public PellamError {
 };
 
 // Reads an XML (UTF-8 with or without byte-order mark, UTF-16), binary or old-style text property list, and
-// the text form of strings tables. Input is hostile: nesting is limited to 512 levels and the values made
+// the text form of strings tables. Input is hostile: nesting is limited to 128 levels and the values made
 // from one document, shared references counted each time they are reached, to a budget in proportion to its
 // length. Throws PropertyListReadError. Any thread.
 [[nodiscard]] PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes);
 
-// The binary form, "bplist00". Throws std::invalid_argument for nesting beyond 512 levels. Any thread.
+// The binary form, "bplist00". Throws std::invalid_argument for nesting beyond 128 levels. Any thread.
 [[nodiscard]] std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value);
 
 // The XML form, UTF-8, tab-indented, with the platform's document type line.

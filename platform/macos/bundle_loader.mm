@@ -12,6 +12,7 @@ class SystemBundleLoader final : public BundleLoading {
  public:
   std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
     std::error_code ignored;
+    if (path.native().find('\0') != std::string::npos) return std::nullopt;
     NSURL* url = macos::fileURL(path);
     if (!std::filesystem::is_directory(path, ignored)) return std::nullopt;
     // Bundle objects are kept for as long as the process runs, with what they once read; an application that

@@ -7,6 +7,11 @@
 #include <system_error>
 #include <vector>
 
+// With these, the system tells of more groups than it takes back.
+#if defined(_DARWIN_UNLIMITED_GETGROUPS) || defined(_DARWIN_C_SOURCE)
+#error "the groups of root could not be restored"
+#endif
+
 namespace pellam {
 
 namespace {

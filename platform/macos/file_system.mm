@@ -3,6 +3,7 @@
 #include <copyfile.h>
 #include <fcntl.h>
 #include <removefile.h>
+#include <sys/acl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <system_error>
 
 #include "platform/macos/file_descriptor.h"
@@ -137,6 +139,14 @@ void moveAcrossVolumes(const Path& source, const Path& destination) {
   }
   (void)removeTree(departed);
   synchronizeFolderOf(source);
+}
+
+// What is granted by an access list holds whatever the permission bits say.
+void removeAccessList(const Path& path) {
+  const std::unique_ptr<std::remove_pointer_t<acl_t>, decltype(&::acl_free)> none(::acl_init(0), &::acl_free);
+  if (!none) throwError(errno, path);
+  if (::acl_set_link_np(path.c_str(), ACL_TYPE_EXTENDED, none.get()) != 0 && errno != ENOTSUP)
+    throwError(errno, path);
 }
 
 bool resourceIsTrue(const Path& path, NSURLResourceKey key) {
@@ -325,7 +335,7 @@ class MacFileSystem final : public FileSystem {
   int removeQuarantineAttribute(const Path& path) override {
     if (path.native().find('\0') != std::string::npos) return EINVAL;
     if (::removexattr(path.c_str(), "com.apple.quarantine", XATTR_NOFOLLOW) == 0) return 0;
-    return errno == ENOATTR || errno == ENOTSUP ? 0 : errno;
+    return errno == ENOATTR ? 0 : errno;
   }
 
   void changeOwner(const Path& path, std::uint32_t ownerID, std::uint32_t groupID) override {
@@ -336,6 +346,7 @@ class MacFileSystem final : public FileSystem {
 
   void withdrawSharedWriting(const Path& path) override {
     const mode_t mode = statusOf(path).st_mode;
+    removeAccessList(path);
     constexpr mode_t withdrawn = S_IWGRP | S_IWOTH | S_ISUID | S_ISGID;
     if (S_ISLNK(mode) || (mode & withdrawn) == 0) return;
     const auto kept = static_cast<mode_t>(mode & 07777 & ~withdrawn);

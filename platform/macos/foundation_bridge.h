@@ -38,7 +38,7 @@ namespace pellam::macos {
 // How much one conversion may make out of an object; hostile lists share parts that grow when they are
 // copied.
 struct ConversionLimits {
-  int depth = 512;
+  int depth = 128;
   std::size_t bytes = std::size_t{64} << 20;  // texts and data by their length, and 16 for every value
 };
 // Nothing for an object that is no property-list value and for one beyond the limits.

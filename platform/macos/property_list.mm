@@ -9,7 +9,7 @@ namespace pellam {
 
 namespace {
 
-constexpr int maximumDepth = 512;
+constexpr int maximumDepth = 128;
 
 NSData* serialized(const PropertyListValue& value, NSPropertyListFormat format) {
   NSError* error = nil;
@@ -66,7 +66,7 @@ PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
 }
 
 std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value) {
-  if (isDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 512 levels");
+  if (isDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 128 levels");
   @autoreleasepool {
     NSData* data = serialized(value, NSPropertyListBinaryFormat_v1_0);
     const auto* start = static_cast<const std::uint8_t*>(data.bytes);

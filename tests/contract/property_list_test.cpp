@@ -1,9 +1,12 @@
 #include "platform/property_list.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -90,6 +93,39 @@ TEST(PropertyListContractTest, TextsOutliveTheirDocumentAndEachOther) {
   value = true;
   EXPECT_EQ(kept, "text number 4321");
   EXPECT_EQ(large, std::string(100'000, 'x'));
+}
+
+// What a thread has where the system gives the least, and is used for feeds.
+void onASmallStack(std::function<void()> work) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(::pthread_attr_setstacksize(&attributes, std::size_t{512} * 1024), 0);
+  pthread_t thread{};
+  const auto begin = [](void* argument) -> void* {
+    (*static_cast<std::function<void()>*>(argument))();
+    return nullptr;
+  };
+  ASSERT_EQ(::pthread_create(&thread, &attributes, begin, &work), 0);
+  EXPECT_EQ(::pthread_join(thread, nullptr), 0);
+  ::pthread_attr_destroy(&attributes);
+}
+
+TEST(PropertyListContractTest, TheDeepestListFitsTheSmallestStack) {
+  const auto nested = [](int levels) {
+    PropertyListValue value = PropertyListDictionary{};
+    for (int level = 1; level < levels; ++level) value = PropertyListDictionary{{"k", std::move(value)}};
+    return value;
+  };
+  onASmallStack([&] {
+    const PropertyListValue deepest = nested(128);
+    EXPECT_EQ(readPropertyList(writeBinaryPropertyList(deepest)), deepest);
+    EXPECT_EQ(read(writeXMLPropertyList(deepest)), deepest);
+    EXPECT_THROW((void)writeBinaryPropertyList(nested(129)), std::invalid_argument);
+    std::string tooDeep;
+    for (int level = 0; level < 129; ++level) tooDeep += "<dict><key>k</key>";
+    for (int level = 0; level < 129; ++level) tooDeep += level == 0 ? "<true/></dict>" : "</dict>";
+    EXPECT_THROW((void)read(tooDeep), PropertyListReadError);
+  });
 }
 
 }  // namespace

@@ -58,6 +58,13 @@ TEST(UnicodeTextTest, CharactersAreGraphemeClusters) {
       {"é", {"é"}},
   };
   for (const auto& row : rows) EXPECT_EQ(characters(row.text), row.characters) << row.text;
+  // A mark of the byte order is text like any other.
+  const std::vector<std::string_view> marked = characters("\uFEFF1.2");
+  ASSERT_GE(marked.size(), 3U);
+  EXPECT_EQ(marked.back(), "2");
+  std::string joined;
+  for (const std::string_view piece : marked) joined += piece;
+  EXPECT_EQ(joined, "\uFEFF1.2");
 }
 
 TEST(UnicodeTextTest, TruncationCountsCharactersNotBytes) {

@@ -35,6 +35,7 @@ class EmbedTest(unittest.TestCase):
         information = plistlib.loads((bundle / SERVICE / "Contents/Info.plist").read_bytes())
         self.assertEqual(information["CFBundleIdentifier"], pathlib.Path(SERVICE).stem)
         self.assertEqual(information["XPCService"]["ServiceType"], "Application")
+        self.assertIs(information["CFBundleAllowMixedLocalizations"], True)
         self.assertEqual(plistlib.loads((bundle / "Contents/Info.plist").read_bytes())["CFBundleVersion"], "100")
         checked = run(bundle / SERVICE / "Contents/MacOS/PellamUpdateInstallerLauncherService", "--check-runtime")
         self.assertEqual((checked.returncode, checked.stdout), (0, "Pellam updater runtime check passed\n"))
@@ -52,6 +53,27 @@ class EmbedTest(unittest.TestCase):
         verified = run(PROGRAMS / "pellam-codesign", "-dv", "--verbose=4", bundle)
         self.assertIn("TeamIdentifier=TEAM123456", verified.stdout + verified.stderr)
         self.assertTrue(os.access(tool, os.X_OK))
+
+    def test_it_works_for_an_application_of_another_project(self):
+        outer = self.folder / "outer"
+        outer.mkdir()
+        (outer / "main.cpp").write_text("int main() {}\n")
+        (outer / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(Outer LANGUAGES C CXX)\n"
+            f'add_subdirectory("{ROOT}" pellam)\n'
+            "add_executable(Outer main.cpp)\n"
+            "target_link_libraries(Outer PRIVATE PellamSystemUpdater PellamSystemHost PellamPlatformWindows)\n"
+            "pellam_embed_updater(Outer IDENTIFIER com.example.outer VERSION 1.0 BUILD 1)\n")
+        configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja")
+        self.assertEqual(configured.returncode, 0, configured.stderr)
+        commands = run("ninja", "-C", outer / "build", "-t", "commands", "Outer").stdout.splitlines()
+        self.assertIn(f"-P {ROOT}/cmake/EmbedUpdaterScript.cmake", commands[-1])
+        self.assertIn(f"-DCONTENTS={outer}/build/Outer.app/Contents", commands[-1])
+        # The sources of the application are its own: neither our warnings nor our tests reach it.
+        own = next(line for line in commands if "main.cpp.o -c" in line and "/outer/main.cpp" in line)
+        self.assertNotIn("-Werror", own)
+        self.assertIn("c++20", own.replace("gnu++20", "c++20"))
+        self.assertFalse([line for line in commands if "_test.cpp" in line or "examples/" in line])
 
     def test_a_second_run_replaces_the_first(self):
         contents = self.folder / "X.app/Contents"

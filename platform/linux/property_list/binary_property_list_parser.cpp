@@ -240,7 +240,7 @@ class Parser {
 
   // `size` is the memory that the container asks for before its elements are read.
   void checkContainer(int depth, std::size_t size, std::size_t offset) {
-    if (depth > maximumDepth) fail("nested more than 512 levels deep", offset);
+    if (depth > maximumDepth) fail("nested more than 128 levels deep", offset);
     take(size / 4, offset);
   }
 

@@ -73,7 +73,7 @@ class Writer {
   }
 
   static void checkDepth(int depth) {
-    if (depth > property_list::maximumDepth) throw std::invalid_argument("nested more than 512 levels deep");
+    if (depth > property_list::maximumDepth) throw std::invalid_argument("nested more than 128 levels deep");
   }
 
   static std::size_t bytesFor(std::size_t number) {

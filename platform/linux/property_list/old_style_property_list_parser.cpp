@@ -93,7 +93,7 @@ class Parser {
 
   PropertyListValue readValue(int depth) {
     if (isStringStart()) return readString();
-    if (depth > maximumDepth) fail("nested more than 512 levels deep");
+    if (depth > maximumDepth) fail("nested more than 128 levels deep");
     if (isAt('{')) {
       ++at_;
       PropertyListDictionary dictionary = readEntries(depth);

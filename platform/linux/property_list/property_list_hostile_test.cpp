@@ -146,7 +146,7 @@ TEST(PropertyListHostileTest, RefusesMalformedBinary) {
       {"date of four bytes", binary({"\x32\0\0\0\0"s}), "a date of unknown size at offset 8"},
       {"byte outside ASCII", binary({"\x51\xE9"}), "a byte outside ASCII in an ASCII string at offset 8"},
       {"unpaired surrogate", binary({"\x61\xD8\0"s}), "unpaired surrogate in a string at offset 8"},
-      {"cycle", binary({"\xA1\0"s}), "nested more than 512 levels deep at offset 8"},
+      {"cycle", binary({"\xA1\0"s}), "nested more than 128 levels deep at offset 8"},
   };
   for (const auto& row : rows) EXPECT_EQ(problem(row.document), row.problem) << row.name;
 
@@ -179,16 +179,16 @@ TEST(PropertyListHostileTest, RefusesMalformedBinary) {
 TEST(PropertyListHostileTest, NestingEndsAtItsLimit) {
   const auto xml = [](std::size_t depth) { return repeated("<array>", depth) + repeated("</array>", depth); };
   const auto oldStyle = [](std::size_t depth) { return repeated("(", depth) + repeated(")", depth); };
-  EXPECT_EQ(problem(xml(512)), "accepted");
-  EXPECT_EQ(problem(xml(513)), "nested more than 512 levels deep on line 1");
-  EXPECT_EQ(problem(xml(100'000)), "nested more than 512 levels deep on line 1");
-  EXPECT_EQ(problem(repeated("<dict><key>a</key>", 100'000)), "nested more than 512 levels deep on line 1");
-  EXPECT_EQ(problem(oldStyle(512)), "accepted");
-  EXPECT_EQ(problem(oldStyle(100'000)), "nested more than 512 levels deep on line 1");
-  EXPECT_EQ(problem(repeated("{a=", 100'000)), "nested more than 512 levels deep on line 1");
+  EXPECT_EQ(problem(xml(128)), "accepted");
+  EXPECT_EQ(problem(xml(129)), "nested more than 128 levels deep on line 1");
+  EXPECT_EQ(problem(xml(100'000)), "nested more than 128 levels deep on line 1");
+  EXPECT_EQ(problem(repeated("<dict><key>a</key>", 100'000)), "nested more than 128 levels deep on line 1");
+  EXPECT_EQ(problem(oldStyle(128)), "accepted");
+  EXPECT_EQ(problem(oldStyle(100'000)), "nested more than 128 levels deep on line 1");
+  EXPECT_EQ(problem(repeated("{a=", 100'000)), "nested more than 128 levels deep on line 1");
 
   PropertyListValue deep = PropertyListArray{};
-  for (int level = 1; level < 512; ++level) deep = PropertyListArray{std::move(deep)};
+  for (int level = 1; level < 128; ++level) deep = PropertyListArray{std::move(deep)};
   EXPECT_EQ(readPropertyList(writeBinaryPropertyList(deep)), deep);
   deep = PropertyListDictionary{{"a", std::move(deep)}};
   EXPECT_THROW((void)writeBinaryPropertyList(deep), std::invalid_argument);

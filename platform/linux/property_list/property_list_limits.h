@@ -5,7 +5,7 @@
 namespace pellam::property_list {
 
 // The root stands on level 1. Every reader and writer of this folder recurses once per level.
-inline constexpr int maximumDepth = 512;
+inline constexpr int maximumDepth = 128;
 
 // What one document may cost: a few times its own length, so that references to shared objects cannot blow
 // up a small document. The constant part lets small documents repeat a text many times.

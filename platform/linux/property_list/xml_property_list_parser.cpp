@@ -302,7 +302,7 @@ class Parser {
   }
 
   void checkDepth(int depth) const {
-    if (depth > maximumDepth) fail("nested more than 512 levels deep");
+    if (depth > maximumDepth) fail("nested more than 128 levels deep");
   }
 
   void readArray(const Tag& tag, PropertyListArray& array, int depth) {

@@ -38,7 +38,7 @@ class Writer {
   explicit Writer(std::string& text) : text_(text) {}
 
   void write(const PropertyListValue& value, int level) {
-    if (level > property_list::maximumDepth) throw std::invalid_argument("nested more than 512 levels deep");
+    if (level > property_list::maximumDepth) throw std::invalid_argument("nested more than 128 levels deep");
     indent(level);
     std::visit([&](const auto& content) { element(content, level); }, value.storage());
     text_ += '\n';

@@ -93,9 +93,14 @@ class LoggingReceiver final : public OrvoAppBundleInstallerLauncherProgressXPCPr
 
 class ServiceConnectionContractTest : public testing::Test {
  protected:
-  static std::shared_ptr<ServiceConnection> connect(const std::string& name = PELLAM_CONTRACT_SERVICE) {
+  // The program's own bundle.
+  static Bundle host() {
     const auto bundles = makeSystemBundleLoader(makeSystemFileSystem());
-    return makeSystemServiceConnections(bundles->mainBundlePath())->connectionToService(name);
+    return bundles->bundleAt(bundles->mainBundlePath()).value();
+  }
+  static std::string serviceName() { return host().bundleIdentifier().value() + ".service"; }
+  static std::shared_ptr<ServiceConnection> connect(const std::string& name = serviceName()) {
+    return makeSystemServiceConnections(host().path)->connectionToService(name);
   }
   // With everything that it calls in the log, and started.
   void open(bool hasReceiver = true, std::function<void()> atProgress = nullptr) {
@@ -308,7 +313,7 @@ TEST_F(ServiceConnectionContractTest, DroppingTheLastReferenceCallsNothingFurthe
 
 TEST_F(ServiceConnectionContractTest, AMissingServiceIsNoConnectionOrAnInvalidOne) {
   EXPECT_EQ(makeSystemServiceConnections(testing_support::TemporaryFolder().path())
-                ->connectionToService(PELLAM_CONTRACT_SERVICE),
+                ->connectionToService(serviceName()),
             nullptr)
       << "another bundle's service";
   connection_ = connect("com.example.no-such-service");

@@ -94,7 +94,7 @@ def cmake_settings(work):
     c_flags, cxx_flags = header_flags(work)
     return {"PELLAM_CHECK_WORK": str(work), "PELLAM_CHECK_LLVM": str(LLVM),
             "PELLAM_CHECK_C_FLAGS": " ".join(c_flags),
-            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS),
+            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags), "PELLAM_CHECK_WARNINGS": ";".join(WARNINGS),
             "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
             "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "objective-c++")),
             "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}

@@ -52,7 +52,7 @@ def in_parallel(work, items):
 
 def build():
     """Configures with the project's own CMake files and builds every program that the system consists of."""
-    prefixes = [(architecture, language) for architecture in ARCHITECTURES for language in ("c++", "objective-c++")]
+    prefixes = [(architecture, kind) for architecture in ARCHITECTURES for kind in toolchain.PREFIX_KINDS]
     problems = [text for text in in_parallel(lambda one: toolchain.make_prefix_header(WORK, *one), prefixes) if text]
     if problems:
         raise Refused("\n".join(problems))
@@ -190,7 +190,8 @@ class Cache:
 
 
 def check_types(cache, architecture, name):
-    prefix = str(toolchain.prefix_header(WORK, architecture, language_of(name)))
+    kind = "tests" if name.endswith("_test.cpp") else language_of(name)
+    prefix = str(toolchain.prefix_header(WORK, architecture, kind))
     command = [*toolchain.compiler(architecture, WORK, language_of(name)), "-include-pch", prefix, "-fsyntax-only",
                str(ROOT / name)]
     known, record = cache.succeeded(command)

@@ -46,7 +46,7 @@ class ContractService final : public OrvoAppBundleInstallerLauncherXPCProtocol {
     }
     if (task == "keep") {
       const std::lock_guard guard(lock_);
-      kept_.emplace_back(message, std::move(reply));
+      kept_.emplace_back(message, reply);
     }
     if (task == "answer what is kept") {
       answerKept();

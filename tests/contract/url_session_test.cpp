@@ -212,6 +212,7 @@ TEST_F(URLSessionContractTest, NeverFollowsARedirectToAFile) {
   if (!recorder->error) {
     ASSERT_TRUE(recorder->response);
     EXPECT_EQ(recorder->response->statusCode, 302);
+    EXPECT_EQ(recorder->response->url.text(), server.address("/"));
   }
 }
 

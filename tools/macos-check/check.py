@@ -20,6 +20,7 @@ from toolchain import ARCHITECTURES, HERE, LLVM, ROOT
 
 WORK = ROOT / "build/macos-check"
 BUILD = WORK / "build"
+GOOGLETEST = pathlib.Path("/usr/src/googletest")
 # What is only for the other system, and what is no part of a program.
 ELSEWHERE = re.compile(r"platform/linux/|benchmarks/|fuzz/|tools/pellam_codesign/|tools/macos-check/|tests/(?!contract/)|(?!tests/contract/).*_test\.cpp$"
                        r"|.*_fakes\.cpp$")
@@ -51,12 +52,14 @@ def in_parallel(work, items):
 
 def build():
     """Configures with the project's own CMake files and builds every program that the system consists of."""
-    prefixes = [(architecture, language) for architecture in ARCHITECTURES for language in ("c++", "objective-c++")]
+    prefixes = [(architecture, kind) for architecture in ARCHITECTURES for kind in toolchain.PREFIX_KINDS]
     problems = [text for text in in_parallel(lambda one: toolchain.make_prefix_header(WORK, *one), prefixes) if text]
     if problems:
         raise Refused("\n".join(problems))
     settings = toolchain.cmake_settings(WORK) | {
-        "CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "", "PELLAM_BUILD_TESTS": "OFF",
+        "CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "",
+        # The way that scripts/test-on-mac takes.
+        "PELLAM_BUILD_TESTS": "ON", "PELLAM_GOOGLETEST_SOURCE": GOOGLETEST,
         # As on a Mac with nothing but the system's tools; the programs that need the library are read below.
         "CMAKE_DISABLE_FIND_PACKAGE_nlohmann_json": "ON"}
     result = run(["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", *(f"-D{name}={value}" for name, value in settings.items())])
@@ -66,8 +69,36 @@ def build():
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
     bundle = check_bundle()
-    return (f"{bundle}, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} body libraries; "
-            f"{check_seams()} seam functions have a body")
+    return (f"{bundle} and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
+            f"body libraries; {check_seams()} seam functions have a body")
+
+
+def check_program(path):
+    header = run([LLVM / "bin/llvm-objdump", "--macho", "--private-header", path]).stdout
+    if "ARM64" not in header or "EXECUTE" not in header:
+        raise Refused(f"{path} is no executable of the system")
+
+
+def check_tests():
+    """The programs that ctest would run on a Mac; the one for connections is the executable of a bundle with a service."""
+    listing = json.loads(run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"]).stdout)
+    programs = {test["name"]: pathlib.Path(test["command"][0]) for test in listing["tests"] if test.get("command")}
+    bundle = BUILD / "bin/PellamConnectionContractTests.app/Contents"
+    wanted = {"PellamContractTests": BUILD / "bin/PellamContractTests",
+              "PellamConnectionContractTests": bundle / "MacOS/PellamConnectionContractTests"}
+    if programs != wanted:
+        raise Refused(f"ctest would run {programs}")
+    host = plistlib.loads((bundle / "Info.plist").read_bytes())
+    name = host["CFBundleIdentifier"] + ".service"
+    service = bundle / f"XPCServices/{name}.xpc/Contents"
+    information = plistlib.loads((service / "Info.plist").read_bytes())
+    said = [host["CFBundleExecutable"], host["CFBundlePackageType"], information["CFBundleIdentifier"],
+            information["CFBundlePackageType"], information["XPCService"]["ServiceType"]]
+    if said != ["PellamConnectionContractTests", "APPL", name, "XPC!", "Application"]:
+        raise Refused(f"the bundle of the connection tests says {said}")
+    for program in (*programs.values(), service / "MacOS" / information["CFBundleExecutable"]):
+        check_program(program)
+    return len(programs)
 
 
 def check_bundle():
@@ -77,9 +108,7 @@ def check_bundle():
     programs = [contents / "MacOS/Editor", contents / "MacOS/PellamUpdateInstaller",
                 service / "MacOS/PellamUpdateInstallerLauncherService"]
     for program in programs:
-        header = run([LLVM / "bin/llvm-objdump", "--macho", "--private-header", program]).stdout
-        if "ARM64" not in header or "EXECUTE" not in header:
-            raise Refused(f"{program} is no executable of the system")
+        check_program(program)
     information = plistlib.loads((service / "Info.plist").read_bytes())
     wanted = {"CFBundleIdentifier": service.parent.stem, "CFBundleExecutable": programs[-1].name,
               "CFBundlePackageType": "XPC!", "XPCService": {"JoinExistingSession": True, "ServiceType": "Application", "RunLoopType": "dispatch_main"}}
@@ -125,7 +154,8 @@ def check_seams():
 
 def compiled_sources():
     entries = json.loads((BUILD / "compile_commands.json").read_text())
-    return {os.path.relpath(entry["file"], ROOT) for entry in entries}
+    names = {os.path.relpath(entry["file"], ROOT) for entry in entries}
+    return {name for name in names if not name.startswith("..")}  # without GoogleTest's own
 
 
 # --- types for the other architecture ---------------------------------------------------------------------------
@@ -160,7 +190,8 @@ class Cache:
 
 
 def check_types(cache, architecture, name):
-    prefix = str(toolchain.prefix_header(WORK, architecture, language_of(name)))
+    kind = "tests" if name.endswith("_test.cpp") else language_of(name)
+    prefix = str(toolchain.prefix_header(WORK, architecture, kind))
     command = [*toolchain.compiler(architecture, WORK, language_of(name)), "-include-pch", prefix, "-fsyntax-only",
                str(ROOT / name)]
     known, record = cache.succeeded(command)
@@ -206,6 +237,8 @@ def include_problems(sources):
 
 def lint():
     names = [name for name in tracked("*.cpp", "*.h", "*.mm") if not ELSEWHERE.match(name)]
+    included = "".join((ROOT / name).read_text() for name in names if name.startswith("tests/"))
+    names += [name for name in tracked("tests/support/*.h") if f'#include "{name}"' in included]
     sources = [(name, (ROOT / name).read_text()) for name in names]
     problems = include_problems(sources) + include_lint.problems(ROOT, sources)
     bodies = [source for source in sources if source[0].startswith("platform/macos/")]

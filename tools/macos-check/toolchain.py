@@ -94,8 +94,9 @@ def cmake_settings(work):
     c_flags, cxx_flags = header_flags(work)
     return {"PELLAM_CHECK_WORK": str(work), "PELLAM_CHECK_LLVM": str(LLVM),
             "PELLAM_CHECK_C_FLAGS": " ".join(c_flags),
-            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags + WARNINGS),
+            "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags), "PELLAM_CHECK_WARNINGS": ";".join(WARNINGS),
             "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
+            "PELLAM_CHECK_TESTS_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "tests")),
             "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "objective-c++")),
             "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}
 
@@ -112,19 +113,26 @@ OWN_PREFIX = """foundation/bridged_error.h foundation/byte_buffer.h foundation/c
   feed/feed_pipeline.h""".split()
 
 
-def prefix_header(work, architecture, language):
-    return work / "prefix" / f"{architecture}-{'objcxx' if language == 'objective-c++' else 'cxx'}.pch"
+# What a source may begin with. Only the tests get GoogleTest, lest its headers stand in for forgotten ones elsewhere.
+PREFIX_KINDS = {"c++": "cxx", "objective-c++": "objcxx", "tests": "tests"}
 
 
-def make_prefix_header(work, architecture, language):
+def prefix_header(work, architecture, kind):
+    return work / "prefix" / f"{architecture}-{PREFIX_KINDS[kind]}.pch"
+
+
+def make_prefix_header(work, architecture, kind):
     """Compiles the common headers once, which takes two thirds of the time away. A missing library header is then
     for include_lint.py to notice, a missing one of ours for the build on the other system. Returns the error text, empty for success."""
-    target = prefix_header(work, architecture, language)
+    target = prefix_header(work, architecture, kind)
+    language = "c++" if kind == "tests" else kind
     source = target.with_suffix(".h")
     text = "".join(f"#include <{name}>\n" for name in PREFIX)
     text += "".join(f'#include "{name}"\n' for name in OWN_PREFIX)
     if language == "objective-c++":
         text += "#import <Foundation/Foundation.h>\n"
+    elif kind == "tests":
+        text += "#define GTEST_HAS_PTHREAD 1\n#include <gtest/gtest.h>\n"  # as its own build says
     _write_if_changed(source, text)
     inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
     for folder in ("foundation", "feed", "launcher-protocol", "platform"):

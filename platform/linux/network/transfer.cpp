@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <array>
 #include <new>
 
@@ -13,7 +14,7 @@ namespace {
 
 using Code = URLLoadingError::Code;
 
-constexpr long defaultTimeoutSeconds = 60;
+constexpr std::chrono::seconds defaultTimeout{60};
 constexpr long maximumRedirects = 20;
 constexpr long receiveBufferSize = 512L * 1024;
 
@@ -127,6 +128,13 @@ bool Transfer::isCancelled() {
   return cancelled_;
 }
 
+// The library's own limit looks at the mean speed of the last seconds and notices a standstill that much
+// later.
+std::chrono::milliseconds Transfer::patienceLeft() const {
+  const auto stoodStill = std::chrono::steady_clock::now() - lastProgress_;
+  return std::chrono::ceil<std::chrono::milliseconds>(request_.timeout.value_or(defaultTimeout) - stoodStill);
+}
+
 void Transfer::cancel() {
   const std::lock_guard lock(mutex_);
   cancelled_ = true;
@@ -141,8 +149,6 @@ void Transfer::perform() {
 void Transfer::configure(Handles& handles) {
   CURL* easy = handles.easy;
   easy_ = easy;
-  const long timeout =
-      request_.timeout ? static_cast<long>(request_.timeout->count()) : defaultTimeoutSeconds;
   curl_easy_setopt(easy, CURLOPT_URL, request_.url.text().c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https,file");
   curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -150,9 +156,8 @@ void Transfer::configure(Handles& handles) {
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, maximumRedirects);
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, timeout);
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, timeout);
+  const auto timeout = request_.timeout.value_or(defaultTimeout);
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(timeout.count()));
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, handles.errorText.data());
   curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &TransferCallbacks::header);
@@ -193,12 +198,16 @@ std::optional<URLLoadingError> Transfer::run() {
   const Publication publication(*this, handles.multi);
 
   int running = 1;
+  lastProgress_ = std::chrono::steady_clock::now();
   while (running > 0) {
     if (isCancelled()) return cancelledError;
     if (curl_multi_perform(handles.multi, &running) != CURLM_OK) {
       return URLLoadingError(Code::unknown, "The transfer failed.");
     }
-    if (running > 0) curl_multi_poll(handles.multi, nullptr, 0, 1000, nullptr);
+    if (running == 0) break;
+    const auto left = patienceLeft().count();
+    if (left <= 0) return URLLoadingError(Code::timedOut, "The request timed out.");
+    curl_multi_poll(handles.multi, nullptr, 0, static_cast<int>(std::min<std::int64_t>(left, 1000)), nullptr);
   }
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(handles.multi, &left)) {
@@ -222,6 +231,7 @@ std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& h
 }
 
 void Transfer::headerLine(std::string_view line) {
+  lastProgress_ = std::chrono::steady_clock::now();
   if (line.starts_with("HTTP/")) {
     // A new header block: after a redirect or an interim response everything before is void.
     const auto space = line.find(' ');
@@ -242,9 +252,12 @@ void Transfer::headerLine(std::string_view line) {
 }
 
 void Transfer::body(const char* bytes, std::size_t size) {
+  lastProgress_ = std::chrono::steady_clock::now();
   if (isRedirect_ || isCancelled()) return;
   if (!responseReported_) reportResponse();
   delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});
+  // How long the receiver takes is not the server's doing.
+  lastProgress_ = std::chrono::steady_clock::now();
 }
 
 void Transfer::reportResponse() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,8 @@ class Transfer {
   void body(const char* bytes, std::size_t size);
   void reportResponse();
   [[nodiscard]] bool isCancelled();
+  // How much longer the transfer may stand still; zero or less when it has done so for too long.
+  [[nodiscard]] std::chrono::milliseconds patienceLeft() const;
 
   URLRequest request_;
   std::shared_ptr<URLSessionDataDelegate> delegate_;
@@ -47,6 +50,7 @@ class Transfer {
 
   // Used by the performing thread only.
   void* easy_ = nullptr;
+  std::chrono::steady_clock::time_point lastProgress_;
   int status_ = 0;
   bool isRedirect_ = false;
   bool responseReported_ = false;

@@ -30,6 +30,10 @@ BridgedError interruptedCall() {
   return {"NSCocoaErrorDomain", 4097, "The installer launcher XPC connection was interrupted."};
 }
 
+BridgedError invalidConnection() {
+  return {"NSCocoaErrorDomain", 4099, "The installer launcher XPC connection was invalidated."};
+}
+
 // What the connection's thread works with. The thread owns it together with the connection; calls that wait
 // for their reply are touched by the thread alone.
 struct ConnectionState {
@@ -136,7 +140,7 @@ class LauncherProxy final : public Launcher {
           state->calls.erase(state->lastCall);
           errorHandler(bridge(std::system_error(-result, std::generic_category())));
         });
-    if (!isPosted) errorHandler_(interruptedCall());
+    if (!isPosted) errorHandler_(invalidConnection());
   }
 
  private:

@@ -58,31 +58,31 @@ std::string repeated(const std::string& text, int count) {
 
 TEST(NestingGuardTest, SeesEveryNestingOfTheTextForms) {
   std::string wide;
-  for (const char c : repeated("<array>", 513)) wide += std::string{'\0', c};
+  for (const char c : repeated("<array>", 129)) wide += std::string{'\0', c};
   const struct {
     const char* name;
     std::string text;
     bool isDeeper;
   } rows[] = {
-      {"elements", repeated("<array>", 513), true},
+      {"elements", repeated("<array>", 129), true},
       {"as many as allowed", repeated("<array>", 128) + repeated("</array>", 128), false},
-      {"tags with spaces and attributes", repeated("<dict a='b' >", 513), true},
+      {"tags with spaces and attributes", repeated("<dict a='b' >", 129), true},
       {"one after the other", repeated("<array></array >", 5'000), false},
       {"empty elements", repeated("<array/>", 600) + repeated("<dict />", 600), false},
-      {"empty elements do not hide those that follow", repeated("<array/>", 10) + repeated("<dict>", 513),
+      {"empty elements do not hide those that follow", repeated("<array/>", 10) + repeated("<dict>", 129),
        true},
       {"two bytes for each character", wide, true},
-      {"brackets", repeated("(", 513), true},
-      {"braces", repeated("{a=", 513), true},
+      {"brackets", repeated("(", 129), true},
+      {"braces", repeated("{a=", 129), true},
       {"a strings table", repeated("\"a (b)\" = \"c\";", 5'000), false},
-      {"closing tags in comments", repeated("<array><!-- </array> -->", 513), true},
-      {"closing tags in character data", repeated("<array><![CDATA[</array>]]>", 513), true},
-      {"an empty element only by its looks", repeated("<array a='/>", 513), true},
-      {"data before brackets", "(<00>," + repeated("(", 513), true},
-      {"closing brackets in texts", repeated("(\")\\\")\",", 513), true},
-      {"closing brackets in comments", repeated("(/* ) */// )\n", 513), true},
-      {"slashes that begin no comment", repeated("(a//,", 513), true},
-      {"quotes in comments", repeated("( // it's\n", 513), true},
+      {"closing tags in comments", repeated("<array><!-- </array> -->", 129), true},
+      {"closing tags in character data", repeated("<array><![CDATA[</array>]]>", 129), true},
+      {"an empty element only by its looks", repeated("<array a='/>", 129), true},
+      {"data before brackets", "(<00>," + repeated("(", 129), true},
+      {"closing brackets in texts", repeated("(\")\\\")\",", 129), true},
+      {"closing brackets in comments", repeated("(/* ) */// )\n", 129), true},
+      {"slashes that begin no comment", repeated("(a//,", 129), true},
+      {"quotes in comments", repeated("( // it's\n", 129), true},
       {"wide characters made of brackets", "\xff\xfe(" + std::string("\0", 1) + repeated("()))", 600), false},
       {"brackets in the texts of elements", "<string>" + repeated("(", 600) + "</string>", false},
       {"binary", "bplist00" + repeated("(", 600), false},

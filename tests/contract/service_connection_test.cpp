@@ -349,5 +349,25 @@ TEST_F(ServiceConnectionContractTest, AServiceThatDiesInterruptsAndNeverReplies)
   EXPECT_TRUE(answerTo({{"task", "processes"}}).contains("service"));
 }
 
+TEST_F(ServiceConnectionContractTest, ACallMadeWhileTheInterruptionIsToldIsNotForgotten) {
+  connection_ = connect();
+  ASSERT_NE(connection_, nullptr);
+  connection_->setInterruptionHandler([&] {
+    std::thread([&] { ask({{"task", "echo"}}); }).join();
+    log_->add({"interruption", {}, {}});
+  });
+  connection_->resume();
+  proxy_ = connection_->remoteObjectProxy(errorHandler());
+  ask({{"task", "die"}});
+  ASSERT_TRUE(log_->waitFor("interruption"));
+  // It may reach the service that is started anew.
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (log_->count("error") + log_->count("reply") < 2 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(log_->count("error") + log_->count("reply"), 2U);
+  EXPECT_GE(log_->count("error"), 1U) << "the call that ended the service";
+}
+
 }  // namespace
 }  // namespace pellam

@@ -65,11 +65,16 @@ void BusLoop::start(std::function<void(End)> willEnd, std::function<void()> didE
     const End end = self->run();
     willEndHandler(end);
     willEndHandler = nullptr;
+    std::vector<Posted> left;
     {
       const std::lock_guard guard(self->lock_);
       self->hasEnded_ = true;
+      left.swap(self->tasks_);
     }
-    self->tasks_.clear();
+    for (const Posted& posted : left) {
+      if (posted.lost) posted.lost();
+    }
+    left.clear();
     self->close();
     didEndHandler();
     didEndHandler = nullptr;
@@ -77,7 +82,7 @@ void BusLoop::start(std::function<void(End)> willEnd, std::function<void()> didE
   });
 }
 
-bool BusLoop::post(Task task) {
+bool BusLoop::post(Task task, std::function<void()> lost) {
   if (threadIdentifier_.load() == std::this_thread::get_id()) {
     if (bus_ == nullptr || hasEnded_) return false;
     task(bus_);
@@ -86,7 +91,7 @@ bool BusLoop::post(Task task) {
   {
     const std::lock_guard guard(lock_);
     if (hasEnded_ || isStopping_) return false;
-    tasks_.push_back(std::move(task));
+    tasks_.push_back({std::move(task), std::move(lost)});
   }
   (void)::eventfd_write(wakeUp_.get(), 1);
   return true;
@@ -120,14 +125,14 @@ BusLoop::End BusLoop::run() {
 
 bool BusLoop::runTasks() {
   for (;;) {
-    std::vector<Task> tasks;
+    std::vector<Posted> tasks;
     bool isStopping = false;
     {
       const std::lock_guard guard(lock_);
       tasks.swap(tasks_);
       isStopping = isStopping_;
     }
-    for (const Task& task : tasks) task(bus_);
+    for (const Posted& posted : tasks) posted.task(bus_);
     if (isStopping) return false;
     if (tasks.empty()) return true;
   }

@@ -35,14 +35,20 @@ class BusLoop : public std::enable_shared_from_this<BusLoop> {
   void start(std::function<void(End)> willEnd, std::function<void()> didEnd);
 
   // Runs the task on the loop's thread: at once when that is the calling thread, else soon. False when the
-  // loop has ended; the task is then not run. Any thread.
-  bool post(Task task);
+  // loop has ended; the task is then not run. `lost` is called there instead of a task for which the peer was
+  // lost too early. Any thread.
+  bool post(Task task, std::function<void()> lost = nullptr);
   // Asks the loop to end, after the tasks that were posted before. Any thread.
   void stop();
   // Waits for the thread; on the thread itself it lets go of it instead.
   void join();
 
  private:
+  struct Posted {
+    Task task;
+    std::function<void()> lost;
+  };
+
   [[nodiscard]] End run();
   [[nodiscard]] bool runTasks();
   [[nodiscard]] bool processBus();
@@ -52,7 +58,7 @@ class BusLoop : public std::enable_shared_from_this<BusLoop> {
   sd_bus* bus_ = nullptr;
   FileDescriptor wakeUp_;
   std::mutex lock_;
-  std::vector<Task> tasks_;
+  std::vector<Posted> tasks_;
   bool isStopping_ = false;
   bool hasEnded_ = false;
   std::thread thread_;

@@ -58,6 +58,10 @@ struct ConnectionState {
   std::map<std::uint64_t, Call> calls;
   std::uint64_t lastCall = 0;
 
+  bool isSilent() {
+    const std::lock_guard guard(lock);
+    return isMuted;
+  }
   template <typename Member>
   Member handler(Member Handlers::*member) {
     const std::lock_guard guard(lock);
@@ -131,14 +135,17 @@ class LauncherProxy final : public Launcher {
       : loop_(std::move(loop)), state_(std::move(state)), errorHandler_(std::move(errorHandler)) {}
 
   void launchReplacement(const PropertyListDictionary& message, Reply reply) override {
-    const bool isPosted =
-        loop_->post([state = state_, errorHandler = errorHandler_, message, reply](sd_bus* bus) {
+    const bool isPosted = loop_->post(
+        [state = state_, errorHandler = errorHandler_, message, reply](sd_bus* bus) {
           ConnectionState::Call& call = state->calls[++state->lastCall];
           call = {state.get(), errorHandler, reply, nullptr};
           const int result = sendLaunch(bus, message, call);
           if (result >= 0) return;
           state->calls.erase(state->lastCall);
           errorHandler(bridge(std::system_error(-result, std::generic_category())));
+        },
+        [state = state_, errorHandler = errorHandler_] {
+          if (!state->isSilent()) errorHandler(interruptedCall());
         });
     if (!isPosted) errorHandler_(invalidConnection());
   }

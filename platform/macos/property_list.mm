@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
+#include "foundation/nesting_guard.h"
 #include "platform/macos/foundation_bridge.h"
-#include "platform/macos/nesting_guard.h"
 
 namespace pellam {
 
@@ -57,7 +57,7 @@ PropertyListValue valueRead(std::span<const std::uint8_t> bytes) {
 
 PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
   // Foundation's readers of the text forms go one stack frame deeper for each level.
-  if (macos::textNestsDeeperThan(bytes, maximumDepth)) {
+  if (textNestsDeeperThan(bytes, maximumDepth)) {
     throw PropertyListReadError("The property list is nested too deeply.");
   }
   @autoreleasepool {

@@ -1,7 +1,7 @@
 #include <utility>
 
+#include "foundation/handler_gate.h"
 #include "platform/macos/foundation_bridge.h"
-#include "platform/macos/handler_gate.h"
 #include "platform/macos/xpc_protocols.h"
 
 namespace pellam {
@@ -10,7 +10,6 @@ namespace {
 
 using Launcher = OrvoAppBundleInstallerLauncherXPCProtocol;
 using ProgressReceiver = OrvoAppBundleInstallerLauncherProgressXPCProtocol;
-using macos::HandlerGate;
 
 // Lets events through for as long as the connection's owner wants them.
 class GatedProgressReceiver final : public ProgressReceiver {

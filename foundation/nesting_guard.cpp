@@ -1,10 +1,10 @@
-#include "platform/macos/nesting_guard.h"
+#include "foundation/nesting_guard.h"
 
 #include <algorithm>
 #include <string>
 #include <string_view>
 
-namespace pellam::macos {
+namespace pellam {
 
 namespace {
 
@@ -133,4 +133,4 @@ bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) {
   return isXML(text) ? elementsNest(text, levels) : bracketsNest(text, levels);
 }
 
-}  // namespace pellam::macos
+}  // namespace pellam

@@ -6,11 +6,11 @@
 #include <string>
 #include <thread>
 
-#include "platform/macos/handler_gate.h"
-#include "platform/macos/nesting_guard.h"
+#include "foundation/handler_gate.h"
+#include "foundation/nesting_guard.h"
 
-// The parts of the macOS bodies that are plain C++, run wherever the tests run.
-namespace pellam::macos {
+// What the bodies of a system need whose frameworks call from threads of their own and read lists recursively.
+namespace pellam {
 namespace {
 
 TEST(HandlerGateTest, NothingRunsOnceItIsClosed) {
@@ -95,4 +95,4 @@ TEST(NestingGuardTest, SeesEveryNestingOfTheTextForms) {
 }
 
 }  // namespace
-}  // namespace pellam::macos
+}  // namespace pellam

@@ -7,7 +7,7 @@
 #include <set>
 #include <thread>
 
-namespace pellam::macos {
+namespace pellam {
 
 // Stands between a connection, which calls handlers on a queue of its own, and the owner of those handlers.
 // Once close() has returned, no handler is running and none will run. Thread-safe.
@@ -53,4 +53,4 @@ class HandlerGate {
   bool isClosed_ = false;
 };
 
-}  // namespace pellam::macos
+}  // namespace pellam

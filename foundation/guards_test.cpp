@@ -9,7 +9,8 @@
 #include "foundation/handler_gate.h"
 #include "foundation/nesting_guard.h"
 
-// What the bodies of a system need whose frameworks call from threads of their own and read lists recursively.
+// What the bodies of a system need whose frameworks call from threads of their own and read lists
+// recursively.
 namespace pellam {
 namespace {
 

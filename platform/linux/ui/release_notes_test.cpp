@@ -188,6 +188,16 @@ TEST_F(ReleaseNotes, APageThatIsNoneLeavesThePromptUsable) {
   }
 }
 
+TEST_F(ReleaseNotes, APageThatRefreshesItselfForEverEnds) {
+  server_.pages["/again"] = {"<meta http-equiv='refresh' content='0'><p>again</p>"};
+  const Prompt prompt = show("again");
+  const auto loads = [&] { return std::count(server_.requested.begin(), server_.requested.end(), "/again"); };
+  EXPECT_TRUE(robot::waitUntil([&] { return loads() == 50; })) << loads();
+  robot::handleEventsFor(std::chrono::milliseconds(500));
+  EXPECT_EQ(loads(), 50);
+  expectUsable(prompt);
+}
+
 TEST_F(ReleaseNotes, APageThatDoesNotComeIsGivenUp) {
   server_.pages["/silent"] = {"", "", SOUP_STATUS_OK, "", true};
   const Prompt prompt = show("silent", std::chrono::seconds(1));

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/binary_list_nesting.h"
+
 namespace pellam {
 
 namespace {
@@ -126,11 +128,26 @@ bool bracketsNest(std::string_view text, int levels) {
 
 }  // namespace
 
-bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) {
+bool listNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) {
   const std::string_view raw(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (raw.starts_with("bplist"sv)) return false;
+  if (raw.starts_with("bplist"sv)) return binaryListNestsDeeperThan(bytes, levels);
   const std::string text = narrowed(bytes);
   return isXML(text) ? elementsNest(text, levels) : bracketsNest(text, levels);
+}
+
+bool listNestsDeeperThan(const PropertyListValue& value, int levels) {
+  if (levels == 0) return true;
+  if (const PropertyListArray* array = value.array()) {
+    for (const PropertyListValue& element : *array) {
+      if (listNestsDeeperThan(element, levels - 1)) return true;
+    }
+  }
+  if (const PropertyListDictionary* dictionary = value.dictionary()) {
+    for (const auto& [key, element] : *dictionary) {
+      if (listNestsDeeperThan(element, levels - 1)) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace pellam

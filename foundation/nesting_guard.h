@@ -3,11 +3,16 @@
 #include <cstdint>
 #include <span>
 
+#include "foundation/property_list_value.h"
+
 namespace pellam {
 
-// Whether a property list in one of its text forms opens more than so many containers within each other. An
-// estimate that errs on the side of too many: what opens in a comment of the old form counts, too. Binary
-// lists are false; their reader has a limit of its own. UTF-16, or any encoding that keeps ASCII's bytes.
-[[nodiscard]] bool textNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels);
+// Whether a property list opens more than so many containers within each other. For the text forms, in UTF-16
+// or any encoding that keeps ASCII's bytes, an estimate that errs on the side of too many: what opens in a
+// comment of the old form counts, too. A binary list that holds itself is too deep.
+[[nodiscard]] bool listNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels);
+
+// The same for a list that is still to be written; texts and numbers count as a level of their own.
+[[nodiscard]] bool listNestsDeeperThan(const PropertyListValue& value, int levels);
 
 }  // namespace pellam

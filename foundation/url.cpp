@@ -117,8 +117,8 @@ std::optional<URL> URL::parse(std::string_view text) {
 std::optional<URL> URL::parseLeniently(std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   // A bracket belongs to the host's address alone.
-  const auto slashes = text.find("://");
-  const auto hostBegin = slashes == std::string_view::npos ? text.size() : slashes + 3;
+  const auto colon = std::min(text.find_first_of(":/?#"), text.size());
+  const auto hostBegin = text.substr(colon).starts_with("://") ? colon + 3 : text.size();
   const auto hostEnd = std::min(text.find_first_of("/?#", hostBegin), text.size());
   const auto fragment = text.find('#');
   std::string encoded;

@@ -15,7 +15,7 @@ class URL {
   [[nodiscard]] static std::optional<URL> parse(std::string_view text);
 
   // The same for a text as browsers pass it on: what must be percent-encoded where it stands is encoded
-  // first, a percent sign that escapes nothing included. Nothing only for an empty text and for a host or
+  // first, a percent sign that escapes nothing included. Nothing for an empty text and for a scheme, host or
   // port that is none.
   [[nodiscard]] static std::optional<URL> parseLeniently(std::string_view text);
 

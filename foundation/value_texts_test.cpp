@@ -84,6 +84,7 @@ TEST(ValueTextsTest, AddressesAreTakenApart) {
       {"https://[::1]:80/a[1]?b|c[]=%zz%2f^#d#{e}%",
        "https://[::1]:80/a%5B1%5D?b%7Cc%5B%5D=%25zz%2f%5E#d%23%7Be%7D%25"},
       {"https://e.com/a?b=c#d", "https://e.com/a?b=c#d"},
+      {"foo:x?u=://[y]", "foo:x?u=://%5By%5D"},
       {"/\xc3\xa9 <\"", "/%C3%A9%20%3C%22"},
   };
   for (const auto& [text, encoded] : lenient) {

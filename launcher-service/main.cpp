@@ -12,9 +12,9 @@ int main(int argumentCount, char** arguments) {
     return std::puts("Pellam updater runtime check passed") >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
   }
   using namespace pellam;
-  // A system that hands its main thread over leaves what the listener calls to the process, so nothing of it
-  // is main's own.
-  static const std::shared_ptr<ServiceListener> listener = makeServiceListener();
+  // A system that hands its main thread over leaves what the listener calls to the process, up to its very
+  // end: nothing of it is ever destroyed.
+  static const auto& listener = *new auto(makeServiceListener());
   ServicePlatform platform;
   platform.fileSystem = makeSystemFileSystem();
   platform.bundles = makeSystemBundleLoader(platform.fileSystem);
@@ -27,8 +27,8 @@ int main(int argumentCount, char** arguments) {
   platform.jobControl = makeSystemJobControl();
   platform.uptime = systemUptimeNanoseconds;
 
-  static const auto tasks = std::make_shared<LaunchTasks>();
-  static PellamUpdateInstallerLauncherServiceDelegate delegate(std::move(platform), tasks);
+  static const auto& tasks = *new auto(std::make_shared<LaunchTasks>());
+  static auto& delegate = *new PellamUpdateInstallerLauncherServiceDelegate(std::move(platform), tasks);
   listener->setDelegate(&delegate);
   const int status = listener->resume();
   tasks->waitUntilIdle();

@@ -24,8 +24,8 @@ class URLSessionDataDelegate {
 class URLSessionDataTask {
  public:
   virtual ~URLSessionDataTask() = default;
-  // Starts the transfer. A task that was cancelled before never transfers anything and completes with the
-  // code cancelled.
+  // Starts the transfer; a task that is dropped without having been resumed transfers nothing. A task that
+  // was cancelled before never transfers anything and completes with the code cancelled.
   virtual void resume() = 0;
   // The task completes with the code cancelled, soon and once, unless it has completed already.
   virtual void cancel() = 0;

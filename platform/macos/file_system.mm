@@ -143,10 +143,19 @@ void moveAcrossVolumes(const Path& source, const Path& destination) {
 
 // What is granted by an access list holds whatever the permission bits say.
 void removeAccessList(const Path& path) {
-  const std::unique_ptr<std::remove_pointer_t<acl_t>, decltype(&::acl_free)> none(::acl_init(0), &::acl_free);
-  if (!none) throwError(errno, path);
-  if (::acl_set_link_np(path.c_str(), ACL_TYPE_EXTENDED, none.get()) != 0 && errno != ENOTSUP)
+  using List = std::unique_ptr<std::remove_pointer_t<acl_t>, decltype(&::acl_free)>;
+  const List present(::acl_get_link_np(path.c_str(), ACL_TYPE_EXTENDED), &::acl_free);
+  if (!present) {
+    if (errno != ENOENT && errno != ENOTSUP) throwError(errno, path);
+    return;
+  }
+  const List none(::acl_init(0), &::acl_free);
+  // By a descriptor, which a link has as well: the call that takes a path serves none.
+  const FileDescriptor descriptor(::open(cPath(path), O_RDONLY | O_SYMLINK | O_NONBLOCK | O_CLOEXEC));
+  if (!none || !descriptor.isOpen() ||
+      ::acl_set_fd_np(descriptor.get(), none.get(), ACL_TYPE_EXTENDED) != 0) {
     throwError(errno, path);
+  }
 }
 
 bool resourceIsTrue(const Path& path, NSURLResourceKey key) {
@@ -282,6 +291,13 @@ class MacFileSystem final : public FileSystem {
 
   void createPrivateDirectory(const Path& path) override {
     if (::mkdir(cPath(path), S_IRWXU) != 0) throwError(errno, path);
+    // What the folder above hands down to new ones holds whatever the mode says.
+    try {
+      removeAccessList(path);
+    } catch (...) {
+      ::rmdir(path.c_str());
+      throw;
+    }
   }
 
   void removeItem(const Path& path) override {

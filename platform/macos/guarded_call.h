@@ -4,6 +4,8 @@
 
 #include <exception>
 
+#include "platform/macos/foundation_bridge.h"
+
 namespace pellam::macos {
 
 // Runs what a framework has called back: an error must not unwind through its frames, which cannot catch it,
@@ -13,7 +15,7 @@ void runGuarded(const Work& work) {
   try {
     work();
   } catch (const std::exception& error) {
-    NSLog(@"an event handler failed: %s", error.what());
+    NSLog(@"an event handler failed: %@", stringFrom(error.what()));
   }
 }
 

@@ -21,21 +21,6 @@ NSData* serialized(const PropertyListValue& value, NSPropertyListFormat format) 
   return data;
 }
 
-bool isDeeperThan(const PropertyListValue& value, int levels) {
-  if (levels == 0) return true;
-  if (const PropertyListArray* array = value.array()) {
-    for (const PropertyListValue& element : *array) {
-      if (isDeeperThan(element, levels - 1)) return true;
-    }
-  }
-  if (const PropertyListDictionary* dictionary = value.dictionary()) {
-    for (const auto& [key, element] : *dictionary) {
-      if (isDeeperThan(element, levels - 1)) return true;
-    }
-  }
-  return false;
-}
-
 PropertyListValue valueRead(std::span<const std::uint8_t> bytes) {
   NSError* error = nil;
   NSObject* list = [NSPropertyListSerialization propertyListWithData:[NSData dataWithBytes:bytes.data()
@@ -56,8 +41,8 @@ PropertyListValue valueRead(std::span<const std::uint8_t> bytes) {
 // does.
 
 PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
-  // Foundation's readers of the text forms go one stack frame deeper for each level.
-  if (textNestsDeeperThan(bytes, maximumDepth)) {
+  // Foundation's readers go one stack frame deeper for each level.
+  if (listNestsDeeperThan(bytes, maximumDepth)) {
     throw PropertyListReadError("The property list is nested too deeply.");
   }
   @autoreleasepool {
@@ -66,7 +51,7 @@ PropertyListValue readPropertyList(std::span<const std::uint8_t> bytes) {
 }
 
 std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value) {
-  if (isDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 128 levels");
+  if (listNestsDeeperThan(value, maximumDepth)) throw std::invalid_argument("nested beyond 128 levels");
   @autoreleasepool {
     NSData* data = serialized(value, NSPropertyListBinaryFormat_v1_0);
     const auto* start = static_cast<const std::uint8_t*>(data.bytes);

@@ -116,16 +116,14 @@ pellam::URLLoadingError loadingError(NSError* error) {
   const std::shared_ptr<Served> served = _delegates.find(task);
   if (!served) return;
   _delegates.remove(task);
-  pellam::macos::runGuarded([&] {
-    std::optional<URLLoadingError> failure;
-    if (served->hasFailed) {
-      failure =
-          URLLoadingError(URLLoadingError::Code::unknown, "There is not enough memory for the response.");
-    } else if (error != nil) {
-      failure = loadingError(error);
-    }
-    served->delegate->didComplete(failure);
-  });
+  std::optional<URLLoadingError> failure;
+  if (served->hasFailed) {
+    failure = URLLoadingError(URLLoadingError::Code::unknown, "There is not enough memory for the response.");
+  } else if (error != nil) {
+    failure = loadingError(error);
+  }
+  // Whoever waits for this would wait for ever if it were lost: an error here ends the program.
+  served->delegate->didComplete(failure);
 }
 @end
 

@@ -369,5 +369,21 @@ TEST_F(ServiceConnectionContractTest, ACallMadeWhileTheInterruptionIsToldIsNotFo
   EXPECT_GE(log_->count("error"), 1U) << "the call that ended the service";
 }
 
+TEST_F(ServiceConnectionContractTest, DroppingAnInterruptedConnectionLetsItsCallsRest) {
+  connection_ = connect();
+  ASSERT_NE(connection_, nullptr);
+  connection_->setInterruptionHandler([&] {
+    connection_.reset();
+    log_->add({"dropped", {}, {}});
+  });
+  connection_->resume();
+  proxy_ = connection_->remoteObjectProxy(errorHandler());
+  ask({{"task", "keep"}});
+  ask({{"task", "die"}});
+  ASSERT_TRUE(log_->waitFor("dropped"));
+  std::this_thread::sleep_for(50ms);
+  EXPECT_EQ(log_->count("error"), 0U);
+}
+
 }  // namespace
 }  // namespace pellam

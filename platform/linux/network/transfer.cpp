@@ -135,6 +135,15 @@ std::chrono::milliseconds Transfer::patienceLeft() const {
   return std::chrono::ceil<std::chrono::milliseconds>(request_.timeout.value_or(defaultTimeout) - stoodStill);
 }
 
+// The bodies of redirects, which nobody is given, are progress as well.
+void Transfer::noticeReceivedBytes() {
+  curl_off_t received = 0;
+  if (curl_easy_getinfo(easy_, CURLINFO_SIZE_DOWNLOAD_T, &received) != CURLE_OK || received == received_)
+    return;
+  received_ = received;
+  lastProgress_ = std::chrono::steady_clock::now();
+}
+
 void Transfer::cancel() {
   const std::lock_guard lock(mutex_);
   cancelled_ = true;
@@ -205,6 +214,7 @@ std::optional<URLLoadingError> Transfer::run() {
       return URLLoadingError(Code::unknown, "The transfer failed.");
     }
     if (running == 0) break;
+    noticeReceivedBytes();
     const auto left = patienceLeft().count();
     if (left <= 0) return URLLoadingError(Code::timedOut, "The request timed out.");
     curl_multi_poll(handles.multi, nullptr, 0, static_cast<int>(std::min<std::int64_t>(left, 1000)), nullptr);

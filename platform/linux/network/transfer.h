@@ -38,6 +38,7 @@ class Transfer {
   void body(const char* bytes, std::size_t size);
   void reportResponse();
   [[nodiscard]] bool isCancelled();
+  void noticeReceivedBytes();
   // How much longer the transfer may stand still; zero or less when it has done so for too long.
   [[nodiscard]] std::chrono::milliseconds patienceLeft() const;
 
@@ -51,6 +52,7 @@ class Transfer {
   // Used by the performing thread only.
   void* easy_ = nullptr;
   std::chrono::steady_clock::time_point lastProgress_;
+  std::int64_t received_ = 0;  // bytes of the body that is on its way
   int status_ = 0;
   bool isRedirect_ = false;
   bool responseReported_ = false;

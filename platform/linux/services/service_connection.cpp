@@ -73,7 +73,9 @@ void failCalls(ConnectionState& state) {
   for (auto& [number, call] : state.calls) sd_bus_slot_unref(call.slot);
   auto calls = std::move(state.calls);
   state.calls.clear();
-  for (auto& [number, call] : calls) call.errorHandler(interruptedCall());
+  for (auto& [number, call] : calls) {
+    if (!state.isSilent()) call.errorHandler(interruptedCall());
+  }
 }
 
 int onReply(sd_bus_message* message, void* userData, sd_bus_error*) {

@@ -26,7 +26,7 @@ class SystemdJobs {
   // Starts the job; `unit` is a name made by unitName(). An administrator may be asked.
   void submit(const std::string& unit, const JobDescription& job,
               const std::vector<std::string>& environment);
-  // Waiting ends when the job has stopped and its name is free.
+  // Waiting ends when the job has stopped and its name is free, or a second after it has stopped.
   void remove(const std::string& unit, bool wait);
 
   [[nodiscard]] static std::string unitName(const std::string& label);

@@ -11,6 +11,8 @@ namespace pellam::macos {
 // Answers every open alert as its last button would, newest first, so that the event loop can end, and from
 // then on every further one without showing it.
 void closeOpenAlerts();
+// Further alerts are answered at once as well. Any thread; an alert that is open stays open.
+void refuseFurtherAlerts();
 // Alerts are shown again.
 void allowAlerts();
 

@@ -2,13 +2,15 @@
 
 #import <AppKit/AppKit.h>
 
+#include <atomic>
+
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam::macos {
 
 namespace {
 
-bool areAlertsEnding = false;
+std::atomic<bool> areAlertsEnding = false;
 
 NSAlert* alertFrom(const AlertDescription& description) {
   NSAlert* alert = [[NSAlert alloc] init];
@@ -64,8 +66,10 @@ AlertAnswer runAlert(const AlertDescription& description) {
 
 void allowAlerts() { areAlertsEnding = false; }
 
+void refuseFurtherAlerts() { areAlertsEnding = true; }
+
 void closeOpenAlerts() {
-  areAlertsEnding = true;
+  refuseFurtherAlerts();
   endInnermostAlert();
 }
 

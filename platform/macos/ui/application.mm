@@ -99,6 +99,9 @@ class SystemApplication final : public Application {
   void run() override { [NSApplication.sharedApplication run]; }
 
   void stop() override {
+    // At once: an alert may be about to open that would not see the block, being opened by one of the same
+    // turn.
+    macos::refuseFurtherAlerts();
     // Not over the main queue, which waits when work that came through it runs an alert's loop.
     CFRunLoopPerformBlock(CFRunLoopGetMain(), kCFRunLoopCommonModes, ^{
       endEventLoop();

@@ -6,34 +6,36 @@
 // constraint, which is put back when the row returns.
 @interface PellamFullWidthStack : NSStackView <NSStackViewDelegate>
 - (void)makeRowsFullWidth;
+- (void)restoreRowWidths;
 @end
 
 @implementation PellamFullWidthStack {
-  NSArray<NSLayoutConstraint*>* _rowWidths;
+  NSArray<NSView*>* _rows;
+  NSArray<NSLayoutConstraint*>* _rowWidths;  // in the order of the rows
 }
 - (void)makeRowsFullWidth {
+  _rows = self.arrangedSubviews;
   NSMutableArray<NSLayoutConstraint*>* widths = [NSMutableArray array];
-  for (NSView* row in self.arrangedSubviews) {
-    [widths addObject:[row.widthAnchor constraintEqualToAnchor:self.widthAnchor]];
-  }
+  for (NSView* row in _rows) [widths addObject:[row.widthAnchor constraintEqualToAnchor:self.widthAnchor]];
   [NSLayoutConstraint activateConstraints:widths];
   _rowWidths = widths;
   self.delegate = self;
 }
-// The row may be back without anybody having been told.
-- (void)updateConstraints {
-  for (NSLayoutConstraint* width in _rowWidths) {
-    NSView* row = static_cast<NSView*>(width.firstItem);
-    if (!width.active && [row isDescendantOf:self]) width.active = YES;
+- (void)restoreRowWidths {
+  for (NSUInteger index = 0; index < _rows.count; ++index) {
+    if (!_rowWidths[index].active && [_rows[index] isDescendantOf:self]) _rowWidths[index].active = YES;
   }
+}
+// A row may be back without anybody having been told.
+- (void)updateConstraints {
+  [self restoreRowWidths];
   [super updateConstraints];
+  [self restoreRowWidths];
 }
 - (void)stackView:(NSStackView*)stackView didReattachViews:(NSArray<NSView*>*)views {
   (void)stackView;
-  for (NSLayoutConstraint* width in _rowWidths) {
-    NSView* row = static_cast<NSView*>(width.firstItem);
-    if (row != nil && [views containsObject:row]) width.active = YES;
-  }
+  (void)views;
+  [self restoreRowWidths];
 }
 @end
 

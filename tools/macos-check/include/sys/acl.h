@@ -9,7 +9,8 @@ extern "C" {
 #endif
 acl_t acl_init(int count);
 int acl_free(void* obj_p);
-int acl_set_link_np(const char* path, acl_type_t type, acl_t acl);
+acl_t acl_get_link_np(const char* path, acl_type_t type);
+int acl_set_fd_np(int fd, acl_t acl, acl_type_t type);
 #ifdef __cplusplus
 }
 #endif

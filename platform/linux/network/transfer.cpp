@@ -262,7 +262,6 @@ void Transfer::headerLine(std::string_view line) {
 }
 
 void Transfer::body(const char* bytes, std::size_t size) {
-  lastProgress_ = std::chrono::steady_clock::now();
   if (isRedirect_ || isCancelled()) return;
   if (!responseReported_) reportResponse();
   delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});

@@ -2,7 +2,8 @@
 
 #include "platform/window_toolkit.h"
 
-// Application-modal alerts, and what becomes of them when the event loop ends. Main thread only.
+// Application-modal alerts, and what becomes of them when the event loop ends. Main thread, unless
+// stated otherwise.
 namespace pellam::macos {
 
 // Shows an alert, and handles events until it is answered.

@@ -10,8 +10,7 @@ if(LIBRPMIO_LIBRARY)
   pellam_program(version_benchmark SOURCES version_benchmark.cpp LINKS PellamCore ${LIBRPMIO_LIBRARY})
 endif()
 pellam_program(feed_benchmark SOURCES feed_benchmark.cpp LINKS PellamUpdatesCore)
-find_library(LIBDEFLATE_LIBRARY deflate REQUIRED)
 pellam_program(unpacking_benchmark
-  SOURCES unpacking_benchmark.cpp ../platform/linux/archive/zip_builder.cpp
-  LINKS PellamArchive ${LIBDEFLATE_LIBRARY})
+  SOURCES unpacking_benchmark.cpp
+  LINKS PellamArchive PellamZipBuilder)
 add_dependencies(unpacking_benchmark pellam-ditto)

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host/launcher_client.h"
-#include "host/xpc_service_connection.h"
+#include "host/service_launcher_connection.h"
 #include "platform/child_process.h"
 #include "platform/service_connection.h"
 

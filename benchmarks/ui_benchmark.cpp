@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "benchmarks/measure.h"
-#include "foundation/installer_error.h"
 #include "host/installer_coordinator.h"
-#include "platform/bundle.h"
+#include "pellam/installer_error.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 #include "platform/system_log.h"
 #include "platform/window_toolkit.h"

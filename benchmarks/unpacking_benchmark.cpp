@@ -10,7 +10,7 @@
 #include <random>
 
 #include "benchmarks/measure.h"
-#include "platform/linux/archive/zip_builder.h"
+#include "tests/support/zip_builder.h"
 
 extern char** environ;
 

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/signing/bundle_signature.h"
+#include "formats/signing/bundle_signature.h"
 #include "tests/support/signing_identity_files.h"
 #include "tests/support/temporary_folder.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "benchmarks/measure.h"
-#include "foundation/version_comparator.h"
+#include "pellam/version_comparator.h"
 
 namespace {
 

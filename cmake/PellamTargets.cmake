@@ -3,7 +3,7 @@
 
 # What whoever uses a library of the project needs, too.
 add_library(PellamHeaders INTERFACE)
-target_include_directories(PellamHeaders INTERFACE "${PROJECT_SOURCE_DIR}")
+target_include_directories(PellamHeaders INTERFACE "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}")
 target_compile_features(PellamHeaders INTERFACE cxx_std_20)
 find_package(Threads REQUIRED)
 target_link_libraries(PellamHeaders INTERFACE Threads::Threads)

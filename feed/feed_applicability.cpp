@@ -1,7 +1,7 @@
 #include "feed/feed_eligibility.h"
 #include "feed/feed_keys.h"
 #include "foundation/decimal.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -7,7 +7,7 @@
 
 #include "feed/feed_entry.h"
 #include "feed/version_comparison.h"
-#include "foundation/date.h"
+#include "pellam/date.h"
 #include "platform/calendar.h"
 
 namespace pellam {

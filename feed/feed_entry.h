@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/property_list_value.h"
+#include "pellam/property_list_value.h"
 
 namespace pellam {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "feed/feed_entry.h"
-#include "foundation/bridged_error.h"
+#include "pellam/bridged_error.h"
 
 namespace pellam {
 

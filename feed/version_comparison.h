@@ -3,7 +3,7 @@
 #include <functional>
 #include <string_view>
 
-#include "foundation/version_comparator.h"
+#include "pellam/version_comparator.h"
 
 namespace pellam {
 

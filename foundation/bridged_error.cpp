@@ -1,4 +1,4 @@
-#include "foundation/bridged_error.h"
+#include "pellam/bridged_error.h"
 
 #include <system_error>
 

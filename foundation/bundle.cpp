@@ -1,4 +1,4 @@
-#include "platform/bundle.h"
+#include "foundation/bundle.h"
 
 namespace pellam {
 

@@ -1,4 +1,4 @@
-#include "foundation/cancellation.h"
+#include "pellam/cancellation.h"
 
 #include <condition_variable>
 #include <map>

@@ -1,11 +1,9 @@
-#include "foundation/cancellation.h"
+#include "pellam/cancellation.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
-
-#include "foundation/sleeping.h"
 
 namespace pellam {
 namespace {
@@ -54,14 +52,6 @@ TEST(CancellationTest, LettingGoWaitsForARunningHandler) {
     EXPECT_TRUE(isDone);
     canceller.join();
   }
-}
-
-TEST(CancellationTest, ASleeperWakesAtOnce) {
-  CancellationSource source;
-  std::thread canceller([&] { source.cancel(); });
-  EXPECT_THROW(systemSleep(UINT64_MAX, source.token()), OperationCancelled);
-  canceller.join();
-  EXPECT_NO_THROW(systemSleep(1, CancellationToken()));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "foundation/failure_diagnostic.h"
+#include "pellam/failure_diagnostic.h"
 
 namespace pellam {
 

@@ -1,4 +1,4 @@
-#include "foundation/installer_error.h"
+#include "pellam/installer_error.h"
 
 #include <array>
 #include <stdexcept>

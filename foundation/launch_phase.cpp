@@ -1,4 +1,4 @@
-#include "foundation/launch_phase.h"
+#include "pellam/launch_phase.h"
 
 #include <array>
 #include <cstddef>

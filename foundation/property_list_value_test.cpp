@@ -1,4 +1,4 @@
-#include "foundation/property_list_value.h"
+#include "pellam/property_list_value.h"
 
 #include <gtest/gtest.h>
 

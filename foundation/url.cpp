@@ -1,4 +1,4 @@
-#include "foundation/url.h"
+#include "pellam/url.h"
 
 #include <algorithm>
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/bridged_error.h"
-#include "foundation/url.h"
+#include "pellam/bridged_error.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

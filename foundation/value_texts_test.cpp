@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <charconv>
+#include <cmath>
+
 #include "foundation/date_text.h"
 #include "foundation/decimal.h"
-#include "foundation/logger.h"
-#include "foundation/url.h"
+#include "foundation/real_number.h"
+#include "pellam/logger.h"
+#include "pellam/url.h"
 
 namespace pellam {
 namespace {
@@ -119,6 +123,56 @@ TEST(ValueTextsTest, LoggersDeferTheirMessages) {
   EXPECT_EQ(logLevelFromRawValue(3), PellamLogLevel::error);
   EXPECT_EQ(logLevelFromRawValue(4), std::nullopt);
   EXPECT_EQ(logLevelFromRawValue(-1), std::nullopt);
+}
+
+// The reference reads bytes as the standard says, and is there on one of the two systems alone.
+TEST(ValueTextsTest, RealsAreReadAsTheStandardReadsThem) {
+  for (const std::string_view text : {"0",
+                                      "-0",
+                                      "1",
+                                      "-1.5",
+                                      ".5",
+                                      "5.",
+                                      "1e3",
+                                      "1E-3",
+                                      "1e+3",
+                                      "-inf",
+                                      "INFINITY",
+                                      "4.9e-324",
+                                      "1.7976931348623157e308",
+                                      "0.1",
+                                      "123456789012345678901234567890",
+                                      "0e99999",
+                                      "",
+                                      "-",
+                                      ".",
+                                      "+1",
+                                      "--1",
+                                      "1e",
+                                      "1e+",
+                                      "e3",
+                                      "1.2.3",
+                                      " 1",
+                                      "1 ",
+                                      "0x10",
+                                      "1,5",
+                                      "1e400",
+                                      "-1e400",
+                                      "1e-400",
+                                      "infin",
+                                      "1f",
+                                      "\u0661"}) {
+    double expected = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), expected);
+    const bool isReal = error == std::errc() && end == text.data() + text.size() && !text.empty();
+    const std::optional<double> value = parseReal(text);
+    EXPECT_EQ(value.has_value(), isReal) << text;
+    if (value && isReal) {
+      EXPECT_EQ(*value, expected) << text;
+      EXPECT_EQ(std::signbit(*value), std::signbit(expected)) << text;
+    }
+  }
+  EXPECT_TRUE(std::isnan(parseReal("nan").value()));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "foundation/version_comparator.h"
+#include "pellam/version_comparator.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <limits>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam::version_detail {
 

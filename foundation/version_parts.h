@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/version_comparator.h"
+#include "pellam/version_comparator.h"
 
 // The two ways to take a version apart. They yield the same parts for the same text; the tests hold them
 // against each other. Only the comparator and its tests include this header.

@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 
-#include "foundation/clock.h"
-#include "foundation/key_value_storing.h"
 #include "host/update_settings.h"
+#include "pellam/key_value_storing.h"
+#include "platform/clock.h"
 
 namespace pellam {
 

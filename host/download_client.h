@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "foundation/cancellation.h"
-#include "foundation/network_client.h"
-#include "foundation/url.h"
+#include "pellam/cancellation.h"
+#include "pellam/url.h"
+#include "services/network_client.h"
 
 namespace pellam {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "foundation/key_value_storing.h"
-#include "foundation/url.h"
+#include "pellam/key_value_storing.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

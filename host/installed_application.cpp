@@ -1,7 +1,7 @@
 #include "host/installed_application.h"
 
 #include "foundation/decimal.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

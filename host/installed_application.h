@@ -8,7 +8,7 @@
 
 #include "foundation/app_identity.h"
 #include "launcher-protocol/replacement_request.h"
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 
 namespace pellam {

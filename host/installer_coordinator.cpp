@@ -3,10 +3,10 @@
 #include <future>
 #include <utility>
 
-#include "foundation/installer_error.h"
 #include "host/ready_install_confirmation.h"
 #include "installer/failure_report.h"
 #include "installer/file_safety.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

@@ -9,9 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "foundation/cancellation.h"
-#include "foundation/clock.h"
-#include "foundation/logger.h"
 #include "host/archive_unzipping.h"
 #include "host/download_client.h"
 #include "host/installer_launching.h"
@@ -19,7 +16,10 @@
 #include "host/update_requests.h"
 #include "installer/update_validation.h"
 #include "launcher-protocol/helper_launching.h"
-#include "platform/bundle.h"
+#include "pellam/cancellation.h"
+#include "pellam/logger.h"
+#include "platform/bundle_loading.h"
+#include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"
 #include "platform/main_thread.h"

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "foundation/installer_error.h"
 #include "foundation/text_format.h"
 #include "host/installer_coordinator.h"
 #include "host/latest_progress.h"
-#include "platform/unicode_text.h"
+#include "pellam/installer_error.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -1,9 +1,9 @@
 #include <utility>
 
-#include "foundation/installer_error.h"
 #include "foundation/uuid.h"
 #include "host/installer_coordinator.h"
-#include "platform/unicode_text.h"
+#include "pellam/installer_error.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -5,8 +5,8 @@
 #include <future>
 #include <thread>
 
-#include "foundation/installer_error.h"
 #include "host/main_thread_queue.h"
+#include "pellam/installer_error.h"
 #include "tests/support/coordinator_fakes.h"
 #include "tests/support/temporary_folder.h"
 

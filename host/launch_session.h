@@ -4,7 +4,7 @@
 #include <memory>
 #include <mutex>
 
-#include "host/service_connection.h"
+#include "host/launcher_connection.h"
 #include "launcher-protocol/launch_result.h"
 
 namespace pellam {

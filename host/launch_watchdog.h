@@ -9,9 +9,9 @@
 #include <optional>
 #include <thread>
 
-#include "foundation/cancellation.h"
-#include "foundation/launch_phase.h"
-#include "foundation/sleeping.h"
+#include "pellam/cancellation.h"
+#include "pellam/launch_phase.h"
+#include "services/sleeping.h"
 
 namespace pellam {
 

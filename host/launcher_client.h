@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "foundation/sleeping.h"
-#include "host/service_connection.h"
+#include "host/launcher_connection.h"
 #include "launcher-protocol/helper_launching.h"
+#include "services/sleeping.h"
 
 namespace pellam {
 

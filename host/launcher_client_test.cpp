@@ -9,7 +9,7 @@
 
 #include "host/launch_session.h"
 #include "host/launch_watchdog.h"
-#include "host/xpc_service_connection.h"
+#include "host/service_launcher_connection.h"
 #include "launcher-protocol/replacement_message.h"
 
 namespace pellam {

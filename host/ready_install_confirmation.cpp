@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "foundation/cancellation.h"
+#include "pellam/cancellation.h"
 
 namespace pellam {
 

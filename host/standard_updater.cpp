@@ -8,7 +8,8 @@ namespace pellam {
 OrvoStandardUpdater::OrvoStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
                                          OrvoStandardUpdaterCollaborators collaborators)
     : mainThread_(collaborators.mainThread),
-      worker_(std::make_shared<UpdateWorker>(collaborators.clock, collaborators.sleep, collaborators.runJob)),
+      worker_(std::make_shared<UpdateWorker>(collaborators.clock, collaborators.sleep,
+                                             collaborators.frameworkMemoryScope)),
       session_(std::make_shared<StandardUpdaterSession>(std::move(configuration), std::move(collaborators),
                                                         worker_)) {}
 

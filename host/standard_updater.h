@@ -8,19 +8,19 @@
 #include <set>
 #include <string>
 
-#include "foundation/clock.h"
-#include "foundation/key_value_storing.h"
-#include "foundation/logger.h"
-#include "foundation/network_client.h"
-#include "foundation/sleeping.h"
-#include "foundation/url.h"
 #include "host/installed_application.h"
 #include "host/installer_coordinator.h"
 #include "host/serviced_main_thread.h"
 #include "installer/failure_report.h"
-#include "platform/job_runner.h"
+#include "pellam/key_value_storing.h"
+#include "pellam/logger.h"
+#include "pellam/url.h"
+#include "platform/clock.h"
+#include "platform/framework_memory.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
+#include "services/network_client.h"
+#include "services/sleeping.h"
 
 namespace pellam {
 
@@ -59,8 +59,8 @@ struct OrvoStandardUpdaterCollaborators {
   std::shared_ptr<UUIDGenerating> identifiers;
   std::shared_ptr<PellamClock> clock;
   CancellableSleep sleep;
-  JobRunner runJob;                       // around each job of the updater's own thread
-  std::function<std::uint64_t()> random;  // any 64 bits
+  FrameworkMemoryScope frameworkMemoryScope;  // around each job of the updater's own thread
+  std::function<std::uint64_t()> random;      // any 64 bits
   std::shared_ptr<PellamLogger> logger;
   // Ends the application, soon or at once. Called on the main thread when the installer helper has taken
   // over: it waits for exactly this. The updater may be destroyed inside.

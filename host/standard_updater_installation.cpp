@@ -1,12 +1,12 @@
 #include <utility>
 
 #include "feed/feed_keys.h"
-#include "foundation/bridged_error.h"
 #include "host/install_attempt_record.h"
 #include "host/installer_error_text.h"
 #include "host/standard_updater_session.h"
 #include "host/update_failure_notice.h"
 #include "host/update_requests.h"
+#include "pellam/bridged_error.h"
 #include "ui/localized_text.h"
 
 namespace pellam {

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "foundation/bridged_error.h"
 #include "host/install_attempt_record.h"
 #include "host/update_failure_notice.h"
+#include "pellam/bridged_error.h"
 
 namespace pellam {
 

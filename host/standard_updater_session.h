@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "foundation/cancellation.h"
-#include "foundation/installer_error.h"
 #include "host/automatic_check_schedule.h"
 #include "host/standard_updater.h"
 #include "host/update_check.h"
 #include "host/update_settings.h"
 #include "host/update_worker.h"
+#include "pellam/cancellation.h"
+#include "pellam/installer_error.h"
 #include "ui/presented_progress_window.h"
 #include "ui/update_alert_presenter.h"
 #include "ui/update_prompt_presenter.h"

@@ -1,7 +1,7 @@
 #include "host/system_host.h"
 
 #include "host/launcher_client.h"
-#include "host/xpc_service_connection.h"
+#include "host/service_launcher_connection.h"
 #include "installer/code_signature_validator.h"
 #include "launcher-protocol/service_info.h"
 #include "platform/service_connection.h"

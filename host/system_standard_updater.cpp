@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "host/system_host.h"
-#include "platform/job_runner.h"
+#include "platform/framework_memory.h"
 #include "platform/user_languages.h"
 
 namespace pellam {
@@ -34,7 +34,7 @@ std::unique_ptr<OrvoStandardUpdater> makeSystemStandardUpdater(
   collaborators.identifiers = host.identifiers;
   collaborators.clock = host.clock;
   collaborators.sleep = systemSleep;
-  collaborators.runJob = makeSystemJobRunner();
+  collaborators.frameworkMemoryScope = makeSystemFrameworkMemoryScope();
   collaborators.random = [] {
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 32U) | device();

@@ -10,11 +10,11 @@
 
 #include "feed/feed_parser.h"
 #include "feed/feed_pipeline.h"
-#include "foundation/cancellation.h"
-#include "foundation/clock.h"
-#include "foundation/network_client.h"
 #include "host/installed_application.h"
 #include "host/update_settings.h"
+#include "pellam/cancellation.h"
+#include "platform/clock.h"
+#include "services/network_client.h"
 
 namespace pellam {
 

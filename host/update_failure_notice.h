@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "feed/feed_entry.h"
-#include "foundation/installer_error.h"
-#include "foundation/url.h"
 #include "foundation/url_loading.h"
+#include "pellam/installer_error.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

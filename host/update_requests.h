@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "foundation/property_list_value.h"
-#include "foundation/url.h"
 #include "launcher-protocol/replacement_request.h"
+#include "pellam/property_list_value.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "foundation/date.h"
-#include "foundation/key_value_storing.h"
+#include "pellam/date.h"
+#include "pellam/key_value_storing.h"
 
 namespace pellam {
 

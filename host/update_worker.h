@@ -8,10 +8,10 @@
 #include <optional>
 #include <thread>
 
-#include "foundation/cancellation.h"
-#include "foundation/clock.h"
-#include "foundation/sleeping.h"
-#include "platform/job_runner.h"
+#include "pellam/cancellation.h"
+#include "platform/clock.h"
+#include "platform/framework_memory.h"
+#include "services/sleeping.h"
 
 namespace pellam {
 
@@ -21,8 +21,9 @@ namespace pellam {
 // thread may call it.
 class UpdateWorker {
  public:
-  UpdateWorker(std::shared_ptr<PellamClock> clock, CancellableSleep sleep, JobRunner runJob)
-      : clock_(std::move(clock)), sleep_(std::move(sleep)), runJob_(std::move(runJob)) {}
+  UpdateWorker(std::shared_ptr<PellamClock> clock, CancellableSleep sleep,
+               FrameworkMemoryScope frameworkMemoryScope)
+      : clock_(std::move(clock)), sleep_(std::move(sleep)), runJob_(std::move(frameworkMemoryScope)) {}
   // Waits for the job that is running.
   ~UpdateWorker();
   UpdateWorker(const UpdateWorker&) = delete;
@@ -52,7 +53,7 @@ class UpdateWorker {
 
   const std::shared_ptr<PellamClock> clock_;
   const CancellableSleep sleep_;
-  const JobRunner runJob_;
+  const FrameworkMemoryScope runJob_;
   mutable std::mutex lock_;
   std::deque<std::function<void()>> jobs_;
   std::optional<Alarm> alarm_;

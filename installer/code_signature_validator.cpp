@@ -5,10 +5,10 @@
 #include <exception>
 
 #include "foundation/decimal.h"
-#include "foundation/installer_error.h"
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
+#include "pellam/installer_error.h"
 #include "platform/property_list.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

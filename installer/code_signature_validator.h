@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "foundation/logger.h"
-#include "foundation/property_list_value.h"
-#include "foundation/version_comparator.h"
 #include "installer/update_validation.h"
+#include "pellam/logger.h"
+#include "pellam/property_list_value.h"
+#include "pellam/version_comparator.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/process_information.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/installer_error.h"
+#include "pellam/installer_error.h"
 #include "tests/support/replacement_fakes.h"
 
 namespace pellam {

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "foundation/installer_error.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "platform/property_list.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/clock.h"
-#include "foundation/date.h"
+#include "pellam/date.h"
+#include "platform/clock.h"
 #include "platform/file_system.h"
 
 namespace pellam {

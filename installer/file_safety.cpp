@@ -2,9 +2,9 @@
 
 #include <exception>
 
-#include "foundation/installer_error.h"
-#include "installer/bundle_paths.h"
-#include "platform/unicode_text.h"
+#include "foundation/item_path.h"
+#include "pellam/installer_error.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

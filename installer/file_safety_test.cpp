@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/installer_error.h"
 #include "installer/staging_folder.h"
+#include "pellam/installer_error.h"
 #include "tests/support/temporary_folder.h"
 
 namespace pellam {

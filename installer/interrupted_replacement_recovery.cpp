@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
 #include "installer/replacement_executor.h"
 #include "platform/identifiers.h"
 

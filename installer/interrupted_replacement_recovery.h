@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "foundation/logger.h"
+#include "pellam/logger.h"
 #include "platform/file_system.h"
 
 namespace pellam {

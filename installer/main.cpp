@@ -1,11 +1,11 @@
 #include <cstdio>
 
 #include "installer/exit_status.h"
+#include "installer/launchd_relauncher.h"
 #include "installer/replacement_run.h"
 #include "launcher-protocol/helper_command_line.h"
-#include "launcher-service/launchd_relauncher.h"
 #include "platform/authorization.h"
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/job_control.h"
 #include "platform/system_log.h"
 #include "platform/workspace.h"

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
 #include "installer/replacement_executor.h"
 
 namespace pellam {

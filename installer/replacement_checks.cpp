@@ -3,8 +3,8 @@
 #include <exception>
 #include <optional>
 
-#include "foundation/installer_error.h"
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

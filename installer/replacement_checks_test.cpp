@@ -8,7 +8,7 @@
 
 #include <system_error>
 
-#include "foundation/installer_error.h"
+#include "pellam/installer_error.h"
 #include "tests/support/forwarding_file_system.h"
 #include "tests/support/replacement_fakes.h"
 

@@ -3,11 +3,11 @@
 #include <exception>
 #include <utility>
 
-#include "foundation/installer_error.h"
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
 #include "installer/file_safety.h"
 #include "installer/quarantine_release.h"
 #include "installer/staging_folder.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

@@ -2,9 +2,9 @@
 
 #include <system_error>
 
-#include "foundation/installer_error.h"
 #include "installer/interrupted_replacement_recovery.h"
 #include "installer/replacement_executor.h"
+#include "pellam/installer_error.h"
 #include "tests/support/forwarding_file_system.h"
 #include "tests/support/replacement_fakes.h"
 

@@ -3,8 +3,7 @@
 #include <exception>
 #include <utility>
 
-#include "foundation/installer_error.h"
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
 #include "installer/code_signature_validator.h"
 #include "installer/exit_status.h"
 #include "installer/failure_report.h"
@@ -13,6 +12,7 @@
 #include "installer/replacement_executor.h"
 #include "installer/staging_folder.h"
 #include "launcher-protocol/diagnostic_text.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

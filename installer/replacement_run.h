@@ -6,12 +6,12 @@
 #include <optional>
 #include <string>
 
-#include "foundation/clock.h"
-#include "foundation/logger.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
 #include "launcher-protocol/helper_command_line.h"
+#include "pellam/logger.h"
 #include "platform/child_process.h"
+#include "platform/clock.h"
 #include "platform/effective_user.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "foundation/installer_error.h"
 #include "installer/exit_status.h"
 #include "installer/failure_report.h"
+#include "pellam/installer_error.h"
 #include "tests/support/replacement_fakes.h"
 
 namespace pellam {

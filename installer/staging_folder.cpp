@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "installer/bundle_paths.h"
+#include "foundation/item_path.h"
 #include "platform/identifiers.h"
 
 namespace pellam {

@@ -1,6 +1,6 @@
 #include "launcher-protocol/diagnostic_text.h"
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "foundation/bridged_error.h"
 #include "launcher-protocol/replacement_request.h"
+#include "pellam/bridged_error.h"
 
 namespace pellam {
 

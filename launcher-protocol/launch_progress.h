@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "foundation/property_list_value.h"
+#include "pellam/property_list_value.h"
 
 namespace pellam {
 

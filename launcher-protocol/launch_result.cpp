@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "launcher-protocol/value_readers.h"
+#include "platform/security_status.h"
 
 namespace pellam {
 

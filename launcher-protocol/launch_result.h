@@ -2,19 +2,15 @@
 
 #include <cstdint>
 
-#include "foundation/failure_diagnostic.h"
-#include "foundation/launch_phase.h"
-#include "foundation/property_list_value.h"
+#include "pellam/failure_diagnostic.h"
+#include "pellam/launch_phase.h"
+#include "pellam/property_list_value.h"
 
 #include <functional>
 #include <optional>
 #include <string>
 
 namespace pellam {
-
-// The system's text for a security status ("SecCopyErrorMessageString"), if it has one. A pure function of
-// the platform.
-[[nodiscard]] std::optional<std::string> securityErrorMessage(std::int32_t status);
 
 // How one installer launch ended. Exactly one reaches the caller of a launch.
 struct OrvoAppBundleReplacementLaunchResult {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/property_list_value.h"
 #include "launcher-protocol/replacement_request.h"
+#include "pellam/property_list_value.h"
 
 namespace pellam {
 

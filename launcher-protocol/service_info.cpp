@@ -1,6 +1,6 @@
 #include "launcher-protocol/service_info.h"
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 
 namespace pellam {
 

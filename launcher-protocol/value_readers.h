@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "foundation/property_list_value.h"
+#include "pellam/property_list_value.h"
 
 // The conversions that the decoders of the launcher connection allow. Each takes the value of a key, null
 // when the key is absent, and yields nothing when its rule fails. Pure functions, callable from any thread.

@@ -4,9 +4,9 @@
 #include <optional>
 #include <utility>
 
-#include "foundation/installer_error.h"
 #include "foundation/text_format.h"
-#include "launcher-protocol/security_status.h"
+#include "pellam/installer_error.h"
+#include "platform/security_status.h"
 
 namespace pellam {
 

@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "foundation/clock.h"
 #include "installer/replacement_checks.h"
+#include "jobs/authorization_provider.h"
+#include "jobs/job_submitter.h"
 #include "launcher-protocol/helper_launching.h"
-#include "launcher-service/authorization_provider.h"
-#include "launcher-service/job_submitter.h"
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
+#include "platform/clock.h"
 
 namespace pellam {
 

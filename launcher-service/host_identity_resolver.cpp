@@ -5,7 +5,7 @@
 
 #include "foundation/decimal.h"
 #include "launcher-protocol/launch_refusal.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

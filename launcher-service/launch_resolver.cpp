@@ -3,11 +3,11 @@
 #include <system_error>
 #include <vector>
 
-#include "foundation/installer_error.h"
 #include "installer/failure_report.h"
 #include "launcher-protocol/launch_refusal.h"
 #include "launcher-protocol/replacement_message.h"
-#include "platform/unicode_text.h"
+#include "pellam/installer_error.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
-#include "foundation/property_list_value.h"
 #include "launcher-protocol/replacement_request.h"
 #include "launcher-service/host_identity_resolver.h"
-#include "platform/bundle.h"
+#include "pellam/property_list_value.h"
+#include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 
 namespace pellam {

@@ -3,8 +3,8 @@
 #include <exception>
 #include <utility>
 
-#include "foundation/installer_error.h"
 #include "launcher-service/helper_launcher.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

@@ -4,12 +4,12 @@
 #include <functional>
 #include <memory>
 
-#include "foundation/clock.h"
 #include "launcher-protocol/helper_launching.h"
 #include "launcher-service/launch_resolver.h"
 #include "launcher-service/launch_tasks.h"
 #include "launcher-service/phase_budget.h"
 #include "launcher-service/service_platform.h"
+#include "platform/clock.h"
 #include "platform/service_connection.h"
 
 namespace pellam {

@@ -4,9 +4,9 @@
 
 #include <future>
 
-#include "foundation/installer_error.h"
 #include "launcher-protocol/launch_refusal.h"
 #include "launcher-service/launch_tasks.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 namespace {

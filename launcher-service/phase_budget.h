@@ -4,7 +4,7 @@
 #include <mutex>
 #include <optional>
 
-#include "foundation/clock.h"
+#include "platform/clock.h"
 
 namespace pellam {
 

@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/installer_error.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
-#include "launcher-service/authorization_provider.h"
-#include "launcher-service/job_submitter.h"
-#include "platform/bundle.h"
+#include "jobs/authorization_provider.h"
+#include "jobs/job_submitter.h"
+#include "pellam/installer_error.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 
 // Recording collaborators for the launcher service's tests. All that happens goes into one shared journal, so

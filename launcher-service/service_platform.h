@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "foundation/clock.h"
 #include "platform/authorization.h"
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
+#include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"
 #include "platform/job_control.h"

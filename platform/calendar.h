@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/date.h"
+#include "pellam/date.h"
 
 namespace pellam {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/bridged_error.h"
+#include "pellam/bridged_error.h"
 
 namespace pellam {
 

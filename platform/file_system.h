@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "foundation/byte_buffer.h"
-#include "foundation/date.h"
+#include "pellam/date.h"
 
 namespace pellam {
 

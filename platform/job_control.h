@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "foundation/bridged_error.h"
-#include "foundation/property_list_value.h"
+#include "pellam/bridged_error.h"
+#include "pellam/property_list_value.h"
 #include "platform/authorization.h"
 
 namespace pellam {

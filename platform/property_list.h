@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/bridged_error.h"
-#include "foundation/property_list_value.h"
+#include "pellam/bridged_error.h"
+#include "pellam/property_list_value.h"
 
 namespace pellam {
 

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "foundation/bridged_error.h"
-#include "foundation/property_list_value.h"
+#include "pellam/bridged_error.h"
+#include "pellam/property_list_value.h"
 
 // The connection between an application and the launcher service inside its bundle. Dictionaries hold
 // strings, numbers and booleans only; anything else that a peer sends arrives as a value that no reader

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "foundation/key_value_storing.h"
+#include "pellam/key_value_storing.h"
 
 namespace pellam {
 

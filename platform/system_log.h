@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/logger.h"
+#include "pellam/logger.h"
 
 namespace pellam {
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "foundation/cancellation.h"
+#include "pellam/cancellation.h"
 
 namespace pellam {
 

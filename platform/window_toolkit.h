@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/bridged_error.h"
-#include "foundation/url.h"
+#include "pellam/bridged_error.h"
+#include "pellam/url.h"
 #include "platform/view.h"
 
 namespace pellam {

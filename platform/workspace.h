@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "foundation/url.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 
 namespace pellam {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "foundation/text_format.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 #include "ui/localized_text.h"
 #include "ui/view_search.h"
 

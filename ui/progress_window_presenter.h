@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "ui/progress_window.h"
 

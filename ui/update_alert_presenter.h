@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "foundation/url.h"
-#include "platform/bundle.h"
+#include "pellam/url.h"
+#include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 
 namespace pellam {

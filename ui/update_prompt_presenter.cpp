@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "feed/feed_keys.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam {
 

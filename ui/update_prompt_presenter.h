@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "feed/feed_entry.h"
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
 #include "ui/localized_text.h"

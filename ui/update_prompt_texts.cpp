@@ -3,7 +3,7 @@
 #include "feed/feed_keys.h"
 #include "foundation/decimal.h"
 #include "foundation/text_format.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 #include "ui/prompt_window_size.h"
 #include "ui/update_prompt_presenter.h"
 

@@ -4,9 +4,9 @@
 
 #include "examples/editor/editor_update.h"
 #include "foundation/decimal.h"
-#include "foundation/sleeping.h"
 #include "host/main_thread_queue.h"
 #include "host/system_host.h"
+#include "services/sleeping.h"
 
 namespace pellam {
 

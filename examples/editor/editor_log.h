@@ -7,7 +7,7 @@
 #include <string>
 
 #include "foundation/app_identity.h"
-#include "foundation/clock.h"
+#include "platform/clock.h"
 
 namespace pellam {
 

@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "feed/feed_keys.h"
-#include "foundation/installer_error.h"
 #include "host/installer_error_text.h"
+#include "pellam/installer_error.h"
 
 namespace pellam {
 

@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "examples/editor/editor_log.h"
-#include "foundation/cancellation.h"
 #include "host/installed_application.h"
 #include "host/installer_coordinator.h"
 #include "host/update_check.h"
 #include "installer/failure_report.h"
+#include "pellam/cancellation.h"
 #include "ui/progress_window.h"
 
 namespace pellam {

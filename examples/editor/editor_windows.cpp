@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/system_standard_updater.h"
-#include "platform/application.h"
+#include "platform/sample/application.h"
 
 namespace pellam {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "examples/editor/editor_log.h"
-#include "foundation/cancellation.h"
-#include "platform/bundle.h"
+#include "pellam/cancellation.h"
+#include "platform/bundle_loading.h"
 
 namespace pellam {
 

@@ -1,4 +1,4 @@
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 
 #include <system_error>
 

@@ -4,22 +4,16 @@
 
 #include <filesystem>
 #include <optional>
-#include <string>
-#include <string_view>
 
-#include "foundation/bridged_error.h"
-#include "foundation/date.h"
-#include "foundation/property_list_value.h"
+#include "pellam/bridged_error.h"
+#include "pellam/date.h"
+#include "pellam/property_list_value.h"
+#include "platform/macos/text_bridge.h"
 
 // The conversions between this system's values and Foundation's objects. Included by the bodies of this
 // folder alone. Pure functions; any thread. Returned objects belong to the caller as usual under reference
 // counting.
 namespace pellam::macos {
-
-// An ill-formed UTF-8 sequence becomes U+FFFD.
-[[nodiscard]] NSString* _Nonnull stringFrom(std::string_view text);
-// Empty for nil.
-[[nodiscard]] std::string textOf(NSString* _Nullable string);
 
 // The bytes of a path are a file's name, whatever they spell.
 [[nodiscard]] NSString* _Nonnull pathString(const std::filesystem::path& path);

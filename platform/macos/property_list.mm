@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "foundation/nesting_guard.h"
+#include "formats/property_list/nesting_guard.h"
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam {

@@ -1,6 +1,7 @@
+#include "platform/security_status.h"
+
 #import <Security/Security.h>
 
-#include "launcher-protocol/launch_result.h"
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam {

@@ -1,8 +1,8 @@
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 #include <vector>
 
-#include "platform/macos/foundation_bridge.h"
+#include "platform/macos/text_bridge.h"
 
 namespace pellam::text {
 

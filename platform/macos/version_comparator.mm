@@ -1,6 +1,6 @@
 #include "platform/macos/version_comparator.h"
 
-#include "foundation/version_comparator.h"
+#include "pellam/version_comparator.h"
 #include "platform/macos/foundation_bridge.h"
 
 @implementation OrvoVersionComparator

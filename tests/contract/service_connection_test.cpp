@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "tests/support/temporary_folder.h"
 

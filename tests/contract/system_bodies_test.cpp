@@ -5,7 +5,7 @@
 #include <csignal>
 #include <set>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"

@@ -11,8 +11,8 @@
 #include <system_error>
 #include <vector>
 
-#include "foundation/installer_error.h"
 #include "host/installer_coordinator.h"
+#include "pellam/installer_error.h"
 #include "tests/support/forwarding_file_system.h"
 
 // Substitutes for the coordinator's collaborators that write down what they were asked.

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
 #include "ui/view_search.h"

@@ -11,13 +11,13 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/clock.h"
-#include "foundation/key_value_storing.h"
-#include "foundation/logger.h"
-#include "foundation/network_client.h"
-#include "foundation/sleeping.h"
+#include "pellam/key_value_storing.h"
+#include "pellam/logger.h"
+#include "platform/clock.h"
 #include "platform/main_thread.h"
 #include "platform/property_list.h"
+#include "services/network_client.h"
+#include "services/sleeping.h"
 
 // Substitutes for what the standard updater works with. All may be used from two threads.
 namespace pellam::testing_support {

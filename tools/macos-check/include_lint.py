@@ -50,6 +50,7 @@ def problems(root, sources):
     texts = dict(sources)
     own, included = {}, {}
     for name, text in texts.items():
+        name = name.removeprefix("include/")
         included[name] = re.findall(r'^\s*#\s*(?:include|import)\s*"([^"]+)"', text, re.M)
         own[name] = set(re.findall(r"^\s*#\s*(?:include|import)\s*<(\w+)>", text, re.M))
 
@@ -58,8 +59,8 @@ def problems(root, sources):
             return set()
         seen.add(name)
         if name not in own:
-            path = root / name
-            if not path.exists():
+            path = next((path for path in (root / name, root / "include" / name) if path.exists()), None)
+            if path is None:
                 return set()
             text = path.read_text()
             included[name] = re.findall(r'^\s*#\s*(?:include|import)\s*"([^"]+)"', text, re.M)
@@ -68,7 +69,7 @@ def problems(root, sources):
 
     lines = []
     for name, text in sources:
-        here = reached(name, set())
+        here = reached(name.removeprefix("include/"), set())
         needed = {_HOME[word]: word for word in re.findall(r"\bstd::(\w+)", _without_comments(text)) if word in _HOME}
         lines += [f"{name}: error: std::{word} without <{header}>" for header, word in sorted(needed.items())
                   if header not in here and not here & _ALSO.get(header, set())]

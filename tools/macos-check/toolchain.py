@@ -106,9 +106,9 @@ PREFIX = """algorithm array chrono condition_variable filesystem functional futu
 
 
 # The headers of ours that nearly everything includes.
-OWN_PREFIX = """foundation/bridged_error.h foundation/byte_buffer.h foundation/cancellation.h foundation/installer_error.h
-  foundation/property_list_value.h foundation/url_loading.h launcher-protocol/launch_result.h
-  launcher-protocol/replacement_request.h platform/bundle.h platform/child_process.h platform/file_system.h
+OWN_PREFIX = """pellam/bridged_error.h foundation/byte_buffer.h pellam/cancellation.h pellam/installer_error.h
+  pellam/property_list_value.h foundation/url_loading.h launcher-protocol/launch_result.h
+  launcher-protocol/replacement_request.h platform/bundle_loading.h platform/child_process.h platform/file_system.h
   platform/process_information.h platform/service_connection.h platform/window_toolkit.h
   feed/feed_pipeline.h""".split()
 
@@ -135,7 +135,7 @@ def make_prefix_header(work, architecture, kind):
         text += "#define GTEST_HAS_PTHREAD 1\n#include <gtest/gtest.h>\n"  # as its own build says
     _write_if_changed(source, text)
     inputs = [*HERE.glob("include/**/*.h"), *(work / "generated").glob("*/*"), HERE / "toolchain.py", source]
-    for folder in ("foundation", "feed", "launcher-protocol", "platform"):
+    for folder in ("include/pellam", "text", "foundation", "feed", "launcher-protocol", "platform"):
         inputs += (ROOT / folder).glob("*.h")
     if target.exists() and all(path.stat().st_mtime <= target.stat().st_mtime for path in inputs if path.is_file()):
         return ""
@@ -148,7 +148,7 @@ def make_prefix_header(work, architecture, kind):
 def compiler(architecture, work, language):
     """The compiler and its flags for one source outside the build."""
     command = [str(LLVM / "bin/clang++"), "-target", f"{architecture}-apple-macos{DEPLOYMENT_TARGET}",
-               "-std=c++20", "-fstack-protector-strong", *header_flags(work)[1], "-iquote", str(ROOT), *WARNINGS]
+               "-std=c++20", "-fstack-protector-strong", *header_flags(work)[1], "-iquote", str(ROOT), "-iquote", str(ROOT / "include"), *WARNINGS]
     if language == "objective-c++":
         command += ["-x", "objective-c++", "-fobjc-arc", "-fobjc-weak"]
     return command

@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/bundle.h"
+#include "formats/signing/bundle_signature.h"
+#include "formats/signing/signing_error.h"
+#include "platform/bundle_loading.h"
 #include "platform/file_system.h"
-#include "platform/linux/signing/bundle_signature.h"
-#include "platform/linux/signing/signing_error.h"
 #include "tools/pellam_codesign/arguments.h"
 
 namespace {

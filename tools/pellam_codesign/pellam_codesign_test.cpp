@@ -9,10 +9,10 @@
 #include <functional>
 #include <memory>
 
-#include "platform/linux/signing/cms_signature.h"
-#include "platform/linux/signing/code_directory.h"
-#include "platform/linux/signing/requirement.h"
-#include "platform/linux/signing/resource_seal.h"
+#include "formats/signing/cms_signature.h"
+#include "formats/signing/code_directory.h"
+#include "formats/signing/requirement.h"
+#include "formats/signing/resource_seal.h"
 #include "tests/support/signing_identity_files.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/pellam_codesign/arguments.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/url.h"
+#include "pellam/url.h"
 
 namespace pellam {
 

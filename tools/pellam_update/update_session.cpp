@@ -2,8 +2,8 @@
 
 #include "feed/feed_keys.h"
 #include "foundation/date_text.h"
-#include "foundation/installer_error.h"
 #include "host/installer_error_text.h"
+#include "pellam/installer_error.h"
 #include "tools/pellam_update/console_progress_window.h"
 
 namespace pellam {

@@ -4,11 +4,11 @@
 #include <memory>
 #include <optional>
 
-#include "foundation/cancellation.h"
 #include "host/installed_application.h"
 #include "host/installer_coordinator.h"
 #include "host/update_check.h"
 #include "installer/failure_report.h"
+#include "pellam/cancellation.h"
 #include "tools/pellam_update/command_line.h"
 #include "tools/pellam_update/update_reporter.h"
 

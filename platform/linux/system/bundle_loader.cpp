@@ -2,7 +2,7 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "platform/property_list.h"
 #include "platform/user_languages.h"

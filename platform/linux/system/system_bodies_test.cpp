@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/linux/system/detached_process.h"

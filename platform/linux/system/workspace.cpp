@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/linux/system/detached_process.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam::text {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <unicode/ustring.h>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam::icu {
 

@@ -1,7 +1,7 @@
 #include <unicode/uregex.h>
 
 #include "platform/linux/text/icu_strings.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace pellam::text {
 

@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "foundation/cancellation.h"
 #include "host/ready_install_confirmation.h"
+#include "pellam/cancellation.h"
 #include "platform/linux/ui/alert_window.h"
 #include "platform/linux/ui/window_test_fixture.h"
 #include "tests/support/recording_toolkit.h"

@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/bundle.h"
+#include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "platform/linux/ui/alert_window.h"
 #include "platform/linux/ui/display_connection.h"

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "pellam/property_list_value.h"
+
+namespace pellam {
+
+// A small persistent settings store, keyed by string: the platform's per-user defaults. Any thread may call
+// it; the store serialises its own access. Reading never fails: an absent key has the value named below, and
+// a value of another type is converted as the platform's defaults convert it, or counts as absent.
+class PellamKeyValueStoring {
+ public:
+  virtual ~PellamKeyValueStoring() = default;
+  [[nodiscard]] virtual bool boolForKey(std::string_view key) const = 0;                          // false
+  [[nodiscard]] virtual std::optional<std::string> stringForKey(std::string_view key) const = 0;  // none
+  [[nodiscard]] virtual std::int64_t integerForKey(std::string_view key) const = 0;               // 0
+  [[nodiscard]] virtual double doubleForKey(std::string_view key) const = 0;                      // 0.0
+  [[nodiscard]] virtual std::optional<PropertyListValue> objectForKey(
+      std::string_view key) const = 0;  // none
+  // Storing nothing removes the key.
+  virtual void set(std::optional<PropertyListValue> value, std::string_view key) = 0;
+  virtual void removeObjectForKey(std::string_view key) = 0;
+};
+
+}  // namespace pellam

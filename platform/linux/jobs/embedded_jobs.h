@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "platform/linux/jobs/job_description.h"
+
+namespace pellam {
+
+// A small job manager for systems without one: a folder with one record for each label, naming the job's
+// process. The folder belongs to this user alone. Processes and threads that work on the same label take
+// turns. Blocks; any thread. Failures are PlatformError.
+class EmbeddedJobs {
+ public:
+  explicit EmbeddedJobs(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  // $XDG_RUNTIME_DIR/pellam-jobs, for root /run/pellam-jobs, else a folder of this user in /tmp.
+  [[nodiscard]] static std::filesystem::path defaultFolder();
+
+  // Starts the job's program. EEXIST while an earlier job of the label is running. A job that cannot be
+  // recorded does not run.
+  void submit(const JobDescription& job);
+  // The same for a program that something else starts and that then has the process identifier `start`
+  // returns (0: it is over already). Others who work on the label wait meanwhile.
+  void submit(const JobDescription& job, const std::function<pid_t()>& start);
+
+  // Ends the job's process: a request to terminate and, with `wait`, after five seconds by force. ENOENT when
+  // there is no record of the label.
+  void remove(const std::string& label, bool wait);
+
+ private:
+  void prepareFolder() const;
+
+  std::filesystem::path folder_;
+};
+
+}  // namespace pellam

@@ -1,0 +1,79 @@
+#include "platform/job_control.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+#include <functional>
+
+#include "platform/linux/jobs/application_opener.h"
+#include "platform/linux/jobs/elevated_program.h"
+#include "platform/linux/jobs/embedded_jobs.h"
+#include "platform/linux/jobs/job_process.h"
+#include "platform/linux/jobs/privileged_program.h"
+#include "platform/linux/jobs/systemd_jobs.h"
+
+namespace pellam {
+
+namespace {
+
+JobControlOutcome outcomeOf(const std::function<void()>& work) {
+  try {
+    work();
+    return {true, std::nullopt};
+  } catch (const std::exception& error) {
+    return {false, bridge(error)};
+  }
+}
+
+// systemd where it runs, else this system's own small job manager. Root has one kind of jobs only, the
+// system's.
+class SystemJobControl final : public JobControl {
+ public:
+  JobControlOutcome remove(JobControlDomain domain, const std::string& label, AuthorizationReference,
+                           bool wait) override {
+    // An earlier job may have been submitted while there was no systemd, or before it came back.
+    JobControlOutcome outcome = outcomeOf([&] {
+      auto manager = managerOf(domain);
+      if (!manager) throw jobError(ENOENT, "systemd is not running");
+      manager->remove(SystemdJobs::unitName(label), wait);
+    });
+    const JobControlOutcome embedded =
+        outcomeOf([&] { EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove(label, wait); });
+    return outcome.succeeded ? outcome : embedded;
+  }
+
+  JobControlOutcome submit(JobControlDomain domain, const PropertyListDictionary& dictionary,
+                           AuthorizationReference) override {
+    return outcomeOf([&] {
+      JobDescription job = JobDescription::fromDictionary(dictionary);
+      if (const auto request = OpenRequest::fromArguments(job.arguments)) {
+        openApplication(*request);
+        return;
+      }
+      const bool isElevating = domain == JobControlDomain::systemLaunchd && ::geteuid() != 0;
+      if (isElevating) job.arguments.front() = requirePrivilegedProgram(job.arguments.front()).string();
+      if (auto manager = managerOf(domain)) {
+        // Jobs of the system start with the system's environment, not with that of whoever asks.
+        manager->submit(SystemdJobs::unitName(job.label), job,
+                        isElevating ? std::vector<std::string>{} : sessionEnvironment(std::nullopt));
+      } else if (isElevating) {
+        EmbeddedJobs(EmbeddedJobs::defaultFolder()).submit(job, [&job] { return startElevated(job); });
+      } else {
+        EmbeddedJobs(EmbeddedJobs::defaultFolder()).submit(job);
+      }
+    });
+  }
+
+ private:
+  static std::optional<SystemdJobs> managerOf(JobControlDomain domain) {
+    const bool isSystem = domain == JobControlDomain::systemLaunchd || ::geteuid() == 0;
+    return SystemdJobs::connect(isSystem ? SystemdJobs::Manager::system : SystemdJobs::Manager::user);
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<JobControl> makeSystemJobControl() { return std::make_shared<SystemJobControl>(); }
+
+}  // namespace pellam

@@ -1,0 +1,215 @@
+#include "platform/linux/jobs/systemd_jobs.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <thread>
+
+namespace pellam {
+
+namespace {
+
+constexpr const char* destination = "org.freedesktop.systemd1";
+constexpr const char* managerPath = "/org/freedesktop/systemd1";
+constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
+constexpr const char* jobManager = "the job manager";
+constexpr std::chrono::seconds jobLimit{20};
+constexpr int forgettingTurns = 200;
+constexpr std::chrono::milliseconds forgettingPause{5};
+// Somebody may be asked for a password.
+constexpr std::uint64_t callLimitMicroseconds = 300'000'000;
+
+struct MessageDeleter {
+  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
+
+struct BusError {
+  BusError() = default;
+  ~BusError() { sd_bus_error_free(&value); }
+  BusError(const BusError&) = delete;
+  BusError& operator=(const BusError&) = delete;
+  sd_bus_error value{};
+};
+
+void check(int result, const char* what) {
+  if (result < 0) throw jobError(-result, what);
+}
+
+Message methodCall(sd_bus* bus, const char* method) {
+  sd_bus_message* message = nullptr;
+  check(sd_bus_message_new_method_call(bus, &message, destination, managerPath, managerInterface, method),
+        method);
+  return Message(message);
+}
+
+int noteRemovedJob(sd_bus_message* message, void* userData, sd_bus_error*) {
+  const char* path = nullptr;
+  const char* result = nullptr;
+  if (sd_bus_message_read(message, "uoss", nullptr, &path, nullptr, &result) >= 0) {
+    (*static_cast<std::map<std::string, std::string>*>(userData))[path] = result;
+  }
+  return 0;
+}
+
+void appendTexts(sd_bus_message* message, const char* property, const std::vector<std::string>& texts) {
+  check(sd_bus_message_open_container(message, 'r', "sv"), property);
+  check(sd_bus_message_append(message, "s", property), property);
+  check(sd_bus_message_open_container(message, 'v', "as"), property);
+  check(sd_bus_message_open_container(message, 'a', "s"), property);
+  for (const std::string& text : texts) check(sd_bus_message_append(message, "s", text.c_str()), property);
+  for (int depth = 0; depth < 3; ++depth) check(sd_bus_message_close_container(message), property);
+}
+
+// As "ExecStartEx", because arguments must not have "$NAME" replaced in them.
+void appendProgram(sd_bus_message* message, const std::vector<std::string>& arguments) {
+  constexpr const char* what = "ExecStartEx";
+  const auto open = [message](char type, const char* contents) {
+    check(sd_bus_message_open_container(message, type, contents), what);
+  };
+  const auto close = [message] { check(sd_bus_message_close_container(message), what); };
+  open('r', "sv");
+  check(sd_bus_message_append(message, "s", what), what);
+  open('v', "a(sasas)");
+  open('a', "(sasas)");
+  open('r', "sasas");
+  check(sd_bus_message_append(message, "s", arguments.front().c_str()), what);
+  open('a', "s");
+  for (const std::string& text : arguments) check(sd_bus_message_append(message, "s", text.c_str()), what);
+  close();
+  check(sd_bus_message_append(message, "as", 1, "no-env-expand"), what);
+  for (int depth = 0; depth < 4; ++depth) close();
+}
+
+[[noreturn]] void fail(int result, const BusError& error) {
+  if (sd_bus_error_is_set(&error.value) == 0) throw jobError(-result, "the job manager does not answer");
+  throw PlatformError({error.value.name, sd_bus_error_get_errno(&error.value),
+                       error.value.message == nullptr ? error.value.name : error.value.message});
+}
+
+}  // namespace
+
+std::optional<SystemdJobs> SystemdJobs::connect(Manager manager) {
+  if (::access("/run/systemd/system", F_OK) != 0) return std::nullopt;
+  sd_bus* bus = nullptr;
+  const int result = manager == Manager::user ? sd_bus_open_user(&bus) : sd_bus_open_system(&bus);
+  if (result < 0) return std::nullopt;
+  return SystemdJobs(bus);
+}
+
+std::optional<SystemdJobs> SystemdJobs::connectTo(const std::string& busAddress) {
+  sd_bus* bus = nullptr;
+  if (sd_bus_new(&bus) < 0) return std::nullopt;
+  SystemdJobs jobs(bus);
+  if (sd_bus_set_address(bus, busAddress.c_str()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 ||
+      sd_bus_start(bus) < 0) {
+    return std::nullopt;
+  }
+  return jobs;
+}
+
+std::string SystemdJobs::unitName(const std::string& label) {
+  return "pellam-" + encodedLabel(label, "\\x") + ".service";
+}
+
+std::string SystemdJobs::runManagerJob(sd_bus_message* message) {
+  // Watching begins before the call: a short job may be over when its answer arrives.
+  std::map<std::string, std::string> removed;
+  sd_bus_slot* slot = nullptr;
+  check(sd_bus_match_signal(bus_.get(), &slot, destination, managerPath, managerInterface, "JobRemoved",
+                            noteRemovedJob, &removed),
+        "JobRemoved");
+  const std::unique_ptr<sd_bus_slot, decltype(&sd_bus_slot_unref)> match(slot, &sd_bus_slot_unref);
+  callWithoutAnswer("Subscribe", nullptr);
+
+  BusError error;
+  sd_bus_message* answer = nullptr;
+  int result = sd_bus_call(bus_.get(), message, callLimitMicroseconds, &error.value, &answer);
+  const Message reply(answer);
+  if (result < 0) fail(result, error);
+  const char* path = nullptr;
+  check(sd_bus_message_read(reply.get(), "o", &path), "the job manager's answer");
+
+  const auto deadline = std::chrono::steady_clock::now() + jobLimit;
+  for (;;) {
+    while ((result = sd_bus_process(bus_.get(), nullptr)) > 0) {
+    }
+    check(result, jobManager);
+    if (const auto found = removed.find(path); found != removed.end()) return found->second;
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) throw jobError(ETIMEDOUT, jobManager);
+    check(sd_bus_wait(bus_.get(), static_cast<std::uint64_t>(left.count())), jobManager);
+  }
+}
+
+void SystemdJobs::callWithoutAnswer(const char* method, const char* unit) {
+  const Message message = methodCall(bus_.get(), method);
+  if (unit != nullptr) check(sd_bus_message_append(message.get(), "s", unit), method);
+  // What these calls prepare or tidy up shows in the calls that follow.
+  (void)sd_bus_call(bus_.get(), message.get(), 0, nullptr, nullptr);
+}
+
+void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
+                         const std::vector<std::string>& environment) {
+  const Message message = methodCall(bus_.get(), "StartTransientUnit");
+  sd_bus_message* request = message.get();
+  check(sd_bus_message_set_allow_interactive_authorization(request, 1), "StartTransientUnit");
+  check(sd_bus_message_append(request, "ss", unit.c_str(), "fail"), "StartTransientUnit");
+  check(sd_bus_message_open_container(request, 'a', "(sv)"), "StartTransientUnit");
+  check(sd_bus_message_append(request, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", job.label.c_str(), "Type",
+                              "s", "exec", "CollectMode", "s", "inactive-or-failed", "KillMode", "s",
+                              "process", "Nice", "i", job.nice),
+        "StartTransientUnit");
+  appendTexts(request, "Environment", environment);
+  appendProgram(request, job.arguments);
+  check(sd_bus_message_close_container(request), "StartTransientUnit");
+  check(sd_bus_message_append(request, "a(sa(sv))", 0), "StartTransientUnit");
+  std::string result;
+  try {
+    result = runManagerJob(request);
+  } catch (const PlatformError& error) {
+    // Nobody may be told that the job failed and then see it run. Only a job that the manager has taken on is
+    // stopped: a unit of that name may also be an earlier one.
+    if (error.bridged() == jobError(ETIMEDOUT, jobManager).bridged()) {
+      callWithoutAnswer("StopUnit", unit.c_str());
+    }
+    throw;
+  }
+  if (result != "done") {
+    throw PlatformError(
+        {"org.freedesktop.systemd1.Job", 0,
+         "the program could not be started; result=" + result + " program=" + job.arguments.front()});
+  }
+}
+
+int SystemdJobs::look(const std::string& unit, sd_bus_error* error) {
+  const Message message = methodCall(bus_.get(), "GetUnit");
+  check(sd_bus_message_append(message.get(), "s", unit.c_str()), "GetUnit");
+  return sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, error, nullptr);
+}
+
+void SystemdJobs::remove(const std::string& unit, bool wait) {
+  // Looking is free; stopping asks for an authorization even where there is nothing to stop.
+  BusError missing;
+  if (const int found = look(unit, &missing.value); found < 0) fail(found, missing);
+  const Message message = methodCall(bus_.get(), "StopUnit");
+  check(sd_bus_message_set_allow_interactive_authorization(message.get(), 1), "StopUnit");
+  check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
+  if (wait) {
+    (void)runManagerJob(message.get());
+  } else {
+    BusError error;
+    const int result = sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, &error.value, nullptr);
+    if (result < 0) fail(result, error);
+  }
+  callWithoutAnswer("ResetFailedUnit", unit.c_str());
+  // A stopped unit keeps its name until the manager has forgotten it, which is soon but not at once.
+  for (int turn = 0; wait && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
+    std::this_thread::sleep_for(forgettingPause);
+  }
+}
+
+}  // namespace pellam

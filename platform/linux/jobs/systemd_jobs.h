@@ -1,0 +1,48 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/jobs/job_description.h"
+
+namespace pellam {
+
+// Jobs as transient services of one systemd manager. A job's process is started when submit returns. When a
+// job ends, only its own process is ended with it; what it has started goes on. Blocks; one thread at a time.
+// Failures are PlatformError with the bus error's name as domain.
+class SystemdJobs {
+ public:
+  enum class Manager { user, system };
+
+  // Nothing when systemd is not running or this manager cannot be reached.
+  [[nodiscard]] static std::optional<SystemdJobs> connect(Manager manager);
+  // The manager of another user, reached as that user: call it on a thread that has taken on the identity.
+  [[nodiscard]] static std::optional<SystemdJobs> connectTo(const std::string& busAddress);
+
+  // Starts the job; `unit` is a name made by unitName(). An administrator may be asked.
+  void submit(const std::string& unit, const JobDescription& job,
+              const std::vector<std::string>& environment);
+  // Waiting ends when the job has stopped and its name is free, or a second after it has stopped.
+  void remove(const std::string& unit, bool wait);
+
+  [[nodiscard]] static std::string unitName(const std::string& label);
+
+ private:
+  struct BusDeleter {
+    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+  };
+  explicit SystemdJobs(sd_bus* bus) : bus_(bus) {}
+  // Makes a call that answers with a job of the manager's own, and waits for how that job ends ("done").
+  [[nodiscard]] std::string runManagerJob(sd_bus_message* message);
+  // What the manager answers when it is asked for the unit; negative when it knows none.
+  [[nodiscard]] int look(const std::string& unit, sd_bus_error* error);
+  void callWithoutAnswer(const char* method, const char* unit);
+
+  std::unique_ptr<sd_bus, BusDeleter> bus_;
+};
+
+}  // namespace pellam

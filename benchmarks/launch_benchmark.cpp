@@ -56,7 +56,7 @@ int main(int argumentCount, char** arguments) {
   request.hostIdentity = OrvoAppBundleUpdateHostIdentity{arguments[3], "", 0, std::nullopt, false};
   const auto factory = std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
       makeSystemServiceConnections(application));
-  OrvoAppBundleXPCUpdateHelperLauncher launcher(factory, service, 25'000'000'000, 10'000'000'000);
+  OrvoAppBundleXPCUpdateHelperLauncher launcher(factory, service, serviceLaunchTimeouts);
   const auto tools = makeSystemChildProcessRunner(application / "Contents" / "MacOS");
   const auto program = application / "Contents" / "XPCServices" / (service + ".xpc") / "Contents" / "MacOS" /
                        "PellamUpdateInstallerLauncherService";

@@ -1,6 +1,6 @@
 #include "feed/feed_eligibility.h"
-#include "feed/feed_keys.h"
 #include "foundation/decimal.h"
+#include "pellam/feed_keys.h"
 #include "text/unicode_text.h"
 
 namespace pellam {

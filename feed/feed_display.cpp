@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "feed/feed_eligibility.h"
-#include "feed/feed_keys.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 

@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
-#include "feed/feed_entry.h"
 #include "feed/version_comparison.h"
 #include "pellam/date.h"
+#include "pellam/feed_entry.h"
 #include "platform/calendar.h"
 
 namespace pellam {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "feed/feed_keys.h"
 #include "foundation/decimal.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 

@@ -2,9 +2,13 @@
 
 namespace pellam {
 
+std::optional<std::string> bundleIdentifierOf(const PropertyListDictionary& information) {
+  const PropertyListText* identifier = information.findString("CFBundleIdentifier");
+  return identifier == nullptr ? std::nullopt : std::optional<std::string>(*identifier);
+}
+
 std::optional<std::string> Bundle::bundleIdentifier() const {
-  const PropertyListText* identifier = informationDictionary.findString("CFBundleIdentifier");
-  return identifier == nullptr ? std::nullopt : std::optional(*identifier);
+  return bundleIdentifierOf(informationDictionary);
 }
 
 std::string Bundle::informationString(const char* key) const {

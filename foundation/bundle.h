@@ -8,6 +8,9 @@
 
 namespace pellam {
 
+// The identifier that an Info.plist states ("CFBundleIdentifier"), when it is a text. The one reading of it.
+[[nodiscard]] std::optional<std::string> bundleIdentifierOf(const PropertyListDictionary& information);
+
 // A bundle that could be opened, with what its Info.plist says. A value.
 struct Bundle {
   std::filesystem::path path;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string_view>
 
 namespace pellam {
 
@@ -9,6 +10,13 @@ namespace pellam {
 [[nodiscard]] inline std::filesystem::path withoutTrailingSlash(std::filesystem::path path) {
   while (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
   return path;
+}
+
+// True for a name that stays in its folder: no separator, no zero byte, neither "." nor "..". Names that come
+// from a feed, a message or an Info.plist are used only when they are.
+[[nodiscard]] constexpr bool isPlainFileName(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
+         name.find('\0') == std::string_view::npos;
 }
 
 }  // namespace pellam

@@ -3,21 +3,15 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
-#include "foundation/app_identity.h"
 #include "launcher-protocol/replacement_request.h"
+#include "pellam/app_identity.h"
+#include "pellam/host_errors.h"
 #include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 
 namespace pellam {
-
-// The application bundle cannot be updated by this system; what() is one line that says why.
-class InstalledApplicationError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // What a host has to know of the application that it keeps current. A value.
 struct InstalledApplication {

@@ -1,9 +1,8 @@
 #include "host/installer_coordinator.h"
 
-#include <future>
 #include <utility>
 
-#include "host/ready_install_confirmation.h"
+#include "host/ready_to_install_question.h"
 #include "installer/failure_report.h"
 #include "installer/file_safety.h"
 #include "pellam/installer_error.h"
@@ -76,56 +75,49 @@ bool staysInside(const std::string& relativeName) {
 
 }  // namespace
 
-OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(
-    std::shared_ptr<FileSystem> fileManager, std::shared_ptr<OrvoUpdateInstallerNetworkClient> networkClient,
-    std::shared_ptr<OrvoUpdateArchiveUnzipping> unzipper,
-    std::shared_ptr<OrvoUpdateInstallerLaunching> launcher,
-    std::shared_ptr<OrvoAppBundleUpdateValidating> appBundleValidator,
-    std::shared_ptr<OrvoAppBundleUpdateHelperLaunching> replacementLauncher,
-    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider,
-    OrvoUpdateInstallerCoordinatorEnvironment environment)
-    : fileManager_(std::move(fileManager)),
-      networkClient_(std::move(networkClient)),
-      unzipper_(std::move(unzipper)),
-      launcher_(std::move(launcher)),
-      appBundleValidator_(std::move(appBundleValidator)),
-      replacementLauncher_(std::move(replacementLauncher)),
-      launchUserContextProvider_(std::move(launchUserContextProvider)),
-      environment_(std::move(environment)) {}
+OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(Collaborators collaborators)
+    : parts_(std::move(collaborators)),
+      display_(parts_.environment.mainThread, parts_.environment.bundles,
+               parts_.environment.localizationBundle),
+      download_(parts_.networkClient, display_),
+      folders_({.fileManager = parts_.fileManager,
+                .identifiers = parts_.environment.identifiers,
+                .clock = parts_.environment.clock,
+                .systemLog = parts_.environment.systemLog}) {}
 
 // The archive's memory is given back before anything else is done.
 template <typename Request>
-OrvoUpdateInstallerCoordinator::ArchivePlacement OrvoUpdateInstallerCoordinator::downloadAndPlace(
-    const Request& request, bool usesUniqueFolder, const Window& window,
-    const CancellationToken& cancellation) {
+ArchivePlacement OrvoUpdateInstallerCoordinator::downloadAndPlace(const Request& request,
+                                                                  AttemptFolders::Sharing sharing,
+                                                                  const Window& window,
+                                                                  const CancellationToken& cancellation) {
   const NetworkData archive =
-      downloadArchive(*request.archiveURL, request.fallbackArchiveURL, window, cancellation);
+      download_.fetch(*request.archiveURL, request.fallbackArchiveURL, window, cancellation);
   cancellation.throwIfCancelled();
-  return writeArchiveToFirstUsableDestination(
-      archive.body.span(), request.archiveFileName,
-      archiveDestinationFolderURLs(request.applicationName, request.installerSubdirectoryName,
-                                   usesUniqueFolder));
+  return folders_.place(archive.body.span(), request.archiveFileName, request.applicationName,
+                        request.installerSubdirectoryName, sharing);
 }
 
 OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundleUpdate(
     const OrvoAppBundleUpdateRequest& request, const Window& progressWindow,
     const LaunchProgressHandler& launchProgressHandler, const CancellationToken& cancellation) {
   const InstallationTurn turn(isInstalling_);
-  const WindowClosing closing(environment_.mainThread, progressWindow);
+  const WindowClosing closing(parts_.environment.mainThread, progressWindow);
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
   validateReplacementHelperAvailable(request);
 
-  const ArchivePlacement placement = downloadAndPlace(request, true, progressWindow, cancellation);
+  const ArchivePlacement placement =
+      downloadAndPlace(request, AttemptFolders::Sharing::ownFolder, progressWindow, cancellation);
   unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
-  show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
-  const std::filesystem::path staged = findSingleAppBundle(placement.destinationFolderURL);
-  if (!OrvoAppBundleFileSafety::realDirectoryAppBundle(*fileManager_, staged,
+  display_.show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
+  const std::filesystem::path staged = folders_.findSingleAppBundle(placement.destinationFolderURL);
+  if (!OrvoAppBundleFileSafety::realDirectoryAppBundle(*parts_.fileManager, staged,
                                                        placement.destinationFolderURL)) {
     throw Error(Error::Case::invalidArchive);
   }
   try {
-    appBundleValidator_->validateAppBundle(staged, request.hostIdentity);
+    parts_.appBundleValidator->validateAppBundle(staged, request.hostIdentity);
   } catch (const OrvoUpdateInstallerError&) {
     cancellation.throwIfCancelled();  // an interrupt may have ended the signing tool
     throw;
@@ -138,16 +130,17 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
   replacement.helperExecutableURL = request.helperExecutableURL;
   replacement.hostIdentity = request.hostIdentity;
   replacement.shouldRequestAuthorizationIfNeeded = true;
-  replacement.launchUserContext = launchUserContextProvider_();
-  replacement.failureReportURL = OrvoAppBundleUpdateFailureReportStore(fileManager_, environment_.clock)
-                                     .reportURL(request.hostIdentity.bundleIdentifier);
+  replacement.launchUserContext = parts_.launchUserContextProvider();
+  replacement.failureReportURL =
+      OrvoAppBundleUpdateFailureReportStore(parts_.fileManager, parts_.environment.clock)
+          .reportURL(request.hostIdentity.bundleIdentifier);
   replacement.failureReportAttemptIdentifier = request.failureReportAttemptIdentifier;
 
-  waitForReadyToInstallConfirmation(progressWindow, cancellation);
+  ReadyToInstallQuestion(display_).ask(progressWindow, cancellation);
   cancellation.throwIfCancelled();
-  show(progressWindow, {"Preparing to install…", std::nullopt, std::nullopt});
+  display_.show(progressWindow, {"Preparing to install…", std::nullopt, std::nullopt});
   prepareFailureReportURLForFreshHandoff(replacement.failureReportURL);
-  throwUnlessLaunched(replacementLauncher_->launchReplacement(replacement, launchProgressHandler));
+  throwUnlessLaunched(parts_.replacementLauncher->launchReplacement(replacement, launchProgressHandler));
   return replacement;
 }
 
@@ -155,15 +148,16 @@ std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstal
                                                           const Window& progressWindow,
                                                           const CancellationToken& cancellation) {
   const InstallationTurn turn(isInstalling_);
-  const WindowClosing closing(environment_.mainThread, progressWindow);
+  const WindowClosing closing(parts_.environment.mainThread, progressWindow);
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
 
-  const ArchivePlacement placement = downloadAndPlace(request, false, progressWindow, cancellation);
+  const ArchivePlacement placement =
+      downloadAndPlace(request, AttemptFolders::Sharing::sharedFolder, progressWindow, cancellation);
   unzipAndRemoveArchive(placement, progressWindow, cancellation);
 
-  show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});
+  display_.show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});
   const std::filesystem::path installer = placement.destinationFolderURL / request.installerFileName;
-  if (!staysInside(request.installerFileName) || !launcher_->openInstaller(installer)) {
+  if (!staysInside(request.installerFileName) || !parts_.launcher->openInstaller(installer)) {
     throw Error(Error::Case::launchFailed);
   }
   return installer.string();
@@ -171,7 +165,7 @@ std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstal
 
 void OrvoUpdateInstallerCoordinator::validateReplacementHelperAvailable(
     const OrvoAppBundleUpdateRequest& request) const {
-  if (!request.helperExecutableURL || !fileManager_->isExecutableFile(*request.helperExecutableURL)) {
+  if (!request.helperExecutableURL || !parts_.fileManager->isExecutableFile(*request.helperExecutableURL)) {
     throw Error(Error::Case::replacementHelperUnavailable);
   }
 }
@@ -179,13 +173,13 @@ void OrvoUpdateInstallerCoordinator::validateReplacementHelperAvailable(
 void OrvoUpdateInstallerCoordinator::unzipAndRemoveArchive(const ArchivePlacement& placement,
                                                            const Window& window,
                                                            const CancellationToken& cancellation) {
-  show(window, {"Extracting update…", std::nullopt, std::nullopt});
+  display_.show(window, {"Extracting update…", std::nullopt, std::nullopt});
   const bool isUnpacked =
-      unzipper_->unzip(placement.archiveURL.string(), placement.destinationFolderURL.string());
+      parts_.unzipper->unzip(placement.archiveURL.string(), placement.destinationFolderURL.string());
   cancellation.throwIfCancelled();
   if (!isUnpacked) throw Error(Error::Case::unzipFailed);
   try {
-    fileManager_->removeItem(placement.archiveURL);
+    parts_.fileManager->removeItem(placement.archiveURL);
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): an archive left behind does no harm
   }
 }
@@ -195,48 +189,22 @@ void OrvoUpdateInstallerCoordinator::prepareFailureReportURLForFreshHandoff(
   if (!report) return;
   // Whatever made the removal fail, what counts is that no old report can be taken for one of this attempt.
   try {
-    fileManager_->removeItem(*report);
+    parts_.fileManager->removeItem(*report);
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
   }
-  if (fileManager_->itemExists(*report)) throw Error(Error::Case::replacementLaunchFailed);
-  fileManager_->createDirectory(report->parent_path());
+  if (parts_.fileManager->itemExists(*report)) throw Error(Error::Case::replacementLaunchFailed);
+  parts_.fileManager->createDirectory(report->parent_path());
 }
 
-void OrvoUpdateInstallerCoordinator::waitForReadyToInstallConfirmation(
-    const Window& window, const CancellationToken& cancellation) {
-  if (!window) return;
-  const auto confirmation = std::make_shared<OrvoUpdateReadyInstallConfirmation>();
-  const CancellationRegistration registration = cancellation.onCancel(
-      [confirmation] { confirmation->resolve(std::make_exception_ptr(OperationCancelled())); });
-
-  const auto promise = std::make_shared<std::promise<void>>();
-  confirmation->setContinuation([promise](const std::exception_ptr& result) {
-    if (result) {
-      promise->set_exception(result);
-    } else {
-      promise->set_value();
-    }
-  });
-  const std::string title = localized("Ready to Install");
-  const std::string buttonTitle = localized("Install and Relaunch");
-  environment_.mainThread->perform([confirmation, window, title, buttonTitle] {
-    if (confirmation->isResolved()) return;
-    window->showReadyToInstallAndRelaunch(title, buttonTitle,
-                                          [confirmation] { confirmation->resolve(nullptr); });
-    window->requestUserAttention();
-  });
-  promise->get_future().get();
+int OrvoUpdateInstallerCoordinator::removeStaleInstallerAttempts(
+    const std::string& applicationName, const std::string& installerSubdirectoryName,
+    const std::filesystem::path& runningApplication) {
+  return folders_.removeStale(applicationName, installerSubdirectoryName, runningApplication);
 }
 
-void OrvoUpdateInstallerCoordinator::show(const Window& window, OrvoUpdateProgressWindowState state) const {
-  if (!window) return;
-  state.title = localized(state.title);
-  if (state.statusText) state.statusText = localized(*state.statusText);
-  environment_.mainThread->performAndWait([&] { window->update(state); });
-}
-
-std::string OrvoUpdateInstallerCoordinator::localized(const std::string& text) const {
-  return environment_.bundles->localizedString(environment_.localizationBundle, text, "Updates", text);
+std::string OrvoUpdateInstallerCoordinator::downloadProgressStatusText(
+    const OrvoUpdateInstallerDownloadProgress& progress) const {
+  return download_.downloadProgressStatusText(progress);
 }
 
 }  // namespace pellam

@@ -5,8 +5,8 @@
 #include <future>
 #include <thread>
 
-#include "host/main_thread_queue.h"
 #include "pellam/installer_error.h"
+#include "pellam/main_thread_queue.h"
 #include "tests/support/coordinator_fakes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -25,20 +25,30 @@ class InstallerCoordinatorTest : public testing::Test {
     network_->answers["http://a/Editor.zip"] = 200;
   }
 
+  OrvoUpdateInstallerCoordinator::Collaborators collaborators(
+      std::shared_ptr<OrvoUpdateInstallerNetworkClient> network, DiagnosticLog log) {
+    return {.fileManager = files_,
+            .networkClient = std::move(network),
+            .unzipper = unzipper_,
+            .launcher = opener_,
+            .appBundleValidator = validator_,
+            .replacementLauncher = launcher_,
+            .launchUserContextProvider =
+                [] {
+                  return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
+                },
+            .environment = {.mainThread = mainThread_,
+                            .bundles = std::make_shared<EnglishBundles>(),
+                            .localizationBundle = {},
+                            .identifiers = makeSystemUUIDGenerator(),
+                            .clock = clock_,
+                            .systemLog = std::move(log)}};
+  }
+
   OrvoUpdateInstallerCoordinator& coordinator() {
     if (!coordinator_) {
       coordinator_ = std::make_unique<OrvoUpdateInstallerCoordinator>(
-          files_, network_, unzipper_, opener_, validator_, launcher_,
-          [] {
-            return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-          },
-          OrvoUpdateInstallerCoordinatorEnvironment{
-              mainThread_,
-              std::make_shared<EnglishBundles>(),
-              {},
-              makeSystemUUIDGenerator(),
-              clock_,
-              [this](const std::string& line) { log_.push_back(line); }});
+          collaborators(network_, [this](const std::string& line) { log_.push_back(line); }));
     }
     return *coordinator_;
   }
@@ -144,17 +154,7 @@ struct SlowWindow final : OrvoUpdateProgressWindow {
 TEST_F(InstallerCoordinatorTest, ShowsTheLatestProgressOfADownloadAndNeverLosesTheLast) {
   const auto network = std::make_shared<ChattyNetwork>();
   const auto window = std::make_shared<SlowWindow>(*network);
-  OrvoUpdateInstallerCoordinator coordinator(
-      files_, network, unzipper_, opener_, validator_, launcher_,
-      [] {
-        return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-      },
-      {mainThread_,
-       std::make_shared<EnglishBundles>(),
-       {},
-       makeSystemUUIDGenerator(),
-       clock_,
-       [](const auto&) {}});
+  OrvoUpdateInstallerCoordinator coordinator(collaborators(network, [](const auto&) {}));
   onWorker([&] { (void)coordinator.installAppBundleUpdate(request(), window, [](const auto&) {}, {}); });
   EXPECT_EQ(window->fractions, (std::vector{0.001, 1.0}));
 }

@@ -1,4 +1,4 @@
-#include "host/installer_error_text.h"
+#include "pellam/installer_error_text.h"
 
 namespace pellam {
 

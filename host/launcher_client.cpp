@@ -1,5 +1,6 @@
 #include "host/launcher_client.h"
 
+#include <cstdint>
 #include <future>
 #include <utility>
 
@@ -20,7 +21,8 @@ using Phase = OrvoAppBundleInstallerLaunchPhase;
 Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBundleReplacementRequest& request,
                                                                const LaunchProgressHandler& progressHandler) {
   const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(
-      preAuthorizationTimeoutNanoseconds_, postAuthorizationTimeoutNanoseconds_, watchdogSleep_);
+      static_cast<std::uint64_t>(timeouts_.preAuthorization.count()),
+      static_cast<std::uint64_t>(timeouts_.postAuthorization.count()), watchdogSleep_);
   const auto promise = std::make_shared<std::promise<Result>>();
   std::future<Result> completion = promise->get_future();
   const auto session =

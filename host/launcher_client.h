@@ -1,11 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "host/launcher_connection.h"
 #include "launcher-protocol/helper_launching.h"
+#include "launcher-protocol/launch_timeouts.h"
 #include "services/sleeping.h"
 
 namespace pellam {
@@ -19,12 +19,10 @@ class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHel
  public:
   OrvoAppBundleXPCUpdateHelperLauncher(
       std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnectionMaking> connectionFactory,
-      std::string serviceName, std::uint64_t preAuthorizationTimeoutNanoseconds,
-      std::uint64_t postAuthorizationTimeoutNanoseconds, CancellableSleep watchdogSleep = systemSleep)
+      std::string serviceName, LaunchTimeouts timeouts, CancellableSleep watchdogSleep = systemSleep)
       : connectionFactory_(std::move(connectionFactory)),
         serviceName_(std::move(serviceName)),
-        preAuthorizationTimeoutNanoseconds_(preAuthorizationTimeoutNanoseconds),
-        postAuthorizationTimeoutNanoseconds_(postAuthorizationTimeoutNanoseconds),
+        timeouts_(timeouts),
         watchdogSleep_(std::move(watchdogSleep)) {}
 
   // Blocks until the launch has ended. The progress handler is called on the connection's thread.
@@ -34,8 +32,7 @@ class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHel
  private:
   std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnectionMaking> connectionFactory_;
   std::string serviceName_;
-  std::uint64_t preAuthorizationTimeoutNanoseconds_;
-  std::uint64_t postAuthorizationTimeoutNanoseconds_;
+  LaunchTimeouts timeouts_;
   CancellableSleep watchdogSleep_;
 };
 

@@ -122,7 +122,9 @@ struct Launch {
 
   Result run(std::uint64_t preTimeout = pre) {
     request.stagedApplicationURL = "/s.app";
-    OrvoAppBundleXPCUpdateHelperLauncher launcher(service, "com.example.service", preTimeout, post,
+    OrvoAppBundleXPCUpdateHelperLauncher launcher(service, "com.example.service",
+                                                  {.preAuthorization = std::chrono::nanoseconds(preTimeout),
+                                                   .postAuthorization = std::chrono::nanoseconds(post)},
                                                   sleep.function());
     return launcher.launchReplacement(request, [this](const Progress& event) { progress.push_back(event); });
   }

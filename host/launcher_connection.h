@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "launcher-protocol/launch_progress.h"
 #include "launcher-protocol/launch_result.h"
 #include "pellam/bridged_error.h"
+#include "pellam/launch_progress.h"
 #include "pellam/property_list_value.h"
 
 namespace pellam {

@@ -1,4 +1,4 @@
-#include "host/main_thread_queue.h"
+#include "pellam/main_thread_queue.h"
 
 #include <future>
 #include <utility>

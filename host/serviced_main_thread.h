@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/main_thread.h"
+#include "pellam/main_thread.h"
 
 namespace pellam {
 

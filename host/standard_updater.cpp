@@ -1,32 +1,60 @@
-#include "host/standard_updater.h"
+#include "pellam/standard_updater.h"
 
-#include "host/standard_updater_session.h"
-#include "host/update_worker.h"
+#include <random>
+#include <utility>
+
+#include "host/standard_updater_core.h"
+#include "host/system_host.h"
+#include "platform/framework_memory.h"
+#include "platform/user_languages.h"
 
 namespace pellam {
 
-OrvoStandardUpdater::OrvoStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
-                                         OrvoStandardUpdaterCollaborators collaborators)
-    : mainThread_(collaborators.mainThread),
-      worker_(std::make_shared<UpdateWorker>(collaborators.clock, collaborators.sleep,
-                                             collaborators.frameworkMemoryScope)),
-      session_(std::make_shared<StandardUpdaterSession>(std::move(configuration), std::move(collaborators),
-                                                        worker_)) {}
+OrvoStandardUpdater::OrvoStandardUpdater(std::unique_ptr<StandardUpdaterCore> core)
+    : core_(std::move(core)) {}
 
-// The worker may be waiting for the main thread, which is here: so its work is done here until it has ended.
-OrvoStandardUpdater::~OrvoStandardUpdater() {
-  session_->end();
-  worker_->requestEnd([mainThread = mainThread_] { mainThread->perform([] {}); });
-  mainThread_->serviceUntil([this] { return worker_->hasEnded(); });
-  session_->closeProgressWindow();
+OrvoStandardUpdater::~OrvoStandardUpdater() = default;
+
+void OrvoStandardUpdater::start() { core_->start(); }
+
+void OrvoStandardUpdater::checkForUpdates() { core_->checkForUpdates(); }
+
+void OrvoStandardUpdater::cancelInstallation() { core_->cancelInstallation(); }
+
+bool OrvoStandardUpdater::isInstalling() const { return core_->isInstalling(); }
+
+std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
+                                                         OrvoStandardUpdaterSurroundings surroundings) {
+  const std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit();
+  const std::shared_ptr<ServicedMainThread> mainThread = ServicedMainThread::make(makeSystemMainThread());
+  const SystemHost host = makeSystemHost(surroundings.bundle, std::nullopt, mainThread);
+  if (configuration.currentOSVersion.empty()) {
+    configuration.currentOSVersion = host.process->operatingSystemVersion().text();
+  }
+  if (!configuration.preferredLanguageCode) configuration.preferredLanguageCode = preferredUserLanguage();
+
+  StandardUpdaterCollaborators collaborators;
+  collaborators.application = host.application;
+  collaborators.mainThread = mainThread;
+  collaborators.toolkit = toolkit;
+  collaborators.bundles = host.bundles;
+  collaborators.workspace = makeSystemWorkspace();
+  collaborators.settings = surroundings.settings ? surroundings.settings : host.settings;
+  collaborators.network = host.network;
+  collaborators.coordinator = host.coordinator;
+  collaborators.reports = host.reports;
+  collaborators.identifiers = host.identifiers;
+  collaborators.clock = host.clock;
+  collaborators.sleep = systemSleep;
+  collaborators.frameworkMemoryScope = makeSystemFrameworkMemoryScope();
+  collaborators.random = [] {
+    std::random_device device;
+    return (static_cast<std::uint64_t>(device()) << 32U) | device();
+  };
+  collaborators.logger = surroundings.logger ? surroundings.logger : std::make_shared<PellamNoopLogger>();
+  collaborators.terminate = std::move(surroundings.terminate);
+  return std::make_unique<OrvoStandardUpdater>(
+      std::make_unique<StandardUpdaterCore>(std::move(configuration), std::move(collaborators)));
 }
-
-void OrvoStandardUpdater::start() { session_->start(); }
-
-void OrvoStandardUpdater::checkForUpdates() { session_->checkForUpdates(); }
-
-void OrvoStandardUpdater::cancelInstallation() { session_->cancelInstallation(); }
-
-bool OrvoStandardUpdater::isInstalling() const { return session_->isInstalling(); }
 
 }  // namespace pellam

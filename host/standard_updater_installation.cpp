@@ -1,88 +1,76 @@
 #include <utility>
 
-#include "feed/feed_keys.h"
 #include "host/install_attempt_record.h"
-#include "host/installer_error_text.h"
 #include "host/standard_updater_session.h"
 #include "host/update_failure_notice.h"
-#include "host/update_requests.h"
 #include "pellam/bridged_error.h"
+#include "pellam/installer_error_text.h"
 #include "ui/localized_text.h"
 
 namespace pellam {
 
 void StandardUpdaterSession::install(const FeedEntry& entry) {
-  if (isInstalling_) return;
-  progressWindow_ = std::make_shared<PresentedProgressWindow>(
-      collaborators_.toolkit, collaborators_.bundles,
-      localized(*collaborators_.bundles, collaborators_.bundles->mainBundlePath(),
-                localized_texts::downloadingUpdate));
-  isInstalling_ = true;
+  if (installation_) return;
+  installation_.emplace(
+      Installation{std::make_shared<PresentedProgressWindow>(
+                       collaborators_.toolkit, collaborators_.bundles,
+                       localized(*collaborators_.bundles, collaborators_.bundles->mainBundlePath(),
+                                 localized_texts::downloadingUpdate)),
+                   CancellationSource()});
   // A check that is still on its way has nothing more to say, and the worker is needed.
   checkCancellation_.cancel();
-  installCancellation_ = CancellationSource();
   const std::optional<URL> manualUpdateURL = manualUpdateAddress(entry, configuration_.manualUpdateURL);
   const std::string attemptIdentifier = collaborators_.identifiers->makeUUID();
   InstallAttemptRecord{attemptIdentifier, manualUpdateURL}.store(*collaborators_.settings);
 
-  worker_->perform([run = installation(entry, attemptIdentifier), manualUpdateURL, post = poster()] {
-    InstallOutcome outcome;
-    try {
-      outcome = run();
-    } catch (const OperationCancelled&) {
-      outcome.kind = InstallOutcome::Kind::cancelled;
-    } catch (const OrvoUpdateInstallerError& error) {
-      outcome.error = error;
-      outcome.detail = std::string(error.caseName()) + ": " + installerErrorText(error);
-    } catch (const std::exception& error) {
-      outcome.detail = bridge(error).description;
-    }
+  worker_->perform([installations = installations_, entry, attempt = attempt(attemptIdentifier),
+                    manualUpdateURL, post = poster()] {
+    const InstallOutcome outcome = outcomeOf(installations, entry, attempt);
     post([outcome, manualUpdateURL](StandardUpdaterSession& session) {
       session.finishInstallation(outcome, manualUpdateURL);
     });
   });
 }
 
-// What the worker does: the application bundle where the entry has one, as the prompt decides it, else the
-// separate installer.
-std::function<StandardUpdaterSession::InstallOutcome()> StandardUpdaterSession::installation(
-    const FeedEntry& entry, const std::string& attemptIdentifier) {
-  const InstalledApplication& application = collaborators_.application;
-  const std::string& name = application.identity.displayName;
-  const auto coordinator = collaborators_.coordinator;
-  const std::shared_ptr<OrvoUpdateProgressWindow> window = progressWindow_;
-  const CancellationToken token = installCancellation_.token();
-  if (!OrvoUpdatePromptPresenter::hasNonEmptyStringValue(OrvoUpdateFeedKeys::appBundleInstallerURL, entry)) {
-    return [coordinator, window, token,
-            request = OrvoUpdateInstallerRequest::makeFromFeed(
-                entry, name, configuration_.defaultInstallerNameFormat, installerSubdirectoryName)] {
-      return InstallOutcome{InstallOutcome::Kind::installerOpened, std::nullopt,
-                            coordinator->installUpdate(request, window, token)};
-    };
-  }
-  const auto logger = collaborators_.logger;
-  return [coordinator, window, token, logger,
-          request = OrvoAppBundleUpdateRequest::makeFromFeed(
-              entry, name, application.path, application.hostIdentity(), application.helperExecutable(),
-              installerSubdirectoryName, attemptIdentifier)] {
-    const auto replacement = coordinator->installAppBundleUpdate(
-        request, window,
-        [logger](const OrvoAppBundleInstallerLaunchProgress& progress) {
-          if (logger)
-            logger->debug(
-                [progress] { return "launch: " + PropertyListValue(progress.xpcDictionary()).description(); },
-                "update");
-        },
-        token);
-    return InstallOutcome{InstallOutcome::Kind::launched, std::nullopt,
-                          replacement.installedApplicationURL.string()};
+OfferInstallation::Attempt StandardUpdaterSession::attempt(const std::string& attemptIdentifier) const {
+  OfferInstallation::Attempt attempt{attemptIdentifier, configuration_.defaultInstallerNameFormat};
+  attempt.window = installation_->window;
+  attempt.launchProgress = [logger =
+                                collaborators_.logger](const OrvoAppBundleInstallerLaunchProgress& progress) {
+    if (!logger) return;
+    logger->debug(
+        [progress] { return "launch: " + PropertyListValue(progress.xpcDictionary()).description(); },
+        "update");
   };
+  attempt.cancellation = installation_->cancellation.token();
+  return attempt;
+}
+
+// On the worker.
+StandardUpdaterSession::InstallOutcome StandardUpdaterSession::outcomeOf(
+    const OfferInstallation& installation, const FeedEntry& entry,
+    const OfferInstallation::Attempt& attempt) {
+  InstallOutcome outcome;
+  try {
+    const InstallResult result = installation.install(entry, attempt);
+    const bool isHandedOver = result.outcome == InstallResult::Outcome::handedOver;
+    outcome.kind = isHandedOver ? InstallOutcome::Kind::launched : InstallOutcome::Kind::installerOpened;
+    outcome.detail = result.path.string();
+  } catch (const OperationCancelled&) {
+    outcome.kind = InstallOutcome::Kind::cancelled;
+  } catch (const OrvoUpdateInstallerError& error) {
+    outcome.error = error;
+    outcome.detail = std::string(error.caseName()) + ": " + installerErrorText(error);
+  } catch (const std::exception& error) {
+    outcome.detail = bridge(error).description;
+  }
+  return outcome;
 }
 
 void StandardUpdaterSession::finishInstallation(const InstallOutcome& outcome,
                                                 const std::optional<URL>& manualUpdateURL) {
-  isInstalling_ = false;
   closeProgressWindow();
+  installation_.reset();
   switch (outcome.kind) {
     case InstallOutcome::Kind::launched: {
       log("the installer replaces " + outcome.detail);
@@ -144,11 +132,11 @@ void StandardUpdaterSession::tellHelperFailed(const std::optional<URL>& manualUp
   });
 }
 
-void StandardUpdaterSession::tellNothingWasOffered(bool updateCheckPerformedOK) {
-  alert([this, updateCheckPerformedOK] {
+void StandardUpdaterSession::tellNothingWasOffered(CheckCompletion completion) {
+  alert([this, completion] {
     OrvoUpdateManualCheckCompletionInput input;
     input.shouldShowNoUpdatesFoundDialog = true;
-    input.updateCheckPerformedOK = updateCheckPerformedOK;
+    input.updateCheckPerformedOK = completion == CheckCompletion::performed;
     input.applicationName = collaborators_.application.identity.displayName;
     input.shouldOfferBetaToggle = configuration_.offersBetaToggle;
     input.betaToggleEnabled = settings_->checkForBetaReleases();
@@ -158,46 +146,21 @@ void StandardUpdaterSession::tellNothingWasOffered(bool updateCheckPerformedOK) 
   });
 }
 
-void StandardUpdaterSession::tellCheckFailed(bool isOffline) {
-  if (!isOffline) {
-    tellNothingWasOffered(false);
+void StandardUpdaterSession::tellCheckFailed(const FetchOutcome& outcome) {
+  if (!outcome.isOffline) {
+    tellNothingWasOffered(CheckCompletion::failed);
     return;
   }
   alert([this] { alertPresenter_.presentUnableToCheckForUpdatesAlert(true, localizationBundle_); });
 }
 
-void StandardUpdaterSession::whenNoAlertIsOpen(std::function<void()> work) {
-  if (isAlertOpen_) {
-    waitingForAlert_.push_back(std::move(work));
-  } else {
-    work();
-  }
-}
-
 void StandardUpdaterSession::alert(std::function<void()> present) {
-  if (isEnded_) return;
-  if (isAlertOpen_) {
-    waitingForAlert_.push_back([this, present = std::move(present)] { alert(present); });
-    return;
-  }
+  if (life_ == Life::ended) return;
   // The alert's loop does other main-thread work, which may destroy the updater.
   const auto self = shared_from_this();
-  {
-    struct OpenAlert {
-      explicit OpenAlert(bool& isOpenAlert) : isOpen(isOpenAlert) { isOpen = true; }
-      OpenAlert(const OpenAlert&) = delete;
-      OpenAlert& operator=(const OpenAlert&) = delete;
-      ~OpenAlert() { isOpen = false; }
-      bool& isOpen;
-    };
-    const OpenAlert open(isAlertOpen_);
-    present();
-  }
-  while (!isAlertOpen_ && !waitingForAlert_.empty()) {
-    const std::function<void()> next = std::move(waitingForAlert_.front());
-    waitingForAlert_.pop_front();
-    next();
-  }
+  alerts_.present([this, present = std::move(present)] {
+    if (life_ != Life::ended) present();
+  });
 }
 
 }  // namespace pellam

@@ -13,7 +13,7 @@ constexpr const char* logCategory = "update";
 }
 
 StandardUpdaterSession::StandardUpdaterSession(OrvoStandardUpdaterConfiguration configuration,
-                                               OrvoStandardUpdaterCollaborators collaborators,
+                                               StandardUpdaterCollaborators collaborators,
                                                std::shared_ptr<UpdateWorker> worker)
     : configuration_(std::move(configuration)),
       collaborators_(std::move(collaborators)),
@@ -26,51 +26,56 @@ StandardUpdaterSession::StandardUpdaterSession(OrvoStandardUpdaterConfiguration 
       promptPresenter_(collaborators_.toolkit, collaborators_.bundles, collaborators_.workspace),
       alertPresenter_(
           collaborators_.toolkit, collaborators_.bundles,
-          [workspace = collaborators_.workspace](const URL& url) { return workspace->open(url); }) {}
+          [workspace = collaborators_.workspace](const URL& url) { return workspace->open(url); }),
+      installations_(collaborators_.application, collaborators_.coordinator) {}
 
 void StandardUpdaterSession::start() {
-  if (isEnded_ || checksAutomatically_) return;
-  checksAutomatically_ = true;
+  if (life_ == Life::ended || wanted_ == Schedule::automatic) return;
+  wanted_ = Schedule::automatic;
   prepare();
   setAlarm();
 }
 
 void StandardUpdaterSession::checkForUpdates() {
-  if (isEnded_) return;
+  if (life_ == Life::ended) return;
   prepare();
-  if (isInstalling_) {
-    if (progressWindow_) progressWindow_->bringToFront();
+  if (installation_) {
+    installation_->window->bringToFront();
     return;
   }
-  isManualCheckRequested_ = true;
-  if (!isChecking_) startCheck();
+  const bool isOnItsWay = checking_ != Checking::none;
+  checking_ = Checking::manual;
+  if (!isOnItsWay) startCheck();
+}
+
+void StandardUpdaterSession::cancelInstallation() {
+  if (installation_) installation_->cancellation.cancel();
 }
 
 void StandardUpdaterSession::end() {
-  isEnded_ = true;
-  waitingForAlert_.clear();
+  life_ = Life::ended;
+  alerts_.clear();
   checkCancellation_.cancel();
-  installCancellation_.cancel();
+  cancelInstallation();
   promptPresenter_.dismissPrompt();
 }
 
 void StandardUpdaterSession::closeProgressWindow() {
-  if (progressWindow_) progressWindow_->close();
-  progressWindow_.reset();
+  if (installation_) installation_->window->close();
 }
 
 void StandardUpdaterSession::prepare() {
-  if (std::exchange(isPrepared_, true)) return;
+  if (life_ != Life::made) return;
+  life_ = Life::prepared;
   drawStaggerGroup();
   const std::optional<InstallAttemptRecord> record = InstallAttemptRecord::load(*collaborators_.settings);
   InstallAttemptRecord::remove(*collaborators_.settings);
   worker_->perform([application = collaborators_.application, reports = collaborators_.reports,
-                    coordinator = collaborators_.coordinator, record, post = poster()] {
+                    installations = installations_, record, post = poster()] {
     const auto report =
         reports->consumeFailureReport(application.identity.bundleIdentifier,
                                       record ? std::optional(record->attemptIdentifier) : std::nullopt);
-    coordinator->removeStaleInstallerAttempts(application.identity.displayName, installerSubdirectoryName,
-                                              application.path);
+    installations.removeStaleAttempts();
     if (!report) return;
     post([description = report->errorDescription,
           url = record ? record->manualUpdateURL : std::nullopt](StandardUpdaterSession& session) {
@@ -88,26 +93,26 @@ void StandardUpdaterSession::drawStaggerGroup() {
 
 // While something runs there is no alarm; what runs sets it when it ends.
 void StandardUpdaterSession::setAlarm() {
-  if (isEnded_ || !checksAutomatically_ || isChecking_ || isInstalling_) return;
+  if (life_ == Life::ended || wanted_ == Schedule::onDemand || isBusy()) return;
   const Date date = schedule_.nextCheckDate(collaborators_.clock->now());
   worker_->setAlarm(
       date, [post = poster()] { post([](StandardUpdaterSession& session) { session.alarmFired(); }); });
 }
 
 void StandardUpdaterSession::alarmFired() {
-  if (isChecking_ || isInstalling_) return;
+  if (isBusy()) return;
   const Date now = collaborators_.clock->now();
   if (schedule_.nextCheckDate(now) > now) {
     setAlarm();
   } else {
+    checking_ = Checking::automatic;
     startCheck();
   }
 }
 
 void StandardUpdaterSession::startCheck() {
-  isChecking_ = true;
   checkCancellation_ = CancellationSource();
-  log(isManualCheckRequested_ ? "checking, because the user asked" : "checking");
+  log(checking_ == Checking::manual ? "checking, because the user asked" : "checking");
   worker_->perform(
       [check = check_, feed = configuration_.feedURL, token = checkCancellation_.token(), post = poster()] {
         FetchOutcome outcome;
@@ -122,33 +127,33 @@ void StandardUpdaterSession::startCheck() {
           outcome.failure = bridge(error).description;
         }
         post([outcome = std::move(outcome)](StandardUpdaterSession& session) {
-          session.whenNoAlertIsOpen([&session, outcome] { session.finishCheck(outcome); });
+          session.alerts_.whenNoAlertIsOpen([&session, outcome] { session.finishCheck(outcome); });
         });
       });
 }
 
 void StandardUpdaterSession::finishCheck(const FetchOutcome& outcome) {
-  isChecking_ = false;
-  const bool isManual = std::exchange(isManualCheckRequested_, false);
-  if (isInstalling_ || outcome.isCancelled) {
+  const bool isManual = std::exchange(checking_, Checking::none) == Checking::manual;
+  if (installation_ || outcome.isCancelled) {
     // The user has accepted an offer meanwhile; its window is the answer.
-    if (isManual && progressWindow_) progressWindow_->bringToFront();
+    if (isManual && installation_) installation_->window->bringToFront();
     setAlarm();
     return;
   }
   if (outcome.feed) {
-    decide(*outcome.feed, isManual);
+    decide(*outcome.feed, isManual ? CheckReason::manual : CheckReason::automatic);
     return;
   }
   log("the check failed: " + outcome.failure, PellamLogLevel::warn);
   schedule_.noteFailure(collaborators_.clock->now());
   setAlarm();
-  if (isManual) tellCheckFailed(outcome.isOffline);
+  if (isManual) tellCheckFailed(outcome);
 }
 
-void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isManual) {
+void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, CheckReason reason) {
+  const bool isManual = reason == CheckReason::manual;
   UpdateCheckOptions options;
-  options.isManualCheck = isManual;
+  options.reason = reason;
   options.preferredLanguageCode = configuration_.preferredLanguageCode;
   options.acceptedSKUs = configuration_.acceptedSKUs;
   options.currentOSVersion = configuration_.currentOSVersion;
@@ -156,8 +161,8 @@ void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isM
   if (configuration_.staggerDays <= 1) options.staggerGroup = 0;
   bool cannotBeShown = false;
   const UpdateCheckResult result =
-      check_->decide(feed, collaborators_.application, options, [&](const FeedEntry& entry) {
-        const bool isShown = presentPrompt(entry, isManual);
+      check_->decide(feed, collaborators_.application, options, [&](const UpdateOffer& offer) {
+        const bool isShown = presentPrompt(offer.entry, reason);
         cannotBeShown = !isShown;
         return isShown;
       });
@@ -175,13 +180,14 @@ void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, bool isM
   }
   if (isOffered || !isManual) return;
   // An offer that cannot be shown is not "no update".
-  tellNothingWasOffered(result.application.shouldMarkUpdateCheckPerformedOK && !cannotBeShown);
+  const bool wasPerformed = result.application.shouldMarkUpdateCheckPerformedOK && !cannotBeShown;
+  tellNothingWasOffered(wasPerformed ? CheckCompletion::performed : CheckCompletion::failed);
 }
 
-bool StandardUpdaterSession::presentPrompt(const FeedEntry& entry, bool isManual) {
+bool StandardUpdaterSession::presentPrompt(const FeedEntry& entry, CheckReason reason) {
   OrvoUpdatePromptInput input;
   input.feed = entry;
-  input.isManualCheck = isManual;
+  input.isManualCheck = reason == CheckReason::manual;
   input.allowInstallAction = configuration_.allowsInstalling;
   input.applicationName = collaborators_.application.identity.displayName;
   input.applicationVersion = collaborators_.application.identity.versionString;
@@ -193,7 +199,7 @@ bool StandardUpdaterSession::presentPrompt(const FeedEntry& entry, bool isManual
   return promptPresenter_.presentUpdatePrompt(
       input, [weak = weak_from_this()](const OrvoUpdatePromptAction& action) {
         const auto self = weak.lock();
-        if (self && !self->isEnded_) self->answered(action);
+        if (self && self->life_ != Life::ended) self->answered(action);
       });
 }
 
@@ -219,7 +225,7 @@ std::function<void(std::function<void(StandardUpdaterSession&)>)> StandardUpdate
           weak = weak_from_this()](std::function<void(StandardUpdaterSession&)> work) {
     mainThread->perform([weak, work = std::move(work)] {
       const auto self = weak.lock();
-      if (self && !self->isEnded_) work(*self);
+      if (self && self->life_ != Life::ended) work(*self);
     });
   };
 }

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/alert_queue.h"
 #include "host/automatic_check_schedule.h"
-#include "host/standard_updater.h"
+#include "host/offer_installation.h"
+#include "host/standard_updater_core.h"
 #include "host/update_check.h"
 #include "host/update_settings.h"
 #include "host/update_worker.h"
@@ -20,22 +21,18 @@
 
 namespace pellam {
 
-// Where attempts are staged below the application's own folder; the helper knows the folder by this name.
-inline constexpr const char* installerSubdirectoryName = "SeamlessInstaller";
-
 // What the standard updater does on the main thread: it decides what happens next, shows it, and gives the
 // worker its jobs. Results come back as work for the main thread that holds the session weakly; whoever runs
 // an alert or the host's code holds it for that time. Nothing happens after end().
 class StandardUpdaterSession : public std::enable_shared_from_this<StandardUpdaterSession> {
  public:
   StandardUpdaterSession(OrvoStandardUpdaterConfiguration configuration,
-                         OrvoStandardUpdaterCollaborators collaborators,
-                         std::shared_ptr<UpdateWorker> worker);
+                         StandardUpdaterCollaborators collaborators, std::shared_ptr<UpdateWorker> worker);
 
   void start();
   void checkForUpdates();
-  void cancelInstallation() { installCancellation_.cancel(); }
-  [[nodiscard]] bool isInstalling() const { return isInstalling_; }
+  void cancelInstallation();
+  [[nodiscard]] bool isInstalling() const { return installation_.has_value(); }
   // Cancels what runs and closes the prompt; the coordinator closes the progress window.
   void end();
   void closeProgressWindow();
@@ -54,7 +51,20 @@ class StandardUpdaterSession : public std::enable_shared_from_this<StandardUpdat
     std::optional<OrvoUpdateInstallerError> error;  // absent: a failure of another type
     std::string detail;
   };
+  // What a manual check that offered nothing came to.
+  enum class CheckCompletion { performed, failed };
+  // The session's own time: it works from prepare() to end().
+  enum class Life { made, prepared, ended };
+  enum class Schedule { onDemand, automatic };
+  // The check that is on its way, and whom it answers.
+  enum class Checking { none, automatic, manual };
+  // The installation that is on its way.
+  struct Installation {
+    std::shared_ptr<PresentedProgressWindow> window;
+    CancellationSource cancellation;
+  };
 
+  [[nodiscard]] bool isBusy() const { return checking_ != Checking::none || installation_; }
   void prepare();
   void drawStaggerGroup();
   void setAlarm();
@@ -62,16 +72,17 @@ class StandardUpdaterSession : public std::enable_shared_from_this<StandardUpdat
 
   void startCheck();
   void finishCheck(const FetchOutcome& outcome);
-  void decide(const std::vector<FeedEntry>& feed, bool isManual);
-  void tellNothingWasOffered(bool updateCheckPerformedOK);
-  void tellCheckFailed(bool isOffline);
+  void decide(const std::vector<FeedEntry>& feed, CheckReason reason);
+  void tellNothingWasOffered(CheckCompletion completion);
+  void tellCheckFailed(const FetchOutcome& outcome);
 
-  [[nodiscard]] bool presentPrompt(const FeedEntry& entry, bool isManual);
+  [[nodiscard]] bool presentPrompt(const FeedEntry& entry, CheckReason reason);
   void answered(const OrvoUpdatePromptAction& action);
 
   void install(const FeedEntry& entry);
-  [[nodiscard]] std::function<InstallOutcome()> installation(const FeedEntry& entry,
-                                                             const std::string& attemptIdentifier);
+  [[nodiscard]] OfferInstallation::Attempt attempt(const std::string& attemptIdentifier) const;
+  [[nodiscard]] static InstallOutcome outcomeOf(const OfferInstallation& installation, const FeedEntry& entry,
+                                                const OfferInstallation::Attempt& attempt);
   void finishInstallation(const InstallOutcome& outcome, const std::optional<URL>& manualUpdateURL);
   void tellInstallationFailed(const InstallOutcome& outcome, const std::optional<URL>& manualUpdateURL);
   void tellHelperFailed(const std::optional<URL>& manualUpdateURL);
@@ -79,13 +90,12 @@ class StandardUpdaterSession : public std::enable_shared_from_this<StandardUpdat
   // Work for the main thread that is dropped when the session is over by then. Any thread may call what this
   // returns.
   [[nodiscard]] std::function<void(std::function<void(StandardUpdaterSession&)>)> poster();
-  // Runs the work now, or when the alert that is open has been answered. Alerts go through `alert`.
-  void whenNoAlertIsOpen(std::function<void()> work);
+  // Every alert goes through here: the session outlives it, and nothing is presented after the end.
   void alert(std::function<void()> present);
   void log(const std::string& message, PellamLogLevel level = PellamLogLevel::info);
 
   const OrvoStandardUpdaterConfiguration configuration_;
-  const OrvoStandardUpdaterCollaborators collaborators_;
+  const StandardUpdaterCollaborators collaborators_;
   const std::filesystem::path localizationBundle_;
   const std::shared_ptr<UpdateWorker> worker_;
   const std::shared_ptr<UpdateSettings> settings_;
@@ -94,17 +104,14 @@ class StandardUpdaterSession : public std::enable_shared_from_this<StandardUpdat
   OrvoUpdatePromptPresenter promptPresenter_;
   OrvoUpdateAlertPresenter alertPresenter_;
 
-  std::shared_ptr<PresentedProgressWindow> progressWindow_;
+  const OfferInstallation installations_;
+
+  Life life_ = Life::made;
+  Schedule wanted_ = Schedule::onDemand;
+  Checking checking_ = Checking::none;
   CancellationSource checkCancellation_;
-  CancellationSource installCancellation_;
-  bool isPrepared_ = false;
-  bool checksAutomatically_ = false;
-  bool isChecking_ = false;
-  bool isManualCheckRequested_ = false;  // the check that is on its way answers to the user
-  bool isInstalling_ = false;
-  bool isEnded_ = false;
-  bool isAlertOpen_ = false;
-  std::deque<std::function<void()>> waitingForAlert_;
+  std::optional<Installation> installation_;
+  AlertQueue alerts_;
 };
 
 }  // namespace pellam

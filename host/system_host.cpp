@@ -39,18 +39,24 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
   const auto launcherClient = std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
       std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
           makeSystemServiceConnections(bundle)),
-      OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier),
-      hostPreAuthorizationTimeoutNanoseconds, hostPostAuthorizationTimeoutNanoseconds);
-  host.coordinator = std::make_shared<OrvoUpdateInstallerCoordinator>(
-      host.fileSystem, std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
-      std::make_shared<OrvoUpdateSystemUnzipper>(tools),
-      std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace()),
-      std::make_shared<OrvoAppBundleCodeSignatureValidator>(host.fileSystem, tools, host.process,
-                                                            makeSystemLog()),
-      launcherClient,
-      [process = host.process] { return OrvoAppBundleLaunchdUserContext::currentProcess(*process); },
-      OrvoUpdateInstallerCoordinatorEnvironment{std::move(mainThread), host.bundles, bundle, host.identifiers,
-                                                host.clock, makeSystemLog()});
+      OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier), hostLaunchTimeouts);
+  host.coordinator =
+      std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
+          .fileManager = host.fileSystem,
+          .networkClient = std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
+          .unzipper = std::make_shared<OrvoUpdateSystemUnzipper>(tools),
+          .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace()),
+          .appBundleValidator = std::make_shared<OrvoAppBundleCodeSignatureValidator>(
+              host.fileSystem, tools, host.process, makeSystemLog()),
+          .replacementLauncher = launcherClient,
+          .launchUserContextProvider =
+              [process = host.process] { return OrvoAppBundleLaunchdUserContext::currentProcess(*process); },
+          .environment = {.mainThread = std::move(mainThread),
+                          .bundles = host.bundles,
+                          .localizationBundle = bundle,
+                          .identifiers = host.identifiers,
+                          .clock = host.clock,
+                          .systemLog = makeSystemLog()}});
   return host;
 }
 

@@ -7,7 +7,7 @@
 #include "host/installer_coordinator.h"
 #include "host/update_check.h"
 #include "installer/failure_report.h"
-#include "platform/main_thread.h"
+#include "pellam/main_thread.h"
 #include "platform/process_information.h"
 
 namespace pellam {
@@ -27,11 +27,6 @@ struct SystemHost {
   std::shared_ptr<OrvoUpdateInstallerCoordinator> coordinator;
   std::shared_ptr<OrvoAppBundleUpdateFailureReportStore> reports;
 };
-
-// How long a host waits for the launcher service before and after the authorization. The service's own limits
-// are 25 and 10 seconds; the host grants a little more, so that the service's answer is the one that counts.
-inline constexpr std::uint64_t hostPreAuthorizationTimeoutNanoseconds = 30'000'000'000;
-inline constexpr std::uint64_t hostPostAuthorizationTimeoutNanoseconds = 15'000'000'000;
 
 // Without a settings folder the settings live in the user's preferences. Throws InstalledApplicationError.
 [[nodiscard]] SystemHost makeSystemHost(const std::filesystem::path& hostBundle,

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "feed/offer_kind.h"
 #include "feed/version_comparison.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 
@@ -27,7 +29,7 @@ std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationTok
 UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
                                       const InstalledApplication& application,
                                       const UpdateCheckOptions& options,
-                                      const std::function<bool(const FeedEntry&)>& display) const {
+                                      const std::function<bool(const UpdateOffer&)>& display) const {
   const Date now = clock_->now();
   const std::int64_t staggerGroup =
       options.staggerGroup ? *options.staggerGroup : settings_->staggerGroup().value_or(0);
@@ -39,7 +41,7 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
   applicability.preferredLanguageCode = options.preferredLanguageCode;
   applicability.acceptedSKUs = options.acceptedSKUs;
   applicability.canProcessUpdateFeeds = true;
-  applicability.isManualCheck = options.isManualCheck;
+  applicability.isManualCheck = options.reason == CheckReason::manual;
   applicability.checkForBetaReleasesEnabled =
       options.checkForBetaReleases || settings_->checkForBetaReleases();
   applicability.shouldApplyUserStaggering = true;
@@ -54,7 +56,7 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
   const std::optional<Date> lastDisplay = settings_->lastNewsDisplayedDate();
   if (lastDisplay && *lastDisplay <= now) displayContext.lastNewsDisplayedDate = lastDisplay;
   displayContext.checkUpdatesAfterHours = settings_->checkUpdatesAfterHours();
-  displayContext.isManualCheck = options.isManualCheck;
+  displayContext.isManualCheck = options.reason == CheckReason::manual;
   displayContext.storedFeedIdentifier = settings_->storedFeedIdentifier();
 
   UpdateCheckResult result;
@@ -72,8 +74,8 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
   input.minimumRefetchIntervalSeconds = minimumRefetchIntervalSeconds;
 
   bool wasDisplayed = false;
-  result.application = OrvoUpdateFeedPipelineApplier().apply(input, [&](const FeedEntry& entry) {
-    wasDisplayed = display(entry);
+  result.application = OrvoUpdateFeedPipelineApplier().apply(input, [&](const FeedEntry&) {
+    wasDisplayed = display(offerOf(*result.pipeline.selectedCandidate));
     return wasDisplayed;
   });
   if (!options.remembersWhatIsShown) return result;
@@ -86,6 +88,33 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
     settings_->setNextFetchDate(now + std::chrono::seconds(static_cast<std::int64_t>(seconds)));
   }
   return result;
+}
+
+UpdateOffer offerOf(const OrvoUpdateFeedProcessingCandidate& candidate) {
+  const auto text = [&](std::string_view key) {
+    const PropertyListText* value = candidate.feed.findString(key);
+    return value == nullptr ? std::string() : value->string();
+  };
+  UpdateOffer offer;
+  offer.entry = candidate.feed;
+  offer.kind = offerKind(candidate.feed);
+  offer.identifier = candidate.display.resolvedFeedIdentifier.value_or("");
+  offer.version = text(OrvoUpdateFeedKeys::currentVersion);
+  offer.build = text(OrvoUpdateFeedKeys::currentBuild);
+  offer.title = text(OrvoUpdateFeedKeys::title);
+  offer.releaseNotes = text(OrvoUpdateFeedKeys::url);
+  offer.isNewBuild = candidate.applicability.isNewBuild;
+  offer.isBeta = candidate.applicability.isBetaUpdate;
+  offer.isDue = candidate.display.shouldDisplayNow;
+  return offer;
+}
+
+UpdateDecision UpdateCheckResult::decision() const {
+  UpdateDecision decision;
+  if (pipeline.selectedCandidate) decision.offer = offerOf(*pipeline.selectedCandidate);
+  decision.wasShown = application.shouldHideNoUpdatesFoundDialog;
+  decision.secondsToNextCheck = application.resolvedSleepInterval;
+  return decision;
 }
 
 }  // namespace pellam

@@ -13,43 +13,22 @@
 #include "host/installed_application.h"
 #include "host/update_settings.h"
 #include "pellam/cancellation.h"
+#include "pellam/host_errors.h"
+#include "pellam/update_offer.h"
 #include "platform/clock.h"
 #include "services/network_client.h"
 
 namespace pellam {
 
-// The server answered, but not with a feed. what() is one line.
-class FeedNotServed : public PellamError {
- public:
-  explicit FeedNotServed(int statusCode)
-      : statusCode_(statusCode),
-        what_("The feed's server answered with status " + std::to_string(statusCode) + ".") {}
-  [[nodiscard]] BridgedError bridged() const override { return {"Pellam.UpdateCheck", statusCode_, what_}; }
-  [[nodiscard]] const char* what() const noexcept override { return what_.c_str(); }
-
- private:
-  int statusCode_;
-  std::string what_;
-};
-
-// How one check differs from the next.
-struct UpdateCheckOptions {
-  bool isManualCheck = true;
-  bool checkForBetaReleases = false;  // in addition to the user's setting
-  std::optional<std::string> preferredLanguageCode;
-  std::set<std::string, std::less<>> acceptedSKUs;
-  std::string currentOSVersion;
-  std::optional<std::int64_t> staggerGroup;  // overrides the remembered one
-  // The host would end this check by telling the user that there is no update.
-  bool shouldConfirmNoUpdatesDialog = true;
-  // False for a look that must not count as having shown the offer.
-  bool remembersWhatIsShown = true;
-};
-
 struct UpdateCheckResult {
   OrvoUpdateFeedPipelineResult pipeline;
   OrvoUpdateFeedPipelineApplicationResult application;
+
+  // The same as applications read it.
+  [[nodiscard]] UpdateDecision decision() const;
 };
+
+[[nodiscard]] UpdateOffer offerOf(const OrvoUpdateFeedProcessingCandidate& candidate);
 
 // One check for updates as a host makes it: fetch and parse, fill the two contexts, evaluate, show, remember.
 class UpdateCheck {
@@ -69,7 +48,7 @@ class UpdateCheck {
   // stored. Runs where `display` may show something.
   UpdateCheckResult decide(const std::vector<FeedEntry>& feed, const InstalledApplication& application,
                            const UpdateCheckOptions& options,
-                           const std::function<bool(const FeedEntry&)>& display) const;
+                           const std::function<bool(const UpdateOffer&)>& display) const;
 
  private:
   std::shared_ptr<PellamNetworkClient> network_;

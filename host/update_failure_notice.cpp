@@ -1,6 +1,6 @@
 #include "host/update_failure_notice.h"
 
-#include "feed/feed_keys.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 

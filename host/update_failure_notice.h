@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "feed/feed_entry.h"
 #include "foundation/url_loading.h"
+#include "pellam/feed_entry.h"
 #include "pellam/installer_error.h"
 #include "pellam/url.h"
 

@@ -1,7 +1,7 @@
 #include "host/update_requests.h"
 
-#include "feed/feed_keys.h"
 #include "foundation/text_format.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 
@@ -30,21 +30,17 @@ OrvoUpdateInstallerRequest OrvoUpdateInstallerRequest::makeFromFeed(
   return request;
 }
 
-OrvoAppBundleUpdateRequest OrvoAppBundleUpdateRequest::makeFromFeed(
-    const PropertyListDictionary& feed, const std::string& applicationName,
-    const std::filesystem::path& installedApplicationURL, const OrvoAppBundleUpdateHostIdentity& hostIdentity,
-    const std::optional<std::filesystem::path>& helperExecutableURL,
-    const std::string& installerSubdirectoryName,
-    const std::optional<std::string>& failureReportAttemptIdentifier) {
+OrvoAppBundleUpdateRequest OrvoAppBundleUpdateRequest::makeFromFeed(const PropertyListDictionary& feed,
+                                                                    const Surroundings& surroundings) {
   OrvoAppBundleUpdateRequest request;
   request.archiveURL = address(feed, OrvoUpdateFeedKeys::appBundleInstallerURL);
   request.archiveFileName = fileName(request.archiveURL);
-  request.applicationName = applicationName;
-  request.installedApplicationURL = installedApplicationURL;
-  request.hostIdentity = hostIdentity;
-  request.helperExecutableURL = helperExecutableURL;
-  request.installerSubdirectoryName = installerSubdirectoryName;
-  request.failureReportAttemptIdentifier = failureReportAttemptIdentifier;
+  request.applicationName = surroundings.applicationName;
+  request.installedApplicationURL = surroundings.installedApplicationURL;
+  request.hostIdentity = surroundings.hostIdentity;
+  request.helperExecutableURL = surroundings.helperExecutableURL;
+  request.installerSubdirectoryName = surroundings.installerSubdirectoryName;
+  request.failureReportAttemptIdentifier = surroundings.failureReportAttemptIdentifier;
   return request;
 }
 

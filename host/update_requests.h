@@ -42,14 +42,19 @@ struct OrvoAppBundleUpdateRequest {
   std::string installerSubdirectoryName;
   std::optional<std::string> failureReportAttemptIdentifier;
 
+  // What the feed does not say.
+  struct Surroundings {
+    std::string applicationName;
+    std::filesystem::path installedApplicationURL;
+    OrvoAppBundleUpdateHostIdentity hostIdentity;
+    std::optional<std::filesystem::path> helperExecutableURL;
+    std::string installerSubdirectoryName;
+    std::optional<std::string> failureReportAttemptIdentifier{};
+  };
+
   // Reads "app-installer" of a feed entry; otherwise like the request above.
-  [[nodiscard]] static OrvoAppBundleUpdateRequest makeFromFeed(
-      const PropertyListDictionary& feed, const std::string& applicationName,
-      const std::filesystem::path& installedApplicationURL,
-      const OrvoAppBundleUpdateHostIdentity& hostIdentity,
-      const std::optional<std::filesystem::path>& helperExecutableURL,
-      const std::string& installerSubdirectoryName,
-      const std::optional<std::string>& failureReportAttemptIdentifier);
+  [[nodiscard]] static OrvoAppBundleUpdateRequest makeFromFeed(const PropertyListDictionary& feed,
+                                                               const Surroundings& surroundings);
 
   friend bool operator==(const OrvoAppBundleUpdateRequest&, const OrvoAppBundleUpdateRequest&) = default;
 };

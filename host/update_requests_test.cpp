@@ -31,8 +31,12 @@ TEST(UpdateRequestsTest, WhatIsNoAddressIsAbsent) {
     EXPECT_EQ(installer.archiveURL, std::nullopt);
     EXPECT_EQ(installer.archiveFileName, "");
     EXPECT_EQ(installer.installerFileName, "Foo Installer.pkg");
-    const auto bundle = OrvoAppBundleUpdateRequest::makeFromFeed(feed, "Foo", "/A/Foo.app", {}, std::nullopt,
-                                                                 "S", std::nullopt);
+    const auto bundle =
+        OrvoAppBundleUpdateRequest::makeFromFeed(feed, {.applicationName = "Foo",
+                                                        .installedApplicationURL = "/A/Foo.app",
+                                                        .hostIdentity = {},
+                                                        .helperExecutableURL = std::nullopt,
+                                                        .installerSubdirectoryName = "S"});
     EXPECT_EQ(bundle.archiveURL, std::nullopt);
     EXPECT_EQ(bundle.archiveFileName, "");
   }
@@ -40,9 +44,15 @@ TEST(UpdateRequestsTest, WhatIsNoAddressIsAbsent) {
 
 TEST(UpdateRequestsTest, ABundleRequestCopiesItsArguments) {
   const OrvoAppBundleUpdateHostIdentity identity{"com.example.foo", "1.0", 1, "TEAM", true};
-  const auto request =
-      OrvoAppBundleUpdateRequest::makeFromFeed({{"app-installer", "http://example.com/Foo.zip"}}, "Foo",
-                                               "/A/Foo.app", identity, "/helper", "S", "attempt");
+  const auto request = OrvoAppBundleUpdateRequest::makeFromFeed(
+      {{"app-installer", "http://example.com/Foo.zip"}}, {.applicationName = "Foo",
+                                                          .installedApplicationURL = "/A/Foo.app",
+                                                          .hostIdentity = identity,
+                                                          .helperExecutableURL = "/helper",
+                                                          .installerSubdirectoryName = "S",
+                                                          .failureReportAttemptIdentifier = "attempt"});
+  EXPECT_EQ(request.applicationName, "Foo");
+  EXPECT_EQ(request.installerSubdirectoryName, "S");
   EXPECT_EQ(request.archiveFileName, "Foo.zip");
   EXPECT_EQ(request.hostIdentity, identity);
   EXPECT_EQ(request.installedApplicationURL, "/A/Foo.app");

@@ -4,6 +4,7 @@
 #include <array>
 #include <exception>
 
+#include "foundation/bundle.h"
 #include "foundation/decimal.h"
 #include "foundation/item_path.h"
 #include "pellam/installer_error.h"
@@ -61,7 +62,7 @@ PropertyListDictionary Validator::loadInfoPlist(const Path& appBundle) const {
 
 void Validator::validateBundleIdentifier(const PropertyListDictionary& info, const Path& appBundle,
                                          const OrvoAppBundleUpdateHostIdentity& hostIdentity) const {
-  const std::string staged = stringOf(info, "CFBundleIdentifier");
+  const std::string staged = bundleIdentifierOf(info).value_or("");
   if (staged == hostIdentity.bundleIdentifier) return;
   log("bundle identifier mismatch expectedBundleID=" + orEmptyMark(hostIdentity.bundleIdentifier) +
       " actualBundleID=" + orEmptyMark(staged) + " stagedApp=" + appBundle.string());

@@ -3,6 +3,7 @@
 #include <exception>
 #include <string_view>
 
+#include "launcher-protocol/installer_folder.h"
 #include "platform/property_list.h"
 #include "text/unicode_text.h"
 
@@ -111,7 +112,7 @@ OrvoAppBundleUpdateFailureReport OrvoAppBundleUpdateFailureReport::decode(
 
 std::optional<Path> Store::reportURL(const std::string& bundleIdentifier, const Path& applicationSupport) {
   if (bundleIdentifier.empty()) return std::nullopt;
-  return applicationSupport / bundleIdentifier / "SeamlessInstaller" / reportFileName;
+  return applicationSupport / bundleIdentifier / installerFolderName / reportFileName;
 }
 
 std::optional<Path> Store::userApplicationSupportReportURL(const std::string& bundleIdentifier,

@@ -5,17 +5,17 @@
 namespace pellam {
 
 bool OrvoAppBundleLaunchdRelauncher::relaunchApplication(const std::filesystem::path& application) {
-  if (!privilegeChecker_->processCanReplaceNonWritableDestination()) {
-    return workspaceRelauncher_->relaunchApplication(application);
+  if (!with_.privilegeChecker->processCanReplaceNonWritableDestination()) {
+    return with_.workspaceRelauncher->relaunchApplication(application);
   }
   try {
-    const auto authorization = authorizationProvider_->makeAuthorization();
+    const auto authorization = with_.authorizationProvider->makeAuthorization();
     const OrvoAppBundleLaunchdJob job = relaunchJob(application);
     if (job.domain == OrvoAppBundleLaunchdJobDomain::system) {
-      authorizationProvider_->requestServiceManagementRightsWithoutInteraction(*authorization,
-                                                                               serviceManagementRightName);
+      with_.authorizationProvider->requestServiceManagementRightsWithoutInteraction(
+          *authorization, serviceManagementRightName);
     }
-    jobSubmitter_->submit(job, *authorization, [] { return true; });
+    with_.jobSubmitter->submit(job, *authorization, [] { return true; });
     return true;
   } catch (const std::exception&) {
     // The caller only needs to know that the application is not running; it restores the old one.
@@ -27,9 +27,10 @@ OrvoAppBundleLaunchdJob OrvoAppBundleLaunchdRelauncher::relaunchJob(
     const std::filesystem::path& application) const {
   OrvoAppBundleLaunchdJob job;
   job.label = relaunchLabel(application);
-  if (launchUserContext_) {
+  if (with_.launchUserContext) {
     job.domain = OrvoAppBundleLaunchdJobDomain::system;
-    job.programArguments = {"/bin/launchctl", "asuser", std::to_string(launchUserContext_->userIdentifier)};
+    job.programArguments = {"/bin/launchctl", "asuser",
+                            std::to_string(with_.launchUserContext->userIdentifier)};
   }
   job.programArguments.emplace_back("/usr/bin/open");
   job.programArguments.push_back(application.string());
@@ -37,11 +38,10 @@ OrvoAppBundleLaunchdJob OrvoAppBundleLaunchdRelauncher::relaunchJob(
 }
 
 std::string OrvoAppBundleLaunchdRelauncher::relaunchLabel(const std::filesystem::path& application) const {
-  const std::optional<Bundle> bundle = bundles_->bundleAt(application);
-  const PropertyListText* identifier =
-      bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
-  const bool isNamed = identifier != nullptr && !identifier->empty();
-  return (isNamed ? identifier->string() : "com.tarnvale") + ".pellam-relaunch";
+  const std::optional<Bundle> bundle = with_.bundles->bundleAt(application);
+  const std::optional<std::string> identifier = bundle ? bundle->bundleIdentifier() : std::nullopt;
+  const bool isNamed = identifier && !identifier->empty();
+  return (isNamed ? *identifier : "com.tarnvale") + ".pellam-relaunch";
 }
 
 }  // namespace pellam

@@ -20,30 +20,23 @@ namespace pellam {
 // job is started. Single-threaded.
 class OrvoAppBundleLaunchdRelauncher final : public OrvoAppBundleReplacementRelaunching {
  public:
-  OrvoAppBundleLaunchdRelauncher(
-      std::shared_ptr<OrvoAppBundleReplacementRelaunching> workspaceRelauncher,
-      std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker,
-      std::shared_ptr<OrvoAppBundleLaunchdAuthorizationProviding> authorizationProvider,
-      std::shared_ptr<OrvoAppBundleLaunchdJobSubmitting> jobSubmitter, std::shared_ptr<BundleLoading> bundles,
-      std::optional<OrvoAppBundleLaunchdUserContext> launchUserContext)
-      : workspaceRelauncher_(std::move(workspaceRelauncher)),
-        privilegeChecker_(std::move(privilegeChecker)),
-        authorizationProvider_(std::move(authorizationProvider)),
-        jobSubmitter_(std::move(jobSubmitter)),
-        bundles_(std::move(bundles)),
-        launchUserContext_(std::move(launchUserContext)) {}
+  struct Collaborators {
+    std::shared_ptr<OrvoAppBundleReplacementRelaunching> workspaceRelauncher;
+    std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
+    std::shared_ptr<OrvoAppBundleLaunchdAuthorizationProviding> authorizationProvider;
+    std::shared_ptr<OrvoAppBundleLaunchdJobSubmitting> jobSubmitter;
+    std::shared_ptr<BundleLoading> bundles;
+    std::optional<OrvoAppBundleLaunchdUserContext> launchUserContext{};
+  };
+
+  explicit OrvoAppBundleLaunchdRelauncher(Collaborators collaborators) : with_(std::move(collaborators)) {}
 
   [[nodiscard]] bool relaunchApplication(const std::filesystem::path& application) override;
   [[nodiscard]] OrvoAppBundleLaunchdJob relaunchJob(const std::filesystem::path& application) const;
   [[nodiscard]] std::string relaunchLabel(const std::filesystem::path& application) const;
 
  private:
-  std::shared_ptr<OrvoAppBundleReplacementRelaunching> workspaceRelauncher_;
-  std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker_;
-  std::shared_ptr<OrvoAppBundleLaunchdAuthorizationProviding> authorizationProvider_;
-  std::shared_ptr<OrvoAppBundleLaunchdJobSubmitting> jobSubmitter_;
-  std::shared_ptr<BundleLoading> bundles_;
-  std::optional<OrvoAppBundleLaunchdUserContext> launchUserContext_;
+  Collaborators with_;
 };
 
 }  // namespace pellam

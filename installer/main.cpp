@@ -26,11 +26,16 @@ ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacement
   with.clock = std::make_shared<PellamSystemClock>();
   with.privilegeChecker =
       std::make_shared<OrvoAppBundleReplacementProcessPrivilegeChecker>(with.processInformation);
-  with.relauncher = std::make_shared<OrvoAppBundleLaunchdRelauncher>(
-      std::make_shared<OrvoAppBundleWorkspaceRelauncher>(makeSystemWorkspace()), with.privilegeChecker,
-      std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(makeSystemSecurityAuthorizationClient()),
-      std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(makeSystemJobControl()), bundles,
-      request.launchUserContext);
+  with.relauncher =
+      std::make_shared<OrvoAppBundleLaunchdRelauncher>(OrvoAppBundleLaunchdRelauncher::Collaborators{
+          .workspaceRelauncher = std::make_shared<OrvoAppBundleWorkspaceRelauncher>(makeSystemWorkspace()),
+          .privilegeChecker = with.privilegeChecker,
+          .authorizationProvider = std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(
+              makeSystemSecurityAuthorizationClient()),
+          .jobSubmitter =
+              std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(makeSystemJobControl()),
+          .bundles = bundles,
+          .launchUserContext = request.launchUserContext});
   with.systemLog = makeSystemLog();
   return with;
 }

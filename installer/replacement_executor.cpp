@@ -33,25 +33,15 @@ bool isFolder(const FileSystem& fileSystem, const Path& path) {
 
 }  // namespace
 
-Executor::OrvoAppBundleReplacementExecutor(
-    std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher,
-    std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker,
-    std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker,
-    std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher, DiagnosticLog diagnosticLog,
-    std::shared_ptr<UUIDGenerating> identifiers, ValidatorMaking makeValidator)
-    : fileSystem_(std::move(fileSystem)),
-      relauncher_(std::move(relauncher)),
-      permissionChecker_(std::move(permissionChecker)),
-      privilegeChecker_(std::move(privilegeChecker)),
-      ownershipMatcher_(std::move(ownershipMatcher)),
-      diagnosticLog_(std::move(diagnosticLog)),
-      identifiers_(std::move(identifiers)),
-      makeValidator_(std::move(makeValidator)) {
-  if (!permissionChecker_) {
-    permissionChecker_ = std::make_shared<OrvoAppBundleReplacementWriteProbe>(fileSystem_, identifiers_);
+Executor::OrvoAppBundleReplacementExecutor(Collaborators collaborators) : with_(std::move(collaborators)) {
+  if (!with_.diagnosticLog) with_.diagnosticLog = [](const std::string&) {};
+  if (!with_.permissionChecker) {
+    with_.permissionChecker =
+        std::make_shared<OrvoAppBundleReplacementWriteProbe>(with_.fileSystem, with_.identifiers);
   }
-  if (!ownershipMatcher_) {
-    ownershipMatcher_ = std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(fileSystem_, identifiers_);
+  if (!with_.ownershipMatcher) {
+    with_.ownershipMatcher =
+        std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(with_.fileSystem, with_.identifiers);
   }
 }
 
@@ -70,8 +60,8 @@ OrvoAppBundleReplacementResult Executor::performReplacement(const OrvoAppBundleR
   const Paths paths{withoutTrailingSlash(request.stagedApplicationURL),
                     withoutTrailingSlash(request.installedApplicationURL)};
   checkPreconditions(request, paths);
-  ownershipMatcher_->matchOwnerAndGroupOfItem(paths.staged, paths.installed);
-  releaseStagedAppFromQuarantineIfPossible(*fileSystem_, paths.staged, diagnosticLog_);
+  with_.ownershipMatcher->matchOwnerAndGroupOfItem(paths.staged, paths.installed);
+  releaseStagedAppFromQuarantineIfPossible(*with_.fileSystem, paths.staged, with_.diagnosticLog);
   const Path backup = makeBackupURL(paths.installed);
   const Path incoming = bringBesideInstalled(paths);
   try {
@@ -85,20 +75,20 @@ OrvoAppBundleReplacementResult Executor::performReplacement(const OrvoAppBundleR
 }
 
 void Executor::checkPreconditions(const OrvoAppBundleReplacementRequest& request, const Paths& paths) {
-  if (!OrvoAppBundleFileSafety::isRealDirectoryAppBundle(*fileSystem_, paths.staged) ||
-      !isFolder(*fileSystem_, paths.installed)) {
+  if (!OrvoAppBundleFileSafety::isRealDirectoryAppBundle(*with_.fileSystem, paths.staged) ||
+      !isFolder(*with_.fileSystem, paths.installed)) {
     throw Error(Error::Case::replacementFailed);
   }
-  if (request.hostIdentity) makeValidator_()->validateAppBundle(paths.staged, *request.hostIdentity);
-  if (!permissionChecker_->destinationParentIsWritable(paths.installed) &&
-      !privilegeChecker_->processCanReplaceNonWritableDestination()) {
+  if (request.hostIdentity) with_.makeValidator()->validateAppBundle(paths.staged, *request.hostIdentity);
+  if (!with_.permissionChecker->destinationParentIsWritable(paths.installed) &&
+      !with_.privilegeChecker->processCanReplaceNonWritableDestination()) {
     throw Error(Error::Case::destinationNotWritable);
   }
 }
 
 Path Executor::makeBackupURL(const Path& installed) {
   return installed.parent_path() /
-         (installed.filename().string() + backupNameInfix + identifiers_->makeUUID());
+         (installed.filename().string() + backupNameInfix + with_.identifiers->makeUUID());
 }
 
 // The bundle to rename into place: the staged one itself, or a copy of it on the installed bundle's volume.
@@ -108,23 +98,24 @@ Path Executor::bringBesideInstalled(const Paths& paths) {
   const Path folder = paths.installed.parent_path();
   bool isOnSameVolume = true;
   try {
-    isOnSameVolume = fileSystem_->attributes(paths.staged).fileSystemNumber ==
-                     fileSystem_->attributes(fileSystem_->resolvingSymlinks(folder)).fileSystemNumber;
+    isOnSameVolume =
+        with_.fileSystem->attributes(paths.staged).fileSystemNumber ==
+        with_.fileSystem->attributes(with_.fileSystem->resolvingSymlinks(folder)).fileSystemNumber;
   } catch (const std::exception&) {
     std::throw_with_nested(Error(Error::Case::replacementFailed));
   }
   if (isOnSameVolume) {
     try {
-      fileSystem_->synchronizeVolume(paths.staged);
+      with_.fileSystem->synchronizeVolume(paths.staged);
     } catch (const std::exception&) {
       std::throw_with_nested(Error(Error::Case::replacementFailed));
     }
     return paths.staged;
   }
-  Path incoming =
-      folder / ("." + paths.installed.filename().string() + incomingNameInfix + identifiers_->makeUUID());
+  Path incoming = folder / ("." + paths.installed.filename().string() + incomingNameInfix +
+                            with_.identifiers->makeUUID());
   try {
-    fileSystem_->copyItem(paths.staged, incoming);
+    with_.fileSystem->copyItem(paths.staged, incoming);
   } catch (const std::exception&) {
     std::throw_with_nested(Error(Error::Case::replacementFailed));
   }
@@ -133,8 +124,8 @@ Path Executor::bringBesideInstalled(const Paths& paths) {
 
 void Executor::swap(const Paths& paths, const Path& incoming, const Path& backup) {
   try {
-    fileSystem_->moveItem(paths.installed, backup);
-    fileSystem_->moveItem(incoming, paths.installed);
+    with_.fileSystem->moveItem(paths.installed, backup);
+    with_.fileSystem->moveItem(incoming, paths.installed);
   } catch (const std::exception&) {
     // Also after a first move that failed, which a platform may have carried out half-way.
     restoreBackupIgnoringErrors(backup, paths.installed);
@@ -142,15 +133,15 @@ void Executor::swap(const Paths& paths, const Path& incoming, const Path& backup
     std::throw_with_nested(Error(Error::Case::replacementFailed));
   }
   if (incoming != paths.staged) removeIgnoringErrors(paths.staged);
-  if (relauncher_->relaunchApplication(paths.installed)) return;
+  if (with_.relauncher->relaunchApplication(paths.installed)) return;
   restoreBackupIgnoringErrors(backup, paths.installed);
   leaveSomethingInstalled(backup, incoming, paths.installed);
   throw Error(Error::Case::relaunchFailed);
 }
 
 void Executor::restoreBackup(const Path& backup, const Path& installed) {
-  if (fileSystem_->itemExists(installed)) fileSystem_->removeItem(installed);
-  fileSystem_->moveItem(backup, installed);
+  if (with_.fileSystem->itemExists(installed)) with_.fileSystem->removeItem(installed);
+  with_.fileSystem->moveItem(backup, installed);
 }
 
 void Executor::restoreBackupIgnoringErrors(const Path& backup, const Path& installed) {
@@ -165,8 +156,8 @@ void Executor::restoreBackupIgnoringErrors(const Path& backup, const Path& insta
 // must not be the end: the old bundle gets a second chance, else the new one, which has passed every check.
 void Executor::leaveSomethingInstalled(const Path& backup, const Path& incoming, const Path& installed) {
   try {
-    if (fileSystem_->itemExists(installed)) return;
-    fileSystem_->moveItem(fileSystem_->itemExists(backup) ? backup : incoming, installed);
+    if (with_.fileSystem->itemExists(installed)) return;
+    with_.fileSystem->moveItem(with_.fileSystem->itemExists(backup) ? backup : incoming, installed);
   } catch (const std::exception&) {
     // Nothing more can be done; the failure that led here is reported.
   }
@@ -174,16 +165,16 @@ void Executor::leaveSomethingInstalled(const Path& backup, const Path& incoming,
 
 void Executor::cleanupAfterSuccessfulReplacement(const Path& backup, const Path& staged) {
   removeIgnoringErrors(backup);
-  removeStagingFolder(*fileSystem_, staged);
+  removeStagingFolder(*with_.fileSystem, staged);
 }
 
 void Executor::relaunchInstalledApplicationIfPossible(const Path& installed) {
-  if (isFolder(*fileSystem_, installed)) (void)relauncher_->relaunchApplication(installed);
+  if (isFolder(*with_.fileSystem, installed)) (void)with_.relauncher->relaunchApplication(installed);
 }
 
 void Executor::removeIgnoringErrors(const Path& item) {
   try {
-    fileSystem_->removeItem(item);
+    with_.fileSystem->removeItem(item);
   } catch (const std::exception&) {
     // Clean-up: what stays behind takes room, nothing more.
   }

@@ -49,16 +49,22 @@ class OrvoAppBundleReplacementExecutor {
   static constexpr const char* backupNameInfix = ".orvo-update-backup-";
   static constexpr const char* incomingNameInfix = ".orvo-update-incoming-";
 
-  // Without a permission checker the write probe is used, without an ownership matcher the system's own. The
-  // validator is made when a request has a host identity to validate against; it logs to the system log, not
-  // to this executor's.
-  OrvoAppBundleReplacementExecutor(
-      std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher,
-      std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker,
-      std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker,
-      std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher,
-      DiagnosticLog diagnosticLog, std::shared_ptr<UUIDGenerating> identifiers,
-      ValidatorMaking makeValidator);
+  struct Collaborators {
+    std::shared_ptr<FileSystem> fileSystem;
+    std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher;
+    std::shared_ptr<OrvoAppBundleReplacementPermissionChecking>
+        permissionChecker{};  // absent: the write probe
+    std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
+    std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching>
+        ownershipMatcher{};  // absent: the system's own
+    DiagnosticLog diagnosticLog{};  // absent: nothing is logged
+    std::shared_ptr<UUIDGenerating> identifiers;
+    // Called when a request has a host identity to validate against; the validator logs to the system log,
+    // not to this one's.
+    ValidatorMaking makeValidator{};
+  };
+
+  explicit OrvoAppBundleReplacementExecutor(Collaborators collaborators);
 
   // Throws the OrvoUpdateInstallerError of the step that failed, unchanged, after the observer has heard of
   // it and the application that is then installed, if it is a folder, has been relaunched. The error behind a
@@ -84,14 +90,7 @@ class OrvoAppBundleReplacementExecutor {
   void relaunchInstalledApplicationIfPossible(const std::filesystem::path& installed);
   void removeIgnoringErrors(const std::filesystem::path& item);
 
-  std::shared_ptr<FileSystem> fileSystem_;
-  std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher_;
-  std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker_;
-  std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker_;
-  std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher_;
-  DiagnosticLog diagnosticLog_;
-  std::shared_ptr<UUIDGenerating> identifiers_;
-  ValidatorMaking makeValidator_;
+  Collaborators with_;
 };
 
 }  // namespace pellam

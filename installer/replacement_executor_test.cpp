@@ -92,9 +92,13 @@ class ExecutorTest : public testing::Test {
   // "replaced", or the error's case.
   std::string execute() {
     OrvoAppBundleReplacementExecutor executor(
-        disk_, relauncher_, permission_, privilege_, nullptr,
-        [&](const std::string& line) { lines_.push_back(line); }, std::make_shared<CountingIdentifiers>(),
-        [&] { return std::make_unique<Forward>(validator_); });
+        {.fileSystem = disk_,
+         .relauncher = relauncher_,
+         .permissionChecker = permission_,
+         .privilegeChecker = privilege_,
+         .diagnosticLog = [&](const std::string& line) { lines_.push_back(line); },
+         .identifiers = std::make_shared<CountingIdentifiers>(),
+         .makeValidator = [&] { return std::make_unique<Forward>(validator_); }});
     try {
       result_ = executor.executeReplacement(request_, [&](const std::exception&) {
         failureSeenBeforeRelaunches_ = relauncher_->relaunched.size();
@@ -243,8 +247,11 @@ TEST_F(ExecutorTest, AFailedFirstMoveStillRestoresRemoveThenMove) {
 
 TEST_F(ExecutorTest, TheCauseTravelsWithTheError) {
   disk_->failingMoves = {2};
-  OrvoAppBundleReplacementExecutor executor(disk_, relauncher_, permission_, privilege_, nullptr, {},
-                                            std::make_shared<CountingIdentifiers>(), {});
+  OrvoAppBundleReplacementExecutor executor({.fileSystem = disk_,
+                                             .relauncher = relauncher_,
+                                             .permissionChecker = permission_,
+                                             .privilegeChecker = privilege_,
+                                             .identifiers = std::make_shared<CountingIdentifiers>()});
   disk_->quarantined.clear();
   try {
     (void)executor.executeReplacement(request_);

@@ -130,9 +130,10 @@ struct World {
     OrvoAppBundleReplacementRequest request;
     request.stagedApplicationURL = folder / (attempt + "/Extracted/Editor.app");
     request.installedApplicationURL = installed;
-    OrvoAppBundleReplacementExecutor executor(disk, relauncher, nullptr,
-                                              std::make_shared<ScriptedPrivilege>(), nullptr,
-                                              [](const std::string&) {}, identifiers, {});
+    OrvoAppBundleReplacementExecutor executor({.fileSystem = disk,
+                                               .relauncher = relauncher,
+                                               .privilegeChecker = std::make_shared<ScriptedPrivilege>(),
+                                               .identifiers = identifiers});
     try {
       recoverInterruptedReplacement(*disk, installed, [](const std::string&) {});
       (void)executor.executeReplacement(request);

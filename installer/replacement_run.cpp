@@ -135,9 +135,12 @@ void ReplacementRun::execute(const OrvoAppBundleReplacementRequest& request,
     return std::make_unique<OrvoAppBundleCodeSignatureValidator>(
         collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation, log);
   };
-  OrvoAppBundleReplacementExecutor executor(
-      collaborators_.fileSystem, collaborators_.relauncher, nullptr, collaborators_.privilegeChecker, nullptr,
-      collaborators_.systemLog, collaborators_.identifiers, makeValidator);
+  OrvoAppBundleReplacementExecutor executor({.fileSystem = collaborators_.fileSystem,
+                                             .relauncher = collaborators_.relauncher,
+                                             .privilegeChecker = collaborators_.privilegeChecker,
+                                             .diagnosticLog = collaborators_.systemLog,
+                                             .identifiers = collaborators_.identifiers,
+                                             .makeValidator = makeValidator});
   (void)executor.executeReplacement(request, [&](const std::exception& error) {
     failure = failureDescription(error, validatorLine);
     collaborators_.systemLog("replacement failed: " + *failure);

@@ -3,13 +3,13 @@
 #include <exception>
 
 #include "foundation/item_path.h"
-#include "platform/identifiers.h"
+#include "foundation/uuid.h"
+#include "launcher-protocol/installer_folder.h"
 
 namespace pellam {
 
 namespace {
 
-constexpr const char* installerFolderName = "SeamlessInstaller";
 constexpr int maximumCandidates = 8;
 
 }  // namespace

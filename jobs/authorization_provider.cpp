@@ -33,17 +33,15 @@ OrvoAppBundleSecurityAuthorizationProvider::makeAuthorization() {
 }
 
 void OrvoAppBundleSecurityAuthorizationProvider::requestAdministratorRights(
-    OrvoAppBundleLaunchdAuthorization& authorization, const std::string& customRightName,
-    const std::string& serviceManagementRight, const std::string& prompt,
-    const std::function<void()>& interactionWillBegin, const std::function<void()>& interactionDidEnd) {
+    OrvoAppBundleLaunchdAuthorization& authorization, const AdministratorQuestion& question) {
   const AuthorizationReference reference = requiredReference(authorization);
-  throwUnlessSuccess(
-      securityClient_->authorizationRightSet(reference, customRightName, "authenticate-admin", prompt));
-  interactionWillBegin();
+  throwUnlessSuccess(securityClient_->authorizationRightSet(reference, question.customRightName,
+                                                            "authenticate-admin", question.prompt));
+  question.interactionWillBegin();
   const std::int32_t status = securityClient_->authorizationCopyRights(
-      reference, {customRightName, serviceManagementRight},
+      reference, {question.customRightName, question.serviceManagementRightName},
       authorization_flags::interactionAllowed | authorization_flags::extendRights);
-  interactionDidEnd();
+  question.interactionDidEnd();
   throwUnlessSuccess(status);
 }
 

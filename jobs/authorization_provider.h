@@ -33,6 +33,15 @@ class OrvoAppBundleLaunchdAuthorization {
   Free freeAuthorization_;
 };
 
+// The question to the administrator.
+struct AdministratorQuestion {
+  std::string customRightName;
+  std::string serviceManagementRightName;
+  std::string prompt;                          // what the user reads
+  std::function<void()> interactionWillBegin;  // may throw, and then nobody is asked
+  std::function<void()> interactionDidEnd;     // after the question, however it was answered
+};
+
 // Gets the rights for changing jobs. Every refusal is an OrvoUpdateInstallerError: authorizationCancelled
 // when the user ended the dialog, else authorizationDenied with the platform's status. Nothing is retried.
 class OrvoAppBundleLaunchdAuthorizationProviding {
@@ -41,14 +50,9 @@ class OrvoAppBundleLaunchdAuthorizationProviding {
 
   [[nodiscard]] virtual std::unique_ptr<OrvoAppBundleLaunchdAuthorization> makeAuthorization() = 0;
 
-  // Blocks for as long as the user is asked. `interactionWillBegin` may throw, and then nobody is asked;
-  // `interactionDidEnd` is called after the question, however it was answered.
+  // Blocks for as long as the user is asked.
   virtual void requestAdministratorRights(OrvoAppBundleLaunchdAuthorization& authorization,
-                                          const std::string& customRightName,
-                                          const std::string& serviceManagementRight,
-                                          const std::string& prompt,
-                                          const std::function<void()>& interactionWillBegin,
-                                          const std::function<void()>& interactionDidEnd) = 0;
+                                          const AdministratorQuestion& question) = 0;
 
   virtual void requestServiceManagementRightsWithoutInteraction(
       OrvoAppBundleLaunchdAuthorization& authorization, const std::string& serviceManagementRight) = 0;
@@ -62,10 +66,7 @@ class OrvoAppBundleSecurityAuthorizationProvider final : public OrvoAppBundleLau
 
   [[nodiscard]] std::unique_ptr<OrvoAppBundleLaunchdAuthorization> makeAuthorization() override;
   void requestAdministratorRights(OrvoAppBundleLaunchdAuthorization& authorization,
-                                  const std::string& customRightName,
-                                  const std::string& serviceManagementRight, const std::string& prompt,
-                                  const std::function<void()>& interactionWillBegin,
-                                  const std::function<void()>& interactionDidEnd) override;
+                                  const AdministratorQuestion& question) override;
   void requestServiceManagementRightsWithoutInteraction(OrvoAppBundleLaunchdAuthorization& authorization,
                                                         const std::string& serviceManagementRight) override;
 

@@ -40,12 +40,16 @@ struct Authorization : testing::Test {
   std::string request(OrvoAppBundleLaunchdAuthorization& authorization, bool refuseToBegin = false) {
     return thrown([&] {
       provider.requestAdministratorRights(
-          authorization, "custom", "management", "Please",
-          [&] {
-            journal.emplace_back("will begin");
-            if (refuseToBegin) throw Error::replacementHelperLaunchTimedOut(Phase::preAuthorization);
-          },
-          [&] { journal.emplace_back("did end"); });
+          authorization, {.customRightName = "custom",
+                          .serviceManagementRightName = "management",
+                          .prompt = "Please",
+                          .interactionWillBegin =
+                              [&] {
+                                journal.emplace_back("will begin");
+                                if (refuseToBegin)
+                                  throw Error::replacementHelperLaunchTimedOut(Phase::preAuthorization);
+                              },
+                          .interactionDidEnd = [&] { journal.emplace_back("did end"); }});
     });
   }
 };
@@ -162,12 +166,13 @@ struct Relaunch : Submission {
   std::optional<OrvoAppBundleLaunchdUserContext> user;
 
   OrvoAppBundleLaunchdRelauncher relauncher() {
-    return {workspace,
-            checks,
-            std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(client),
-            std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(control),
-            bundles,
-            user};
+    return OrvoAppBundleLaunchdRelauncher(
+        {.workspaceRelauncher = workspace,
+         .privilegeChecker = checks,
+         .authorizationProvider = std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(client),
+         .jobSubmitter = std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(control),
+         .bundles = bundles,
+         .launchUserContext = user});
   }
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "launcher-protocol/launch_progress.h"
 #include "launcher-protocol/launch_result.h"
 #include "launcher-protocol/replacement_request.h"
+#include "pellam/launch_progress.h"
 
 namespace pellam {
 

@@ -1,4 +1,4 @@
-#include "launcher-protocol/launch_progress.h"
+#include "pellam/launch_progress.h"
 
 #include <array>
 #include <string_view>

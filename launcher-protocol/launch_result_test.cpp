@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "launcher-protocol/launch_progress.h"
+#include "pellam/launch_progress.h"
 #include "platform/security_status.h"
 
 namespace pellam {

@@ -12,9 +12,7 @@ std::string OrvoAppBundleInstallerLauncherServiceInfo::serviceName(
 
 std::string OrvoAppBundleInstallerLauncherServiceInfo::currentHostServiceName(const BundleLoading& bundles) {
   const std::optional<Bundle> bundle = bundles.bundleAt(bundles.mainBundlePath());
-  const PropertyListText* identifier =
-      bundle ? bundle->informationDictionary.findString("CFBundleIdentifier") : nullptr;
-  return serviceName(identifier == nullptr ? std::nullopt : std::optional(identifier->string()));
+  return serviceName(bundle ? bundle->bundleIdentifier() : std::nullopt);
 }
 
 }  // namespace pellam

@@ -49,15 +49,15 @@ Result resultOf(const OrvoUpdateInstallerError& error) {
 
 Launcher::OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators) : with_(std::move(collaborators)) {
   if (!with_.permissionChecker) {
-    with_.permissionChecker = std::make_shared<OrvoAppBundleReplacementWriteProbe>(makeSystemFileSystem(),
-                                                                                   makeSystemUUIDGenerator());
+    with_.permissionChecker =
+        std::make_shared<OrvoAppBundleReplacementWriteProbe>(with_.fileSystem, with_.identifiers);
   }
   if (!with_.ownershipMatcher) {
-    with_.ownershipMatcher = std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(
-        makeSystemFileSystem(), makeSystemUUIDGenerator());
+    with_.ownershipMatcher =
+        std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(with_.fileSystem, with_.identifiers);
   }
   if (!with_.launchUserContextProvider) {
-    with_.launchUserContextProvider = [process = makeSystemProcessInformation()] {
+    with_.launchUserContextProvider = [process = with_.processInformation] {
       return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
     };
   }
@@ -114,20 +114,24 @@ void Launcher::requestRights(OrvoAppBundleLaunchdAuthorization& authorization,
                              const LaunchProgressHandler& progressHandler) {
   std::optional<std::uint64_t> begin;
   with_.authorizationProvider->requestAdministratorRights(
-      authorization, authorizationRightName(request), serviceManagementRightName,
-      authorizationPrompt(request),
-      [&] {
-        if (!with_.preAuthorizationShouldProceed()) {
-          throw OrvoUpdateInstallerError::replacementHelperLaunchTimedOut(Phase::preAuthorization);
-        }
-        begin = with_.monotonicTimeProvider();
-        progressHandler(Progress::authorizationBegan());
-      },
-      [&] {
-        const std::uint64_t now = with_.monotonicTimeProvider();
-        progressHandler(Progress::authorizationEnded(begin && now > *begin ? now - *begin : 0));
-        with_.beginPostAuthorizationPhase();
-      });
+      authorization,
+      {.customRightName = authorizationRightName(request),
+       .serviceManagementRightName = serviceManagementRightName,
+       .prompt = authorizationPrompt(request),
+       .interactionWillBegin =
+           [&] {
+             if (!with_.preAuthorizationShouldProceed()) {
+               throw OrvoUpdateInstallerError::replacementHelperLaunchTimedOut(Phase::preAuthorization);
+             }
+             begin = with_.monotonicTimeProvider();
+             progressHandler(Progress::authorizationBegan());
+           },
+       .interactionDidEnd =
+           [&] {
+             const std::uint64_t now = with_.monotonicTimeProvider();
+             progressHandler(Progress::authorizationEnded(begin && now > *begin ? now - *begin : 0));
+             with_.beginPostAuthorizationPhase();
+           }});
 }
 
 OrvoAppBundleLaunchdJob Launcher::helperJob(const OrvoAppBundleReplacementRequest& request,

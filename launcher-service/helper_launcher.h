@@ -11,6 +11,9 @@
 #include "launcher-protocol/helper_launching.h"
 #include "platform/bundle_loading.h"
 #include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/identifiers.h"
+#include "platform/process_information.h"
 
 namespace pellam {
 
@@ -20,21 +23,24 @@ namespace pellam {
 // answer is not. One instance per launch.
 class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
  public:
-  // Absent permission checker: a write probe; absent ownership matcher: the one of this system; absent launch
-  // user context provider: this process's user; these three over the system's file manager. The others are
-  // required.
+  // Permission checker, ownership matcher and launch user context provider may be absent: then they are a
+  // write probe, the ownership matcher of this system and this process's user, made of the last three. The
+  // others are required.
   struct Collaborators {
-    std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker;
-    std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher;
+    std::shared_ptr<OrvoAppBundleReplacementPermissionChecking> permissionChecker{};
+    std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching> ownershipMatcher{};
     std::shared_ptr<OrvoAppBundleLaunchdAuthorizationProviding> authorizationProvider;
     std::shared_ptr<OrvoAppBundleLaunchdJobSubmitting> jobSubmitter;
     std::function<std::int32_t()> processIdentifierProvider;  // the host's
-    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider;
+    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider{};
     std::function<bool()> preAuthorizationShouldProceed;
     std::function<void()> beginPostAuthorizationPhase;
     std::function<bool()> postAuthorizationShouldProceed;
     MonotonicTimeProvider monotonicTimeProvider;
     std::shared_ptr<BundleLoading> bundles;
+    std::shared_ptr<FileSystem> fileSystem{};
+    std::shared_ptr<UUIDGenerating> identifiers{};
+    std::shared_ptr<ProcessInformation> processInformation{};
   };
 
   explicit OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators);

@@ -32,8 +32,8 @@ OrvoAppBundleUpdateHostIdentity OrvoAppBundleInstallerLauncherServiceHostIdentit
   if (!bundle) throw Refusal::containingApplicationUnreadable(containingApplication.string());
 
   const PropertyListDictionary& information = bundle->informationDictionary;
-  const PropertyListText* identifier = information.findString("CFBundleIdentifier");
-  if (identifier == nullptr || identifier->empty()) {
+  const std::optional<std::string> identifier = bundleIdentifierOf(information);
+  if (!identifier || identifier->empty()) {
     throw Refusal::containingApplicationBundleIdentifierMissing(containingApplication.string());
   }
   if (*identifier != requestedIdentity.bundleIdentifier) {

@@ -22,35 +22,14 @@ bool hasExtension(const std::filesystem::path& path, std::string_view extension)
 
 }  // namespace
 
-Resolver::OrvoAppBundleInstallerLauncherServiceLaunchResolver(
-    ContainingApplicationURLProvider containingApplicationURLProvider,
-    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver,
-    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider,
-    std::function<std::int32_t()> hostProcessIdentifierProvider, std::shared_ptr<FileSystem> fileSystem,
-    std::shared_ptr<BundleLoading> bundles)
-    : containingApplicationURLProvider_(std::move(containingApplicationURLProvider)),
-      hostIdentityResolver_(std::move(hostIdentityResolver)),
-      launchUserContextProvider_(std::move(launchUserContextProvider)),
-      hostProcessIdentifierProvider_(std::move(hostProcessIdentifierProvider)),
-      fileSystem_(std::move(fileSystem)),
-      bundles_(std::move(bundles)) {
-  if (!containingApplicationURLProvider_) {
-    containingApplicationURLProvider_ = [files = fileSystem_, loader = bundles_] {
+Resolver::OrvoAppBundleInstallerLauncherServiceLaunchResolver(Collaborators collaborators)
+    : with_(std::move(collaborators)) {
+  if (!with_.containingApplicationURLProvider) {
+    with_.containingApplicationURLProvider = [files = with_.fileSystem, loader = with_.bundles] {
       return defaultContainingApplicationURL(*files, *loader);
     };
   }
 }
-
-Resolver::OrvoAppBundleInstallerLauncherServiceLaunchResolver(
-    ContainingApplicationURLProvider containingApplicationURLProvider,
-    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver,
-    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider,
-    std::function<std::int32_t()> hostProcessIdentifierProvider, std::shared_ptr<FileSystem> fileSystem,
-    std::shared_ptr<BundleLoading> bundles, const std::string& /*helperExecutableName*/)
-    : OrvoAppBundleInstallerLauncherServiceLaunchResolver(
-          std::move(containingApplicationURLProvider), std::move(hostIdentityResolver),
-          std::move(launchUserContextProvider), std::move(hostProcessIdentifierProvider),
-          std::move(fileSystem), std::move(bundles)) {}
 
 std::optional<std::filesystem::path> Resolver::defaultContainingApplicationURL(const FileSystem& fileSystem,
                                                                                const BundleLoading& bundles) {
@@ -64,13 +43,14 @@ std::optional<std::filesystem::path> Resolver::defaultContainingApplicationURL(c
 OrvoAppBundleXPCReplacementLaunch Resolver::makeLaunch(const PropertyListDictionary& dictionary) {
   const OrvoAppBundleReplacementRequest asked = OrvoAppBundleXPCReplacementMessage::parse(dictionary).request;
 
-  const std::optional<std::filesystem::path> containing = containingApplicationURLProvider_();
+  const std::optional<std::filesystem::path> containing = with_.containingApplicationURLProvider();
   if (!containing) {
     throw Refusal::serviceNotEmbeddedInApplication(
-        fileSystem_->resolvingSymlinks(bundles_->mainBundlePath()).string());
+        with_.fileSystem->resolvingSymlinks(with_.bundles->mainBundlePath()).string());
   }
-  const std::string requestedPath = fileSystem_->resolvingSymlinks(asked.installedApplicationURL).string();
-  const std::string containingPath = fileSystem_->resolvingSymlinks(*containing).string();
+  const std::string requestedPath =
+      with_.fileSystem->resolvingSymlinks(asked.installedApplicationURL).string();
+  const std::string containingPath = with_.fileSystem->resolvingSymlinks(*containing).string();
   if (requestedPath != containingPath) {
     throw Refusal::installedApplicationPathMismatch(requestedPath, containingPath);
   }
@@ -78,14 +58,14 @@ OrvoAppBundleXPCReplacementLaunch Resolver::makeLaunch(const PropertyListDiction
 
   OrvoAppBundleXPCReplacementLaunch launch;
   OrvoAppBundleReplacementRequest& request = launch.request;
-  request.hostIdentity = hostIdentityResolver_->makeHostIdentity(*containing, *asked.hostIdentity);
-  request.launchUserContext = launchUserContextProvider_();
+  request.hostIdentity = with_.hostIdentityResolver->makeHostIdentity(*containing, *asked.hostIdentity);
+  request.launchUserContext = with_.launchUserContextProvider();
   request.failureReportURL =
       resolvedFailureReportURL(asked.failureReportURL, request.hostIdentity->bundleIdentifier,
                                request.launchUserContext->homeDirectory);
   request.helperExecutableURL =
       *containing / "Contents" / "MacOS" / OrvoAppBundleUpdateHelperIdentity::executableName;
-  if (!fileSystem_->isExecutableFile(*request.helperExecutableURL)) {
+  if (!with_.fileSystem->isExecutableFile(*request.helperExecutableURL)) {
     throw OrvoUpdateInstallerError(OrvoUpdateInstallerError::Case::replacementHelperUnavailable);
   }
   request.stagedApplicationURL = asked.stagedApplicationURL;
@@ -93,7 +73,7 @@ OrvoAppBundleXPCReplacementLaunch Resolver::makeLaunch(const PropertyListDiction
   request.shouldRequestAuthorizationIfNeeded = asked.shouldRequestAuthorizationIfNeeded;
   request.failureReportAttemptIdentifier = asked.failureReportAttemptIdentifier;
 
-  launch.hostProcessIdentifier = hostProcessIdentifierProvider_();
+  launch.hostProcessIdentifier = with_.hostProcessIdentifierProvider();
   if (launch.hostProcessIdentifier < 1) {
     throw Refusal::hostProcessIdentifierUnavailable(launch.hostProcessIdentifier);
   }
@@ -105,12 +85,12 @@ std::optional<std::filesystem::path> Resolver::resolvedFailureReportURL(
     const std::string& homeDirectory) const {
   using Store = OrvoAppBundleUpdateFailureReportStore;
   if (!requested) return std::nullopt;
-  const std::filesystem::path requestedPath = fileSystem_->resolvingSymlinks(*requested);
+  const std::filesystem::path requestedPath = with_.fileSystem->resolvingSymlinks(*requested);
   std::vector<std::string> allowedPaths;
   for (const auto& candidate : {Store::userApplicationSupportReportURL(bundleIdentifier, homeDirectory),
                                 Store::sandboxContainerReportURL(bundleIdentifier, homeDirectory)}) {
     if (!candidate) continue;
-    const std::filesystem::path candidatePath = fileSystem_->resolvingSymlinks(*candidate);
+    const std::filesystem::path candidatePath = with_.fileSystem->resolvingSymlinks(*candidate);
     if (candidatePath.native() == requestedPath.native() ||
         reportPathsHaveSameParentAndFilename(requestedPath, candidatePath)) {
       return candidate;
@@ -124,8 +104,10 @@ bool Resolver::reportPathsHaveSameParentAndFilename(const std::filesystem::path&
                                                     const std::filesystem::path& right) const {
   if (left.filename() != right.filename()) return false;
   try {
-    const FileAttributes one = fileSystem_->attributes(fileSystem_->resolvingSymlinks(left.parent_path()));
-    const FileAttributes other = fileSystem_->attributes(fileSystem_->resolvingSymlinks(right.parent_path()));
+    const FileAttributes one =
+        with_.fileSystem->attributes(with_.fileSystem->resolvingSymlinks(left.parent_path()));
+    const FileAttributes other =
+        with_.fileSystem->attributes(with_.fileSystem->resolvingSymlinks(right.parent_path()));
     return one.type == FileType::directory && other.type == FileType::directory &&
            one.fileSystemNumber == other.fileSystemNumber && one.fileNumber == other.fileNumber;
   } catch (const std::system_error&) {

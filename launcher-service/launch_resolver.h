@@ -42,22 +42,19 @@ class OrvoAppBundleInstallerLauncherServiceLaunchResolver final
  public:
   using ContainingApplicationURLProvider = std::function<std::optional<std::filesystem::path>()>;
 
-  // Without a provider the application is found from this service's own place inside it.
-  OrvoAppBundleInstallerLauncherServiceLaunchResolver(
-      ContainingApplicationURLProvider containingApplicationURLProvider,
-      std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver,
-      std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider,
-      std::function<std::int32_t()> hostProcessIdentifierProvider, std::shared_ptr<FileSystem> fileSystem,
-      std::shared_ptr<BundleLoading> bundles);
+  struct Collaborators {
+    // Absent: the application is found from this service's own place inside it.
+    ContainingApplicationURLProvider containingApplicationURLProvider{};
+    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver;
+    std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider;
+    std::function<std::int32_t()> hostProcessIdentifierProvider;
+    std::shared_ptr<FileSystem> fileSystem;
+    std::shared_ptr<BundleLoading> bundles;
+    std::string
+        helperExecutableName{};  // accepted for callers that still pass one; the helper's name is fixed
+  };
 
-  // The same; the name is accepted for callers that still pass one, and has no effect: the helper's name is
-  // fixed.
-  OrvoAppBundleInstallerLauncherServiceLaunchResolver(
-      ContainingApplicationURLProvider containingApplicationURLProvider,
-      std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver,
-      std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider,
-      std::function<std::int32_t()> hostProcessIdentifierProvider, std::shared_ptr<FileSystem> fileSystem,
-      std::shared_ptr<BundleLoading> bundles, const std::string& helperExecutableName);
+  explicit OrvoAppBundleInstallerLauncherServiceLaunchResolver(Collaborators collaborators);
 
   [[nodiscard]] OrvoAppBundleXPCReplacementLaunch makeLaunch(const PropertyListDictionary& message) override;
 
@@ -73,12 +70,7 @@ class OrvoAppBundleInstallerLauncherServiceLaunchResolver final
   [[nodiscard]] bool reportPathsHaveSameParentAndFilename(const std::filesystem::path& left,
                                                           const std::filesystem::path& right) const;
 
-  ContainingApplicationURLProvider containingApplicationURLProvider_;
-  std::shared_ptr<OrvoAppBundleInstallerLauncherServiceHostIdentityResolving> hostIdentityResolver_;
-  std::function<OrvoAppBundleLaunchdUserContext()> launchUserContextProvider_;
-  std::function<std::int32_t()> hostProcessIdentifierProvider_;
-  std::shared_ptr<FileSystem> fileSystem_;
-  std::shared_ptr<BundleLoading> bundles_;
+  Collaborators with_;
 };
 
 }  // namespace pellam

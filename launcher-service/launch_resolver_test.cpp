@@ -56,12 +56,15 @@ struct LaunchResolver : testing::Test {
   }
 
   OrvoAppBundleXPCReplacementLaunch resolve() {
-    Resolver resolver(
-        nullptr, identity,
-        [this] {
-          return OrvoAppBundleLaunchdUserContext{501, 20, "ada", home.string()};
-        },
-        [this] { return hostProcess; }, files, bundles, "AnotherHelper");
+    Resolver resolver({.hostIdentityResolver = identity,
+                       .launchUserContextProvider =
+                           [this] {
+                             return OrvoAppBundleLaunchdUserContext{501, 20, "ada", home.string()};
+                           },
+                       .hostProcessIdentifierProvider = [this] { return hostProcess; },
+                       .fileSystem = files,
+                       .bundles = bundles,
+                       .helperExecutableName = "AnotherHelper"});
     return resolver.makeLaunch(message.propertyList());
   }
   std::optional<Refusal> refusal() {

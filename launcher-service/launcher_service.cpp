@@ -26,36 +26,14 @@ Result refusalResult(const std::exception& error) {
 
 }  // namespace
 
-Service::OrvoAppBundleInstallerLauncherService(
-    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
-    std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-    MonotonicTimeProvider monotonicTimeProvider, LaunchProgressHandler progressHandler,
-    std::shared_ptr<LaunchTasks> tasks, LauncherFactory launcherFactory)
-    : launchResolver_(std::move(launchResolver)),
-      preAuthorizationTimeoutNanoseconds_(preAuthorizationTimeoutNanoseconds),
-      postAuthorizationTimeoutNanoseconds_(postAuthorizationTimeoutNanoseconds),
-      monotonicTimeProvider_(std::move(monotonicTimeProvider)),
-      progressHandler_(std::move(progressHandler)),
-      tasks_(std::move(tasks)),
-      launcherFactory_(std::move(launcherFactory)) {}
-
-Service::OrvoAppBundleInstallerLauncherService(
-    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
-    std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-    const MonotonicTimeProvider& monotonicTimeProvider, LaunchProgressHandler progressHandler,
-    std::shared_ptr<LaunchTasks> tasks, const ServicePlatform& platform)
-    : OrvoAppBundleInstallerLauncherService(std::move(launchResolver), preAuthorizationTimeoutNanoseconds,
-                                            postAuthorizationTimeoutNanoseconds, monotonicTimeProvider,
-                                            std::move(progressHandler), std::move(tasks),
-                                            makeDefaultLauncherFactory(platform, monotonicTimeProvider)) {}
-
 void Service::launchReplacement(const PropertyListDictionary& message, Reply reply) {
-  progressHandler_(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
+  with_.progressHandler(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
   const auto budget = std::make_shared<OrvoAppBundleInstallerLaunchPhaseBudget>(
-      preAuthorizationTimeoutNanoseconds_, postAuthorizationTimeoutNanoseconds_, monotonicTimeProvider_);
+      static_cast<std::uint64_t>(with_.timeouts.preAuthorization.count()),
+      static_cast<std::uint64_t>(with_.timeouts.postAuthorization.count()), with_.monotonicTimeProvider);
   OrvoAppBundleXPCReplacementLaunch launch;
   try {
-    launch = launchResolver_->makeLaunch(message);
+    launch = with_.launchResolver->makeLaunch(message);
   } catch (const std::exception& error) {
     reply(refusalResult(error).xpcDictionary());
     return;
@@ -65,10 +43,9 @@ void Service::launchReplacement(const PropertyListDictionary& message, Reply rep
     return;
   }
   try {
-    const auto launcher = launcherFactory_(launch.hostProcessIdentifier, budget);
-    tasks_->start([launcher, request = std::move(launch.request), progress = progressHandler_, reply] {
-      reply(launcher->launchReplacement(request, progress).xpcDictionary());
-    });
+    const auto launcher = with_.launcherFactory(launch.hostProcessIdentifier, budget);
+    with_.tasks->start([launcher, request = std::move(launch.request), progress = with_.progressHandler,
+                        reply] { reply(launcher->launchReplacement(request, progress).xpcDictionary()); });
   } catch (const std::exception& error) {
     reply(refusalResult(error).xpcDictionary());
   }
@@ -79,24 +56,20 @@ Service::LauncherFactory makeDefaultLauncherFactory(const ServicePlatform& platf
   return [platform, time = std::move(monotonicTimeProvider)](
              std::int32_t hostProcessIdentifier,
              const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>& budget) {
-    OrvoAppBundleLaunchdHelperLauncher::Collaborators with;
-    with.permissionChecker =
-        std::make_shared<OrvoAppBundleReplacementWriteProbe>(platform.fileSystem, platform.identifiers);
-    with.ownershipMatcher =
-        std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(platform.fileSystem, platform.identifiers);
-    with.authorizationProvider =
-        std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(platform.securityClient);
-    with.jobSubmitter = std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(platform.jobControl);
-    with.processIdentifierProvider = [hostProcessIdentifier] { return hostProcessIdentifier; };
-    with.launchUserContextProvider = [process = platform.processInformation] {
-      return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
-    };
-    with.preAuthorizationShouldProceed = [budget] { return budget->preAuthorizationShouldProceed(); };
-    with.beginPostAuthorizationPhase = [budget] { budget->beginPostAuthorizationPhase(); };
-    with.postAuthorizationShouldProceed = [budget] { return budget->postAuthorizationShouldProceed(); };
-    with.monotonicTimeProvider = time;
-    with.bundles = platform.bundles;
-    return std::make_shared<OrvoAppBundleLaunchdHelperLauncher>(std::move(with));
+    return std::make_shared<OrvoAppBundleLaunchdHelperLauncher>(
+        OrvoAppBundleLaunchdHelperLauncher::Collaborators{
+            .authorizationProvider =
+                std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(platform.securityClient),
+            .jobSubmitter = std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(platform.jobControl),
+            .processIdentifierProvider = [hostProcessIdentifier] { return hostProcessIdentifier; },
+            .preAuthorizationShouldProceed = [budget] { return budget->preAuthorizationShouldProceed(); },
+            .beginPostAuthorizationPhase = [budget] { budget->beginPostAuthorizationPhase(); },
+            .postAuthorizationShouldProceed = [budget] { return budget->postAuthorizationShouldProceed(); },
+            .monotonicTimeProvider = time,
+            .bundles = platform.bundles,
+            .fileSystem = platform.fileSystem,
+            .identifiers = platform.identifiers,
+            .processInformation = platform.processInformation});
   };
 }
 

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "launcher-protocol/helper_launching.h"
+#include "launcher-protocol/launch_timeouts.h"
 #include "launcher-service/launch_resolver.h"
 #include "launcher-service/launch_tasks.h"
 #include "launcher-service/phase_budget.h"
@@ -22,30 +24,23 @@ class OrvoAppBundleInstallerLauncherService final : public OrvoAppBundleInstalle
   using LauncherFactory = std::function<std::shared_ptr<OrvoAppBundleUpdateHelperLaunching>(
       std::int32_t hostProcessIdentifier, std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget> budget)>;
 
-  OrvoAppBundleInstallerLauncherService(
-      std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
-      std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-      MonotonicTimeProvider monotonicTimeProvider, LaunchProgressHandler progressHandler,
-      std::shared_ptr<LaunchTasks> tasks, LauncherFactory launcherFactory);
+  struct Collaborators {
+    std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver;
+    LaunchTimeouts timeouts = serviceLaunchTimeouts;
+    MonotonicTimeProvider monotonicTimeProvider;
+    LaunchProgressHandler progressHandler;
+    std::shared_ptr<LaunchTasks> tasks;
+    LauncherFactory launcherFactory;  // the platform's: makeDefaultLauncherFactory()
+  };
 
-  // With the launcher of the platform: makeDefaultLauncherFactory().
-  OrvoAppBundleInstallerLauncherService(
-      std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver,
-      std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-      const MonotonicTimeProvider& monotonicTimeProvider, LaunchProgressHandler progressHandler,
-      std::shared_ptr<LaunchTasks> tasks, const ServicePlatform& platform);
+  explicit OrvoAppBundleInstallerLauncherService(Collaborators collaborators)
+      : with_(std::move(collaborators)) {}
 
   // The reply may be called before this returns, or later on the launch's thread.
   void launchReplacement(const PropertyListDictionary& message, Reply reply) override;
 
  private:
-  std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver_;
-  std::uint64_t preAuthorizationTimeoutNanoseconds_;
-  std::uint64_t postAuthorizationTimeoutNanoseconds_;
-  MonotonicTimeProvider monotonicTimeProvider_;
-  LaunchProgressHandler progressHandler_;
-  std::shared_ptr<LaunchTasks> tasks_;
-  LauncherFactory launcherFactory_;
+  Collaborators with_;
 };
 
 // Makes a launchd helper launcher over the platform for each launch.

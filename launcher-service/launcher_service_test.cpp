@@ -39,12 +39,18 @@ struct Service : testing::Test {
 
   void send() {
     auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
-        resolver, 25, 10, [this] { return now; },
-        [this](const Progress& event) { progress.push_back(event); }, tasks,
-        [this](std::int32_t host, const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>&) {
-          launchersMade.push_back(host);
-          return launcher;
-        });
+        OrvoAppBundleInstallerLauncherService::Collaborators{
+            .launchResolver = resolver,
+            .timeouts = {.preAuthorization = std::chrono::nanoseconds(25),
+                         .postAuthorization = std::chrono::nanoseconds(10)},
+            .monotonicTimeProvider = [this] { return now; },
+            .progressHandler = [this](const Progress& event) { progress.push_back(event); },
+            .tasks = tasks,
+            .launcherFactory =
+                [this](std::int32_t host, const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>&) {
+                  launchersMade.push_back(host);
+                  return launcher;
+                }});
     service->launchReplacement({}, [this](const PropertyListDictionary& reply) { replies.push_back(reply); });
     service.reset();  // as when the connection goes
     tasks->waitUntilIdle();

@@ -4,34 +4,35 @@
 
 namespace pellam {
 
-namespace {
-
-constexpr std::uint64_t preAuthorizationTimeoutNanoseconds = 25'000'000'000;
-constexpr std::uint64_t postAuthorizationTimeoutNanoseconds = 10'000'000'000;
-
-}  // namespace
-
 bool PellamUpdateInstallerLauncherServiceDelegate::shouldAcceptNewConnection(
     IncomingServiceConnection& connection) {
   const std::int32_t hostProcessIdentifier = connection.processIdentifier();
   auto identityResolver = std::make_shared<OrvoAppBundleInstallerLauncherServiceHostIdentityResolver>(
       platform_.bundles, platform_.processes);
   auto launchResolver = std::make_shared<OrvoAppBundleInstallerLauncherServiceLaunchResolver>(
-      nullptr, std::move(identityResolver),
-      [process = platform_.processInformation] {
-        return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
-      },
-      [hostProcessIdentifier] { return hostProcessIdentifier; }, platform_.fileSystem, platform_.bundles);
+      OrvoAppBundleInstallerLauncherServiceLaunchResolver::Collaborators{
+          .hostIdentityResolver = std::move(identityResolver),
+          .launchUserContextProvider =
+              [process = platform_.processInformation] {
+                return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
+              },
+          .hostProcessIdentifierProvider = [hostProcessIdentifier] { return hostProcessIdentifier; },
+          .fileSystem = platform_.fileSystem,
+          .bundles = platform_.bundles});
 
   // A host that takes no progress, or that has gone, still has its launch carried out.
   auto progressProxy = connection.remoteObjectProxy([](const BridgedError&) {});
   auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
-      std::move(launchResolver), preAuthorizationTimeoutNanoseconds, postAuthorizationTimeoutNanoseconds,
-      platform_.uptime,
-      [progressProxy](const OrvoAppBundleInstallerLaunchProgress& progress) {
-        if (progressProxy) progressProxy->reportProgress(progress.xpcDictionary());
-      },
-      tasks_, platform_);
+      OrvoAppBundleInstallerLauncherService::Collaborators{
+          .launchResolver = std::move(launchResolver),
+          .timeouts = serviceLaunchTimeouts,
+          .monotonicTimeProvider = platform_.uptime,
+          .progressHandler =
+              [progressProxy](const OrvoAppBundleInstallerLaunchProgress& progress) {
+                if (progressProxy) progressProxy->reportProgress(progress.xpcDictionary());
+              },
+          .tasks = tasks_,
+          .launcherFactory = makeDefaultLauncherFactory(platform_, platform_.uptime)});
   connection.setExportedObject(std::move(service));
   connection.resume();
   return true;

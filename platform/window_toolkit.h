@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "pellam/bridged_error.h"
+#include "pellam/host_errors.h"
 #include "pellam/url.h"
 #include "platform/view.h"
 
@@ -17,17 +17,6 @@ namespace pellam {
 // Windows, their contents and modal alerts, as one system draws them. Whoever calls decides on every text,
 // size, order and answer; a body builds the views and lays them out. Everything here is used on the main
 // thread only. Lengths are points.
-
-// There is no display, or none that lets this process in. Nothing was shown.
-class DisplayUnavailable : public PellamError {
- public:
-  explicit DisplayUnavailable(std::string what) : what_(std::move(what)) {}
-  [[nodiscard]] BridgedError bridged() const override { return {"Pellam.Display", 1, what_}; }
-  [[nodiscard]] const char* what() const noexcept override { return what_.c_str(); }
-
- private:
-  std::string what_;
-};
 
 struct WindowSize {
   double width = 0;

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "ui/progress_window.h"
+#include "pellam/progress_window.h"
 #include "ui/progress_window_presenter.h"
 
 namespace pellam {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "pellam/progress_window.h"
 #include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
-#include "ui/progress_window.h"
 
 namespace pellam {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "feed/feed_keys.h"
+#include "pellam/feed_keys.h"
 #include "text/unicode_text.h"
 
 namespace pellam {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "feed/feed_entry.h"
+#include "pellam/feed_entry.h"
 #include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"

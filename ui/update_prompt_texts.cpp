@@ -1,8 +1,9 @@
 #include <algorithm>
 
-#include "feed/feed_keys.h"
+#include "feed/offer_kind.h"
 #include "foundation/decimal.h"
 #include "foundation/text_format.h"
+#include "pellam/feed_keys.h"
 #include "text/unicode_text.h"
 #include "ui/prompt_window_size.h"
 #include "ui/update_prompt_presenter.h"
@@ -59,8 +60,7 @@ WindowSize OrvoUpdatePromptPresenter::resolvedWindowSize(const FeedEntry& feed, 
 }
 
 bool OrvoUpdatePromptPresenter::hasNonEmptyStringValue(std::string_view key, const FeedEntry& feed) {
-  const PropertyListText* value = feed.findString(key);
-  return value != nullptr && !text::trimmed(*value).empty();
+  return hasNonEmptyText(feed, key);
 }
 
 }  // namespace pellam

@@ -4,8 +4,7 @@
 
 #include "examples/editor/editor_update.h"
 #include "foundation/decimal.h"
-#include "host/main_thread_queue.h"
-#include "host/system_host.h"
+#include "pellam/main_thread_queue.h"
 #include "services/sleeping.h"
 
 namespace pellam {
@@ -13,18 +12,12 @@ namespace pellam {
 void runEditorWithoutWindows(const Bundle& bundle, EditorLog& log, const CancellationToken& cancellation) {
   const auto mainThread = std::make_shared<MainThreadQueue>();
   const auto ending = cancellation.onCancel([&] { mainThread->stop(); });
-  SystemHost host = makeSystemHost(bundle.path, std::nullopt, mainThread);
+  UpdateHost host({.bundle = bundle.path, .mainThread = mainThread});
   const auto linger = std::chrono::seconds(
       parseDecimal<std::int64_t>(bundle.informationString("EditorLingerSeconds")).value_or(0));
   const std::optional<URL> feed = URL::parse(bundle.informationString("PellamFeedURL"));
   std::thread worker([&] {
-    if (feed) {
-      EditorUpdate update(host.application, host.check, host.coordinator, host.reports, host.identifiers,
-                          log);
-      UpdateCheckOptions options;
-      options.currentOSVersion = host.process->operatingSystemVersion().text();
-      (void)update.updateIfOffered(*feed, options, *mainThread, cancellation);
-    }
+    if (feed) (void)updateIfOffered(host, *feed, log, cancellation);
     try {
       systemSleep(static_cast<std::uint64_t>(std::chrono::nanoseconds(linger).count()), cancellation);
     } catch (const OperationCancelled&) {

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "foundation/app_identity.h"
+#include "pellam/app_identity.h"
 #include "platform/clock.h"
 
 namespace pellam {

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "host/system_standard_updater.h"
+#include "pellam/standard_updater.h"
 #include "platform/sample/application.h"
 
 namespace pellam {
@@ -33,7 +33,7 @@ void runEditorWithWindows(const Bundle& bundle, const BundleLoading& bundles, Ed
                           const CancellationToken& cancellation) {
   const std::string name = bundle.informationString("CFBundleDisplayName");
   const std::unique_ptr<Application> application =
-      makeSystemApplication(bundle.informationString("CFBundleIdentifier"), name);
+      makeSystemApplication(bundle.bundleIdentifier().value_or(""), name);
   const auto ending = cancellation.onCancel([&] { application->stop(); });
   const auto text = [&](const std::string& english) {
     return bundles.localizedString(bundle.path, english, "", english);
@@ -44,9 +44,9 @@ void runEditorWithWindows(const Bundle& bundle, const BundleLoading& bundles, Ed
     OrvoStandardUpdaterConfiguration configuration{*feed};
     configuration.applicationLogoImageName = "EditorLogo";
     configuration.manualUpdateURL = URL::parse(bundle.informationString("PellamManualUpdateURL"));
-    updater = makeSystemStandardUpdater(
-        bundle.path, std::move(configuration), [&] { application->stop(); },
-        std::make_shared<UpdaterLog>(log));
+    updater = makeStandardUpdater(std::move(configuration), {.bundle = bundle.path,
+                                                             .terminate = [&] { application->stop(); },
+                                                             .logger = std::make_shared<UpdaterLog>(log)});
   }
   application->showDocumentWindow(name + " " + bundle.informationString("CFBundleShortVersionString"),
                                   document, name,

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/main_thread.h"
+#include "pellam/main_thread.h"
 
 namespace pellam {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <utility>
 
-#include "feed/feed_entry.h"
-#include "host/standard_updater.h"
+#include "host/standard_updater_core.h"
 #include "host/update_settings.h"
+#include "pellam/feed_entry.h"
 #include "platform/identifiers.h"
 #include "tests/support/coordinator_fakes.h"
 #include "tests/support/recording_toolkit.h"
@@ -53,49 +53,56 @@ class StandardUpdaterFixture : public testing::Test {
   // The application starts anew: what is on disk and in the settings stays.
   void makeUpdater() {
     updater_.reset();
-    const auto coordinator = std::make_shared<OrvoUpdateInstallerCoordinator>(
-        files_, downloads_, unzipper_, opener_, validator_, launcher_,
-        [] {
-          return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-        },
-        OrvoUpdateInstallerCoordinatorEnvironment{mainThread_,
-                                                  std::make_shared<EnglishBundles>(),
-                                                  {},
-                                                  makeSystemUUIDGenerator(),
-                                                  time_,
-                                                  [](const auto&) {}});
+    const auto coordinator =
+        std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
+            .fileManager = files_,
+            .networkClient = downloads_,
+            .unzipper = unzipper_,
+            .launcher = opener_,
+            .appBundleValidator = validator_,
+            .replacementLauncher = launcher_,
+            .launchUserContextProvider =
+                [] {
+                  return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
+                },
+            .environment = {.mainThread = mainThread_,
+                            .bundles = std::make_shared<EnglishBundles>(),
+                            .localizationBundle = {},
+                            .identifiers = makeSystemUUIDGenerator(),
+                            .clock = time_,
+                            .systemLog = [](const auto&) {}}});
     InstalledApplication application;
     application.path = folder_ / "Editor.app";
     application.identity = {"Editor", "com.example.editor", "1.0", "100"};
     application.build = 100;
     OrvoStandardUpdaterConfiguration configuration{.feedURL = *URL::parse("https://a/feed.plist")};
     configuration.manualUpdateURL = manualUpdateURL_;
-    OrvoStandardUpdaterCollaborators collaborators{application,
-                                                   mainThread_,
-                                                   toolkit_,
-                                                   std::make_shared<TranslatingBundles>(),
-                                                   workspace_,
-                                                   settings_,
-                                                   feed_,
-                                                   coordinator,
-                                                   reports_,
-                                                   makeSystemUUIDGenerator(),
-                                                   time_,
-                                                   time_->sleep(),
-                                                   [this](const std::function<void()>& job) {
-                                                     ++jobs_;
-                                                     job();
-                                                   },
-                                                   [this] {
-                                                     ++draws_;
-                                                     return std::uint64_t{10};
-                                                   },
-                                                   logger_,
-                                                   [this] {
-                                                     ++terminations_;
-                                                     if (onTerminate_) onTerminate_();
-                                                   }};
-    updater_ = std::make_unique<OrvoStandardUpdater>(configuration, std::move(collaborators));
+    StandardUpdaterCollaborators collaborators{application,
+                                               mainThread_,
+                                               toolkit_,
+                                               std::make_shared<TranslatingBundles>(),
+                                               workspace_,
+                                               settings_,
+                                               feed_,
+                                               coordinator,
+                                               reports_,
+                                               makeSystemUUIDGenerator(),
+                                               time_,
+                                               time_->sleep(),
+                                               [this](const std::function<void()>& job) {
+                                                 ++jobs_;
+                                                 job();
+                                               },
+                                               [this] {
+                                                 ++draws_;
+                                                 return std::uint64_t{10};
+                                               },
+                                               logger_,
+                                               [this] {
+                                                 ++terminations_;
+                                                 if (onTerminate_) onTerminate_();
+                                               }};
+    updater_ = std::make_unique<StandardUpdaterCore>(configuration, std::move(collaborators));
   }
 
   // Is the main thread until that is so.
@@ -138,7 +145,7 @@ class StandardUpdaterFixture : public testing::Test {
   std::atomic<int> jobs_ = 0;
   int terminations_ = 0;
   std::function<void()> onTerminate_;
-  std::unique_ptr<OrvoStandardUpdater> updater_;
+  std::unique_ptr<StandardUpdaterCore> updater_;
 };
 
 }  // namespace pellam::testing_support

@@ -13,8 +13,8 @@
 
 #include "pellam/key_value_storing.h"
 #include "pellam/logger.h"
+#include "pellam/main_thread.h"
 #include "platform/clock.h"
-#include "platform/main_thread.h"
 #include "platform/property_list.h"
 #include "services/network_client.h"
 #include "services/sleeping.h"

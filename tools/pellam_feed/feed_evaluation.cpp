@@ -3,8 +3,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "feed/feed_keys.h"
 #include "foundation/date_text.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam::feed_tool {
 

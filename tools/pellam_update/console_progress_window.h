@@ -3,8 +3,8 @@
 #include <functional>
 #include <string>
 
+#include "pellam/progress_window.h"
 #include "tools/pellam_update/update_reporter.h"
-#include "ui/progress_window.h"
 
 namespace pellam {
 

@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "host/main_thread_queue.h"
 #include "host/system_host.h"
+#include "pellam/main_thread_queue.h"
 #include "platform/interrupts.h"
 #include "platform/terminal.h"
 #include "platform/user_languages.h"
@@ -29,7 +29,7 @@ bool confirm(bool canAsk, bool printsJSON, const CancellationToken& cancellation
 
 UpdateCheckOptions checkOptions(const UpdateCommandLine& line, const ProcessInformation& process) {
   UpdateCheckOptions options;
-  options.isManualCheck = !line.isAutomatic;
+  options.reason = line.isAutomatic ? CheckReason::automatic : CheckReason::manual;
   options.checkForBetaReleases = line.acceptsBeta;
   options.preferredLanguageCode = line.language ? line.language : preferredUserLanguage();
   options.acceptedSKUs = line.acceptedSKUs;

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "feed/feed_keys.h"
 #include "foundation/date_text.h"
+#include "pellam/feed_keys.h"
 
 namespace pellam {
 

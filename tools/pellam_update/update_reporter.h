@@ -6,9 +6,9 @@
 #include <string>
 
 #include "feed/feed_pipeline.h"
-#include "foundation/app_identity.h"
-#include "launcher-protocol/launch_progress.h"
-#include "ui/progress_window.h"
+#include "pellam/app_identity.h"
+#include "pellam/launch_progress.h"
+#include "pellam/progress_window.h"
 
 namespace pellam {
 

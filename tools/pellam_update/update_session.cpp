@@ -1,25 +1,12 @@
 #include "tools/pellam_update/update_session.h"
 
-#include "feed/feed_keys.h"
 #include "foundation/date_text.h"
-#include "host/installer_error_text.h"
+#include "host/offer_installation.h"
 #include "pellam/installer_error.h"
+#include "pellam/installer_error_text.h"
 #include "tools/pellam_update/console_progress_window.h"
 
 namespace pellam {
-
-namespace {
-
-// Where attempts are staged below the application's own folder; the helper knows the folder by this name.
-constexpr const char* installerSubdirectoryName = "SeamlessInstaller";
-constexpr const char* defaultInstallerNameFormat = "%@ Installer.pkg";
-
-bool hasText(const FeedEntry& feed, std::string_view key) {
-  const PropertyListText* text = feed.findString(key);
-  return text != nullptr && text->view().find_first_not_of(" \t\r\n") != std::string::npos;
-}
-
-}  // namespace
 
 UpdateExitStatus UpdateSession::run(const CancellationToken& cancellation) {
   const auto fail = [this](const std::string& error, const std::string& message) {
@@ -47,14 +34,13 @@ UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation
           parts_.reports->consumeFailureReport(application.identity.bundleIdentifier, std::nullopt)) {
     parts_.reporter.earlierFailure(report->errorDescription, iso8601Text(report->failedAt));
   }
-  parts_.coordinator->removeStaleInstallerAttempts(application.identity.displayName,
-                                                   installerSubdirectoryName, application.path);
+  OfferInstallation(application, parts_.coordinator).removeStaleAttempts();
 
   parts_.reporter.checking(application.identity, commandLine_.feed->text());
   const std::vector<FeedEntry> feed = parts_.check->fetch(*commandLine_.feed, cancellation);
   UpdateCheckResult result;
   parts_.mainThread->performAndWait([&] {
-    result = parts_.check->decide(feed, application, options_, [](const FeedEntry&) { return true; });
+    result = parts_.check->decide(feed, application, options_, [](const UpdateOffer&) { return true; });
   });
 
   const std::optional<OrvoUpdateFeedProcessingCandidate>& candidate = result.pipeline.selectedCandidate;
@@ -77,23 +63,18 @@ UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation
 void UpdateSession::install(const FeedEntry& feed, const CancellationToken& cancellation) {
   const InstalledApplication& application = parts_.application;
   const auto window = std::make_shared<ConsoleProgressWindow>(parts_.reporter);
-  if (!hasText(feed, OrvoUpdateFeedKeys::appBundleInstallerURL) &&
-      hasText(feed, OrvoUpdateFeedKeys::installerURL)) {
-    const auto request = OrvoUpdateInstallerRequest::makeFromFeed(
-        feed, application.identity.displayName, defaultInstallerNameFormat, installerSubdirectoryName);
-    parts_.reporter.openedInstaller(parts_.coordinator->installUpdate(request, window, cancellation));
-    return;
+  OfferInstallation::Attempt attempt{parts_.identifiers->makeUUID()};
+  attempt.window = window;
+  attempt.launchProgress = [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
+    parts_.reporter.launchProgress(progress);
+  };
+  attempt.cancellation = cancellation;
+  const InstallResult result = OfferInstallation(application, parts_.coordinator).install(feed, attempt);
+  if (result.outcome == InstallResult::Outcome::installerOpened) {
+    parts_.reporter.openedInstaller(result.path.string());
+  } else {
+    parts_.reporter.launched(result.path.string());
   }
-  const auto request = OrvoAppBundleUpdateRequest::makeFromFeed(
-      feed, application.identity.displayName, application.path, application.hostIdentity(),
-      application.helperExecutable(), installerSubdirectoryName, parts_.identifiers->makeUUID());
-  const OrvoAppBundleReplacementRequest replacement = parts_.coordinator->installAppBundleUpdate(
-      request, window,
-      [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
-        parts_.reporter.launchProgress(progress);
-      },
-      cancellation);
-  parts_.reporter.launched(replacement.installedApplicationURL.string());
 }
 
 }  // namespace pellam

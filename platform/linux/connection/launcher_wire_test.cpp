@@ -3,9 +3,9 @@
 #include <fstream>
 #include <map>
 
-#include "launcher-protocol/launch_progress.h"
 #include "launcher-protocol/launch_result.h"
 #include "launcher-protocol/replacement_message.h"
+#include "pellam/launch_progress.h"
 #include "platform/linux/connection/bus_dictionary.h"
 #include "platform/linux/connection/bus_names.h"
 #include "platform/linux/connection/incoming_connection.h"

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/item_path.h"
 #include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "platform/linux/connection/bus_dictionary.h"
@@ -224,11 +225,6 @@ class BusServiceConnection final : public ServiceConnection {
   std::shared_ptr<ConnectionState> state_;
 };
 
-bool isPlainName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
-         name.find('\0') == std::string::npos;
-}
-
 class BusServiceConnections final : public ServiceConnectionMaking {
  public:
   explicit BusServiceConnections(const std::filesystem::path& hostBundle)
@@ -254,11 +250,11 @@ class BusServiceConnections final : public ServiceConnectionMaking {
 
  private:
   [[nodiscard]] std::optional<std::filesystem::path> serviceExecutable(const std::string& name) const {
-    if (!isPlainName(name)) return std::nullopt;
+    if (!isPlainFileName(name)) return std::nullopt;
     const std::optional<Bundle> bundle = bundles_->bundleAt(services_ / (name + ".xpc"));
     if (!bundle) return std::nullopt;
     const PropertyListText* executable = bundle->informationDictionary.findString("CFBundleExecutable");
-    if (executable == nullptr || !isPlainName(*executable)) return std::nullopt;
+    if (executable == nullptr || !isPlainFileName(*executable)) return std::nullopt;
     std::filesystem::path path = bundle->path / "Contents" / "MacOS" / executable->view();
     if (!fileSystem_->isExecutableFile(path)) return std::nullopt;
     return path;

@@ -73,7 +73,8 @@ struct HostBundle {
     return std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
         std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
             makeSystemServiceConnections(application)),
-        serviceName, milliseconds * 1'000'000, milliseconds * 1'000'000);
+        serviceName,
+        LaunchTimeouts{std::chrono::milliseconds(milliseconds), std::chrono::milliseconds(milliseconds)});
   }
   [[nodiscard]] Result launch(std::vector<Progress>* progress = nullptr,
                               std::uint64_t milliseconds = 20'000) const {

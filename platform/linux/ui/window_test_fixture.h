@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "pellam/main_thread.h"
 #include "platform/linux/ui/system_window_toolkit.h"
 #include "platform/linux/ui/window_robot.h"
-#include "platform/main_thread.h"
 
 namespace pellam {
 

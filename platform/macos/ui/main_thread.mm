@@ -1,4 +1,4 @@
-#include "platform/main_thread.h"
+#include "pellam/main_thread.h"
 
 #import <Foundation/Foundation.h>
 

@@ -2,9 +2,9 @@
 
 #include <string_view>
 
-#include "platform/calendar.h"
-
 namespace pellam {
+
+class Calendar;
 
 // The keys of a feed entry. All values are strings (`interval` may be a number); a value of another type
 // counts as absent, so a boolean is never "1". docs/feed-format.md tells what each key means.
@@ -33,7 +33,7 @@ struct OrvoUpdateFeedKeys {
   static constexpr std::string_view installerName = "installer-name";
 
   // What reads `releaseDate`: parseDay of a calendar in the system time zone, made anew for each reader.
-  [[nodiscard]] static Calendar releaseDateFormatter() { return Calendar(); }
+  [[nodiscard]] static Calendar releaseDateFormatter();
 };
 
 }  // namespace pellam

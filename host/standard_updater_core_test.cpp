@@ -1,4 +1,4 @@
-#include "host/standard_updater.h"
+#include "host/standard_updater_core.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,9 @@
+#include "host/archive_download.h"
+
 #include <algorithm>
 #include <utility>
 
 #include "foundation/text_format.h"
-#include "host/installer_coordinator.h"
 #include "host/latest_progress.h"
 #include "pellam/installer_error.h"
 #include "text/unicode_text.h"
@@ -13,10 +14,8 @@ namespace {
 using Error = OrvoUpdateInstallerError;
 }
 
-NetworkData OrvoUpdateInstallerCoordinator::downloadArchive(const URL& primaryURL,
-                                                            const std::optional<URL>& fallbackURL,
-                                                            const Window& window,
-                                                            const CancellationToken& cancellation) {
+NetworkData ArchiveDownload::fetch(const URL& primaryURL, const std::optional<URL>& fallbackURL,
+                                   const Window& window, const CancellationToken& cancellation) const {
   try {
     return fetchSuccessfully(primaryURL, window, cancellation);
   } catch (const std::exception&) {
@@ -31,17 +30,17 @@ NetworkData OrvoUpdateInstallerCoordinator::downloadArchive(const URL& primaryUR
   }
 }
 
-NetworkData OrvoUpdateInstallerCoordinator::fetchSuccessfully(const URL& url, const Window& window,
-                                                              const CancellationToken& cancellation) {
+NetworkData ArchiveDownload::fetchSuccessfully(const URL& url, const Window& window,
+                                               const CancellationToken& cancellation) const {
   NetworkData result = fetchArchive(url, window, cancellation);
   const std::optional<int> status = result.response.statusCode;
   if (status && (*status < 200 || *status > 299)) throw Error(Error::Case::downloadFailed);
   return result;
 }
 
-NetworkData OrvoUpdateInstallerCoordinator::fetchArchive(const URL& url, const Window& window,
-                                                         const CancellationToken& cancellation) {
-  show(window, {"Downloading update…", "Preparing download…", 0.0});
+NetworkData ArchiveDownload::fetchArchive(const URL& url, const Window& window,
+                                          const CancellationToken& cancellation) const {
+  display_.show(window, {"Downloading update…", "Preparing download…", 0.0});
   const auto token = std::make_shared<OrvoUpdateProgressToken>();
   // Deactivated on every way out, so that progress still waiting for the main thread is dropped.
   struct Deactivation {
@@ -56,12 +55,12 @@ NetworkData OrvoUpdateInstallerCoordinator::fetchArchive(const URL& url, const W
       url, window ? downloadProgressHandler(window, token) : DownloadProgressHandler(), cancellation);
 }
 
-DownloadProgressHandler OrvoUpdateInstallerCoordinator::downloadProgressHandler(
+DownloadProgressHandler ArchiveDownload::downloadProgressHandler(
     const Window& window, const std::shared_ptr<OrvoUpdateProgressToken>& token) const {
   const auto latest = std::make_shared<LatestDownloadProgress>();
   const std::weak_ptr<OrvoUpdateProgressWindow> weakWindow = window;
   // What runs on the main thread may outlive the coordinator, so it brings its texts along.
-  const auto show = [latest, weakWindow, token, title = localized("Downloading update…"),
+  const auto show = [latest, weakWindow, token, title = display_.localized("Downloading update…"),
                      formats = statusFormats()] {
     const std::optional<OrvoUpdateInstallerDownloadProgress> progress = latest->take();
     const std::shared_ptr<OrvoUpdateProgressWindow> shown = weakWindow.lock();
@@ -69,17 +68,17 @@ DownloadProgressHandler OrvoUpdateInstallerCoordinator::downloadProgressHandler(
     shown->update({title, statusText(formats, *progress), progress->progressFraction()});
   };
   return [latest, show,
-          mainThread = environment_.mainThread](const OrvoUpdateInstallerDownloadProgress& progress) {
+          mainThread = display_.mainThread()](const OrvoUpdateInstallerDownloadProgress& progress) {
     if (latest->put(progress)) mainThread->perform(show);
   };
 }
 
-OrvoUpdateInstallerCoordinator::StatusFormats OrvoUpdateInstallerCoordinator::statusFormats() const {
-  return {localized("%@ of %@"), localized("%@ downloaded")};
+ArchiveDownload::StatusFormats ArchiveDownload::statusFormats() const {
+  return {display_.localized("%@ of %@"), display_.localized("%@ downloaded")};
 }
 
-std::string OrvoUpdateInstallerCoordinator::statusText(const StatusFormats& formats,
-                                                       const OrvoUpdateInstallerDownloadProgress& progress) {
+std::string ArchiveDownload::statusText(const StatusFormats& formats,
+                                        const OrvoUpdateInstallerDownloadProgress& progress) {
   const std::string received = text::fileByteCount(progress.bytesReceived);
   if (!progress.expectedBytes || *progress.expectedBytes < 1) {
     return formatText(formats.sizeUnknown, {received});
@@ -88,12 +87,12 @@ std::string OrvoUpdateInstallerCoordinator::statusText(const StatusFormats& form
   return formatText(formats.sizeKnown, {received, total});
 }
 
-std::string OrvoUpdateInstallerCoordinator::downloadProgressStatusText(
+std::string ArchiveDownload::downloadProgressStatusText(
     const OrvoUpdateInstallerDownloadProgress& progress) const {
   return statusText(statusFormats(), progress);
 }
 
-void OrvoUpdateInstallerCoordinator::throwIfCancellation(const std::exception_ptr& error) {
+void ArchiveDownload::throwIfCancellation(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
   } catch (const OperationCancelled&) {

@@ -8,24 +8,13 @@
 #include <set>
 #include <string>
 
-#include "host/installed_application.h"
-#include "host/installer_coordinator.h"
-#include "host/serviced_main_thread.h"
-#include "installer/failure_report.h"
 #include "pellam/key_value_storing.h"
 #include "pellam/logger.h"
 #include "pellam/url.h"
-#include "platform/clock.h"
-#include "platform/framework_memory.h"
-#include "platform/window_toolkit.h"
-#include "platform/workspace.h"
-#include "services/network_client.h"
-#include "services/sleeping.h"
 
 namespace pellam {
 
-class StandardUpdaterSession;
-class UpdateWorker;
+class StandardUpdaterCore;
 
 // What an application decides about its updates. Only the feed has no default.
 struct OrvoStandardUpdaterConfiguration {
@@ -44,27 +33,14 @@ struct OrvoStandardUpdaterConfiguration {
   std::int64_t staggerDays = 7;    // staged roll-outs spread over that many days; 1 or less: none
 };
 
-// What the updater works with. The coordinator, and everything that waits for the main thread, must have been
-// made over `mainThread`.
-struct OrvoStandardUpdaterCollaborators {
-  InstalledApplication application;
-  std::shared_ptr<ServicedMainThread> mainThread;
-  std::shared_ptr<WindowToolkit> toolkit;
-  std::shared_ptr<BundleLoading> bundles;
-  std::shared_ptr<Workspace> workspace;
-  std::shared_ptr<PellamKeyValueStoring> settings;
-  std::shared_ptr<PellamNetworkClient> network;
-  std::shared_ptr<OrvoUpdateInstallerCoordinator> coordinator;
-  std::shared_ptr<OrvoAppBundleUpdateFailureReportStore> reports;
-  std::shared_ptr<UUIDGenerating> identifiers;
-  std::shared_ptr<PellamClock> clock;
-  CancellableSleep sleep;
-  FrameworkMemoryScope frameworkMemoryScope;  // around each job of the updater's own thread
-  std::function<std::uint64_t()> random;      // any 64 bits
-  std::shared_ptr<PellamLogger> logger;
+// What the application brings along. Only the bundle has no default.
+struct OrvoStandardUpdaterSurroundings {
+  std::filesystem::path bundle;  // the running application's
   // Ends the application, soon or at once. Called on the main thread when the installer helper has taken
   // over: it waits for exactly this. The updater may be destroyed inside.
-  std::function<void()> terminate;
+  std::function<void()> terminate{};
+  std::shared_ptr<PellamLogger> logger{};             // absent: nothing is logged
+  std::shared_ptr<PellamKeyValueStoring> settings{};  // absent: the user's preferences
 };
 
 // The whole host side of updates: checks by itself and on demand, shows the offer, installs it, and tells the
@@ -84,10 +60,22 @@ struct OrvoStandardUpdaterCollaborators {
 // long as what cannot be cancelled: unpacking, verifying, and the hand-off to the launcher service, with the
 // administrator's answer where one is asked for. It may happen at any moment, inside an open alert and inside
 // `terminate`, too.
+//
+// For example:
+//
+//     OrvoStandardUpdaterConfiguration configuration{.feedURL = feedAddress};
+//     configuration.applicationLogoImageName = "Editor";
+//     try {
+//       const auto updater = makeStandardUpdater(configuration, {.bundle = applicationBundle});
+//       updater->start();            // automatic checks from now on
+//       updater->checkForUpdates();  // what the menu's "Check for Updates…" does
+//       assert(!updater->isInstalling());
+//     } catch (const std::exception& error) {
+//       std::puts(error.what());  // an application goes on without updates
+//     }
 class OrvoStandardUpdater {
  public:
-  OrvoStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
-                      OrvoStandardUpdaterCollaborators collaborators);
+  explicit OrvoStandardUpdater(std::unique_ptr<StandardUpdaterCore> core);
   ~OrvoStandardUpdater();
   OrvoStandardUpdater(const OrvoStandardUpdater&) = delete;
   OrvoStandardUpdater& operator=(const OrvoStandardUpdater&) = delete;
@@ -104,9 +92,14 @@ class OrvoStandardUpdater {
   [[nodiscard]] bool isInstalling() const;
 
  private:
-  std::shared_ptr<ServicedMainThread> mainThread_;
-  std::shared_ptr<UpdateWorker> worker_;
-  std::shared_ptr<StandardUpdaterSession> session_;
+  std::unique_ptr<StandardUpdaterCore> core_;
 };
+
+// The updater over the system's own windows, files, network and processes, for an application whose windows
+// are the system's. Make it on the main thread. The operating system's version and the user's language are
+// filled in where the configuration leaves them out. Throws InstalledApplicationError for a bundle that
+// cannot be updated, and DisplayUnavailable; nothing has been started then.
+[[nodiscard]] std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(
+    OrvoStandardUpdaterConfiguration configuration, OrvoStandardUpdaterSurroundings surroundings);
 
 }  // namespace pellam

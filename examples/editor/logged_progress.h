@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "examples/editor/editor_log.h"
+#include "pellam/launch_progress.h"
+#include "pellam/progress_window.h"
+
+namespace pellam {
+
+// The sample has no windows: its progress goes to the log, and it agrees to the installation at once.
+class LoggedProgress final : public OrvoUpdateProgressWindow {
+ public:
+  explicit LoggedProgress(EditorLog& log) : log_(log) {}
+  void update(const OrvoUpdateProgressWindowState& state) override;
+  void showReadyToInstallAndRelaunch(const std::string& title, const std::string& buttonTitle,
+                                     std::function<void()> action) override;
+  void requestUserAttention() override {}
+  void close() override;
+
+ private:
+  EditorLog& log_;
+  std::string lastTitle_;
+};
+
+// One line for a step of the hand-off.
+[[nodiscard]] std::string launchText(const OrvoAppBundleInstallerLaunchProgress& progress);
+
+}  // namespace pellam

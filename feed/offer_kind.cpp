@@ -1,0 +1,19 @@
+#include "feed/offer_kind.h"
+
+#include "pellam/feed_keys.h"
+#include "text/unicode_text.h"
+
+namespace pellam {
+
+bool hasNonEmptyText(const FeedEntry& entry, std::string_view key) {
+  const PropertyListText* value = entry.findString(key);
+  return value != nullptr && !text::trimmed(*value).empty();
+}
+
+OfferKind offerKind(const FeedEntry& entry) {
+  if (hasNonEmptyText(entry, OrvoUpdateFeedKeys::appBundleInstallerURL)) return OfferKind::inPlace;
+  return hasNonEmptyText(entry, OrvoUpdateFeedKeys::installerURL) ? OfferKind::separateInstaller
+                                                                  : OfferKind::none;
+}
+
+}  // namespace pellam

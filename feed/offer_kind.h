@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+#include "pellam/feed_entry.h"
+#include "pellam/update_offer.h"
+
+namespace pellam {
+
+// An address in place comes first, and a text of white space alone is none; whether it is an address shows
+// when it is fetched. The one reading of it. Pure; any thread.
+[[nodiscard]] OfferKind offerKind(const FeedEntry& entry);
+
+// Whether the entry has a text under the key that is more than white space.
+[[nodiscard]] bool hasNonEmptyText(const FeedEntry& entry, std::string_view key);
+
+}  // namespace pellam

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pellam/date.h"
+#include "pellam/logger.h"
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/identifiers.h"
+
+namespace pellam {
+
+// Where an archive was written, and where its content belongs.
+struct ArchivePlacement {
+  std::filesystem::path archiveURL;
+  std::filesystem::path destinationFolderURL;
+};
+
+// The folders in which installations are staged: below the user's application support or, where nothing can
+// be written there, below the temporary folder. Keeps its collaborators and no state between calls. Blocks;
+// any thread.
+class AttemptFolders {
+ public:
+  struct Collaborators {
+    std::shared_ptr<FileSystem> fileManager;
+    std::shared_ptr<UUIDGenerating> identifiers;
+    std::shared_ptr<PellamClock> clock;
+    DiagnosticLog systemLog;
+  };
+
+  enum class Sharing {
+    ownFolder,    // a fresh folder for this attempt alone, named by a UUID
+    sharedFolder  // the same folder for every attempt
+  };
+
+  explicit AttemptFolders(Collaborators collaborators) : parts_(std::move(collaborators)) {}
+
+  // Writes the archive into the first folder that takes it, replacing a file of its name. Throws
+  // OrvoUpdateInstallerError (writeFailed) when none does or the name is no plain one; folders that this made
+  // and that stayed empty are gone then.
+  [[nodiscard]] ArchivePlacement place(std::span<const std::uint8_t> archive,
+                                       const std::string& archiveFileName, const std::string& applicationName,
+                                       const std::string& installerSubdirectoryName, Sharing sharing) const;
+
+  // The one application bundle in the folder, hidden items and the insides of bundles left out. Throws
+  // OrvoUpdateInstallerError: invalidArchive, noAppBundleFound or multipleAppBundlesFound.
+  [[nodiscard]] std::filesystem::path findSingleAppBundle(const std::filesystem::path& folder) const;
+
+  // Deletes attempt folders that are at least ten minutes old and do not hold the running application.
+  // Returns how many were removed. Never throws.
+  int removeStale(const std::string& applicationName, const std::string& installerSubdirectoryName,
+                  const std::filesystem::path& runningApplication) const;
+
+ private:
+  [[nodiscard]] std::filesystem::path preferredFolder(const std::string& applicationName,
+                                                      const std::string& installerSubdirectoryName) const;
+  [[nodiscard]] std::filesystem::path temporaryFolder(const std::string& applicationName,
+                                                      const std::string& installerSubdirectoryName) const;
+  [[nodiscard]] std::vector<std::filesystem::path> destinations(const std::string& applicationName,
+                                                                const std::string& installerSubdirectoryName,
+                                                                Sharing sharing) const;
+  [[nodiscard]] ArchivePlacement writeArchiveToFirstUsableDestination(
+      std::span<const std::uint8_t> data, const std::string& archiveFileName,
+      const std::vector<std::filesystem::path>& folders) const;
+  void removeIfEmpty(const std::filesystem::path& folder) const;
+  int removeStale(const std::vector<std::filesystem::path>& roots,
+                  const std::filesystem::path& runningApplication) const;
+  [[nodiscard]] bool isStaleAttempt(const std::filesystem::path& entry, Date cutoff,
+                                    const std::filesystem::path& running) const;
+
+  Collaborators parts_;
+};
+
+}  // namespace pellam

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // Who the running application is. No field is validated; compared field by field.
 struct PellamAppIdentity {
@@ -14,4 +14,4 @@ struct PellamAppIdentity {
   friend bool operator==(const PellamAppIdentity&, const PellamAppIdentity&) = default;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // An error as it appears on the wire, in diagnostics and in logs: a domain, a code within it and one line for
 // people. Domains and codes are stable across releases.
@@ -39,4 +39,4 @@ class PlatformError : public PellamError {
 // NSPOSIXErrorDomain with errno and its text, anything else as domain "Pellam.Unexpected", code 0, what().
 [[nodiscard]] BridgedError bridge(const std::exception& error);
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

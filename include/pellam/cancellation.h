@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // Thrown by an operation that ended because its caller cancelled it. Never an installer error.
 class OperationCancelled : public std::exception {
@@ -65,4 +65,4 @@ class CancellationSource {
   std::shared_ptr<cancellation_detail::State> state_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // An instant, counted in microseconds from 1970-01-01T00:00:00Z. Time zones never enter the type.
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
@@ -11,4 +11,4 @@ using Date = std::chrono::sys_time<std::chrono::microseconds>;
 // day that is missing or unreadable.
 inline constexpr Date distantPast{std::chrono::seconds{-62'135'596'800}};
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -7,7 +7,7 @@
 #include "pellam/bridged_error.h"
 #include "pellam/launch_phase.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // Where an installer launch failed and with which error. A value, compared member by member.
 struct OrvoAppBundleInstallerFailureDiagnostic {
@@ -27,4 +27,4 @@ struct OrvoAppBundleInstallerFailureDiagnostic {
                          const OrvoAppBundleInstallerFailureDiagnostic&) = default;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

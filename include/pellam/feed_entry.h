@@ -5,7 +5,7 @@
 
 #include "pellam/property_list_value.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // One entry of the update feed, kept whole from parsing to installation. Keys that nobody knows are carried
 // along untouched.
@@ -18,4 +18,4 @@ using FeedEntry = PropertyListDictionary;
   return value == nullptr || value->empty() ? nullptr : value;
 }
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 class Calendar;
 
@@ -36,4 +36,4 @@ struct OrvoUpdateFeedKeys {
   [[nodiscard]] static Calendar releaseDateFormatter();
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -6,7 +6,7 @@
 
 #include "pellam/bridged_error.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // Why there is no feed: what arrived is unreadable, or it is readable and holds no entries.
 class OrvoUpdateFeedParserError : public PellamError {
@@ -30,7 +30,7 @@ class OrvoUpdateFeedParserError : public PellamError {
   Case case_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam
 
 template <>
 struct std::hash<pellam::OrvoUpdateFeedParserError> {

@@ -6,7 +6,7 @@
 
 #include "pellam/bridged_error.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // The application bundle cannot be updated by this system; what() is one line that says why.
 class InstalledApplicationError : public std::runtime_error {
@@ -48,4 +48,4 @@ class InstallationInProgress : public PellamError {
   }
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

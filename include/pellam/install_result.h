@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // How an installation came to its end in the application that started it. A value.
 //
@@ -26,4 +26,4 @@ struct InstallResult {
   friend bool operator==(const InstallResult&, const InstallResult&) = default;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

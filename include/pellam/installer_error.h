@@ -9,7 +9,7 @@
 #include "pellam/failure_diagnostic.h"
 #include "pellam/launch_phase.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // Every failure that ends an install attempt, whichever of the three processes met it. Thrown by value and
 // compared by value: equal when the case and the payload are equal. The bridged code is the position of the
@@ -84,4 +84,4 @@ class OrvoUpdateInstallerError : public PellamError {
   std::string what_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -4,10 +4,10 @@
 
 #include "pellam/installer_error.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // One English sentence for an install error, for logs and for programs without windows; the payload is at its
 // end. Windows show the localised alerts instead.
 [[nodiscard]] std::string installerErrorText(const OrvoUpdateInstallerError& error);
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -7,7 +7,7 @@
 
 #include "pellam/property_list_value.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // A small persistent settings store, keyed by string: the platform's per-user defaults. Any thread may call
 // it; the store serialises its own access. Reading never fails: an absent key has the value named below, and
@@ -26,4 +26,4 @@ class PellamKeyValueStoring {
   virtual void removeObjectForKey(std::string_view key) = 0;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // The stage of an installer launch that a failure or a time-out belongs to. The raw values cross the launcher
 // connection and appear in diagnostics: they are never changed or reused.
@@ -22,4 +22,4 @@ enum class OrvoAppBundleInstallerLaunchPhase {
 // Exact and case-sensitive; any other text is no phase.
 [[nodiscard]] std::optional<OrvoAppBundleInstallerLaunchPhase> launchPhaseFromRawValue(std::string_view text);
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -6,7 +6,7 @@
 
 #include "pellam/property_list_value.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // One step of an installer launch, as the service reports it to the host.
 struct OrvoAppBundleInstallerLaunchProgress {
@@ -43,4 +43,4 @@ struct OrvoAppBundleInstallerLaunchProgress {
 // May be called from any thread.
 using LaunchProgressHandler = std::function<void(const OrvoAppBundleInstallerLaunchProgress&)>;
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 enum class PellamLogLevel : int { debug = 0, info = 1, warn = 2, error = 3 };
 
@@ -47,4 +47,4 @@ class PellamNoopLogger final : public PellamLogger {
 // Takes one line of diagnostics. May be called from any thread.
 using DiagnosticLog = std::function<void(const std::string&)>;
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // The thread on which windows live. Work arrives in the order in which it was given.
 class MainThread {
@@ -20,4 +20,4 @@ class MainThread {
 // Made on the main thread.
 [[nodiscard]] std::shared_ptr<MainThread> makeSystemMainThread();
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

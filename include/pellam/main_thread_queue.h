@@ -9,7 +9,7 @@
 
 #include "pellam/main_thread.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // A main thread for programs without windows: the thread that calls run() works off what others hand it, in
 // order, until stop(). Make it on that thread.
@@ -33,4 +33,4 @@ class MainThreadQueue final : public MainThread {
   bool isStopping_ = false;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

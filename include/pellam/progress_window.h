@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // What the progress window shows. Compared member by member.
 struct OrvoUpdateProgressWindowState {
@@ -32,4 +32,4 @@ class OrvoUpdateProgressWindow {
   virtual void close() = 0;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

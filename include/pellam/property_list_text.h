@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // A text inside a property-list value: UTF-8 that never changes. Texts that were read from one document share
 // blocks of memory, so that reading a long list does not cost an allocation for each of its texts; a block
@@ -74,4 +74,4 @@ class PropertyListText {
   std::size_t size_ = 0;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -16,7 +16,7 @@
 #include "pellam/date.h"
 #include "pellam/property_list_text.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 class PropertyListValue;
 
@@ -178,4 +178,4 @@ inline PropertyListDictionary::const_iterator PropertyListDictionary::end() cons
                    : const_iterator();
 }
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

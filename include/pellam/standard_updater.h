@@ -12,7 +12,7 @@
 #include "pellam/logger.h"
 #include "pellam/url.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 class StandardUpdaterCore;
 
@@ -102,4 +102,4 @@ class OrvoStandardUpdater {
 [[nodiscard]] std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(
     OrvoStandardUpdaterConfiguration configuration, OrvoStandardUpdaterSurroundings surroundings);
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

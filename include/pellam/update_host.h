@@ -19,7 +19,7 @@
 #include "pellam/update_offer.h"
 #include "pellam/url.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // What an installation that failed after the application had ended left behind.
 struct InstallationFailure {
@@ -114,4 +114,4 @@ class UpdateHost {
   std::unique_ptr<Parts> parts_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -7,7 +7,7 @@
 
 #include "pellam/feed_entry.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // How an entry wants to be installed.
 enum class OfferKind {
@@ -59,4 +59,4 @@ struct UpdateDecision {
   friend bool operator==(const UpdateDecision&, const UpdateDecision&) = default;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // An address of the web that keeps the RFC 3986 text it was made from. Files on disk are
 // std::filesystem::path, never a URL. Equality compares the text.
@@ -40,4 +40,4 @@ class URL {
   std::string path_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

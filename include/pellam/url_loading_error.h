@@ -7,7 +7,7 @@
 
 #include "pellam/bridged_error.h"
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 // A failure of the transport, in the domain "NSURLErrorDomain" with the platform's numbers.
 class URLLoadingError : public PellamError {
@@ -46,4 +46,4 @@ class URLLoadingError : public PellamError {
   std::optional<BridgedError> original_;
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-namespace pellam {
+namespace [[gnu::visibility("default")]] pellam {
 
 enum class ComparisonResult : int { ascending = -1, same = 0, descending = 1 };
 
@@ -18,4 +18,4 @@ class OrvoVersionComparator {
                                                        std::optional<std::string_view> second);
 };
 
-}  // namespace pellam
+}  // namespace gnu::visibility("default")]]pellam

@@ -5,6 +5,11 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // Who the running application is. No field is validated; compared field by field.
+//
+// For example:
+//
+//     const PellamAppIdentity editor{"Editor", "com.example.editor", "2.4.1", "241"};
+//     assert(editor.versionString == "2.4.1");
 struct PellamAppIdentity {
   std::string displayName;  // the user-visible name
   std::string bundleIdentifier;
@@ -14,4 +19,4 @@ struct PellamAppIdentity {
   friend bool operator==(const PellamAppIdentity&, const PellamAppIdentity&) = default;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -37,6 +37,14 @@ class PlatformError : public PellamError {
 
 // The one conversion: this system's errors by their own domain and number, std::system_error as
 // NSPOSIXErrorDomain with errno and its text, anything else as domain "Pellam.Unexpected", code 0, what().
+//
+// For example:
+//
+//     try {
+//       throw PlatformError({"NSPOSIXErrorDomain", 28, "No space left on device"});
+//     } catch (const std::exception& error) {
+//       assert(bridge(error) == (BridgedError{"NSPOSIXErrorDomain", 28, "No space left on device"}));
+//     }
 [[nodiscard]] BridgedError bridge(const std::exception& error);
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -54,6 +54,15 @@ class CancellationToken {
 };
 
 // What the caller keeps. Dropping the source cancels nothing. Thread-safe.
+//
+// For example:
+//
+//     CancellationSource source;
+//     const CancellationToken token = source.token();  // goes to the operation
+//     bool hasHeard = false;
+//     const CancellationRegistration registration = token.onCancel([&] { hasHeard = true; });
+//     source.cancel();
+//     assert(token.isCancelled() && hasHeard);
 class CancellationSource {
  public:
   CancellationSource();
@@ -65,4 +74,4 @@ class CancellationSource {
   std::shared_ptr<cancellation_detail::State> state_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

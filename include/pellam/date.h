@@ -5,10 +5,16 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // An instant, counted in microseconds from 1970-01-01T00:00:00Z. Time zones never enter the type.
+//
+// For example:
+//
+//     const Date release = Date(std::chrono::seconds(1'700'000'000));
+//     assert(release > distantPast);
+//     assert(release + std::chrono::hours(24) > release);
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
 
 // The most distant past that the platform's dates represent: 0001-01-01T00:00:00Z. It stands for a release
 // day that is missing or unreadable.
 inline constexpr Date distantPast{std::chrono::seconds{-62'135'596'800}};
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

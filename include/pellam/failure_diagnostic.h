@@ -10,6 +10,13 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // Where an installer launch failed and with which error. A value, compared member by member.
+//
+// For example:
+//
+//     const auto diagnostic = OrvoAppBundleInstallerFailureDiagnostic::fromError(
+//         OrvoAppBundleInstallerLaunchPhase::jobSubmission, {"NSPOSIXErrorDomain", 13, "Permission denied"});
+//     assert(diagnostic.description() ==
+//            "phase=jobSubmission domain=NSPOSIXErrorDomain code=13 description=Permission denied");
 struct OrvoAppBundleInstallerFailureDiagnostic {
   OrvoAppBundleInstallerLaunchPhase phase = OrvoAppBundleInstallerLaunchPhase::messageResolution;
   std::optional<std::string> errorDomain;
@@ -27,4 +34,4 @@ struct OrvoAppBundleInstallerFailureDiagnostic {
                          const OrvoAppBundleInstallerFailureDiagnostic&) = default;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -9,6 +9,12 @@ namespace [[gnu::visibility("default")]] pellam {
 
 // One entry of the update feed, kept whole from parsing to installation. Keys that nobody knows are carried
 // along untouched.
+//
+// For example:
+//
+//     const FeedEntry entry = {{"current", "2.0"}, {"title", ""}};
+//     assert(*readFeedKey(entry, "current") == "2.0");
+//     assert(readFeedKey(entry, "title") == nullptr);  // empty counts as absent
 using FeedEntry = PropertyListDictionary;
 
 // How every decision reads a key: its value when that is a non-empty string, else null. The entry keeps
@@ -18,4 +24,4 @@ using FeedEntry = PropertyListDictionary;
   return value == nullptr || value->empty() ? nullptr : value;
 }
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

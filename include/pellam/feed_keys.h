@@ -8,6 +8,10 @@ class Calendar;
 
 // The keys of a feed entry. All values are strings (`interval` may be a number); a value of another type
 // counts as absent, so a boolean is never "1". docs/feed-format.md tells what each key means.
+//
+// For example:
+//
+//     assert(OrvoUpdateFeedKeys::appBundleInstallerURL == "app-installer");
 struct OrvoUpdateFeedKeys {
   OrvoUpdateFeedKeys() = delete;
 
@@ -36,4 +40,4 @@ struct OrvoUpdateFeedKeys {
   [[nodiscard]] static Calendar releaseDateFormatter();
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -9,6 +9,11 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // Why there is no feed: what arrived is unreadable, or it is readable and holds no entries.
+//
+// For example:
+//
+//     const OrvoUpdateFeedParserError error(OrvoUpdateFeedParserError::Case::feedNotFound);
+//     assert(error.caseName() == "feedNotFound");
 class OrvoUpdateFeedParserError : public PellamError {
  public:
   enum class Case { feedFailedToParse, feedNotFound };
@@ -30,7 +35,7 @@ class OrvoUpdateFeedParserError : public PellamError {
   Case case_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam
 
 template <>
 struct std::hash<pellam::OrvoUpdateFeedParserError> {

@@ -26,6 +26,14 @@ class DisplayUnavailable : public PellamError {
 };
 
 // The server answered, but not with a feed. what() is one line.
+//
+// For example:
+//
+//     try {
+//       throw FeedNotServed(404);
+//     } catch (const PellamError& error) {
+//       assert(std::string_view(error.what()) == "The feed's server answered with status 404.");
+//     }
 class FeedNotServed : public PellamError {
  public:
   explicit FeedNotServed(int statusCode)
@@ -48,4 +56,4 @@ class InstallationInProgress : public PellamError {
   }
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

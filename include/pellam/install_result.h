@@ -26,4 +26,4 @@ struct InstallResult {
   friend bool operator==(const InstallResult&, const InstallResult&) = default;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

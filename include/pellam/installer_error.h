@@ -15,6 +15,16 @@ namespace [[gnu::visibility("default")]] pellam {
 // compared by value: equal when the case and the payload are equal. The bridged code is the position of the
 // case in this list, counted from 0, in the domain "PellamCore.OrvoUpdateInstallerError"; the order is part
 // of the contract. Cancellation by the caller is OperationCancelled, never a case of this type.
+//
+// For example:
+//
+//     try {
+//       throw OrvoUpdateInstallerError::authorizationDenied(-60005);
+//     } catch (const OrvoUpdateInstallerError& error) {
+//       assert(error.errorCase() == OrvoUpdateInstallerError::Case::authorizationDenied);
+//       assert(*error.status() == -60005);
+//       assert(error.bridged().code == 3);
+//     }
 class OrvoUpdateInstallerError : public PellamError {
  public:
   enum class Case {
@@ -84,4 +94,4 @@ class OrvoUpdateInstallerError : public PellamError {
   std::string what_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

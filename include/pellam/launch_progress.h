@@ -9,6 +9,14 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // One step of an installer launch, as the service reports it to the host.
+//
+// For example:
+//
+//     using Progress = OrvoAppBundleInstallerLaunchProgress;
+//     const LaunchProgressHandler handler = [](const Progress& progress) {
+//       if (progress.event == Progress::Event::authorizationBegan) std::puts("An administrator is asked.");
+//     };
+//     handler(Progress::authorizationBegan());
 struct OrvoAppBundleInstallerLaunchProgress {
   enum class Event {
     handoffStarted,
@@ -43,4 +51,4 @@ struct OrvoAppBundleInstallerLaunchProgress {
 // May be called from any thread.
 using LaunchProgressHandler = std::function<void(const OrvoAppBundleInstallerLaunchProgress&)>;
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -17,6 +17,18 @@ enum class PellamLogLevel : int { debug = 0, info = 1, warn = 2, error = 3 };
 
 // Where the system's levelled, categorised messages go. Formatting and filtering are the implementation's
 // business. May be called from any thread. A message is a callable, made into text only when it is emitted.
+//
+// For example:
+//
+//     struct ConsoleLog final : PellamLogger {
+//       void log(const Message& message, PellamLogLevel level, std::string_view category) override {
+//         if (level < PellamLogLevel::warn) return;  // and the message is never made
+//         std::fprintf(stderr, "%s: %s\n", std::string(category).c_str(), message().c_str());
+//       }
+//     };
+//     ConsoleLog log;
+//     log.debug([]() -> std::string { std::abort(); }, "update");
+//     log.warn([] { return std::string("the feed could not be read"); }, "update");
 class PellamLogger {
  public:
   using Message = std::function<std::string()>;
@@ -47,4 +59,4 @@ class PellamNoopLogger final : public PellamLogger {
 // Takes one line of diagnostics. May be called from any thread.
 using DiagnosticLog = std::function<void(const std::string&)>;
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

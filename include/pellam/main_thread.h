@@ -6,6 +6,17 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // The thread on which windows live. Work arrives in the order in which it was given.
+//
+// For example:
+//
+//     struct AtOnce final : MainThread {  // for a program that has one thread only
+//       void perform(std::function<void()> work) override { work(); }
+//       void performAndWait(const std::function<void()>& work) override { work(); }
+//     };
+//     AtOnce mainThread;
+//     bool isDone = false;
+//     mainThread.performAndWait([&] { isDone = true; });
+//     assert(isDone);
 class MainThread {
  public:
   virtual ~MainThread() = default;
@@ -20,4 +31,4 @@ class MainThread {
 // Made on the main thread.
 [[nodiscard]] std::shared_ptr<MainThread> makeSystemMainThread();
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -13,6 +13,18 @@ namespace [[gnu::visibility("default")]] pellam {
 
 // A main thread for programs without windows: the thread that calls run() works off what others hand it, in
 // order, until stop(). Make it on that thread.
+//
+// For example:
+//
+//     MainThreadQueue mainThread;
+//     bool isDone = false;
+//     std::thread worker([&] {
+//       mainThread.performAndWait([&] { isDone = true; });
+//       mainThread.stop();
+//     });
+//     mainThread.run();
+//     worker.join();
+//     assert(isDone);
 class MainThreadQueue final : public MainThread {
  public:
   MainThreadQueue() : mainThread_(std::this_thread::get_id()) {}
@@ -33,4 +45,4 @@ class MainThreadQueue final : public MainThread {
   bool isStopping_ = false;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

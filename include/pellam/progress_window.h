@@ -18,6 +18,23 @@ struct OrvoUpdateProgressWindowState {
 
 // The small window in which an installation shows what it is doing: the coordinator's only way to it. Every
 // operation runs on the main thread; operations on a closed window do nothing.
+//
+// For example:
+//
+//     struct ConsoleProgress final : OrvoUpdateProgressWindow {
+//       void update(const OrvoUpdateProgressWindowState& state) override { std::puts(state.title.c_str()); }
+//       void showReadyToInstallAndRelaunch(const std::string&, const std::string&,
+//                                          std::function<void()> action) override {
+//         action();  // nobody has to be asked
+//       }
+//       void requestUserAttention() override {}
+//       void close() override { isClosed = true; }
+//       bool isClosed = false;
+//     };
+//     ConsoleProgress progress;
+//     progress.update({"Downloading update…", "1 MB of 2 MB", 0.5});
+//     progress.close();
+//     assert(progress.isClosed);
 class OrvoUpdateProgressWindow {
  public:
   virtual ~OrvoUpdateProgressWindow() = default;
@@ -32,4 +49,4 @@ class OrvoUpdateProgressWindow {
   virtual void close() = 0;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

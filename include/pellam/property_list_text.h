@@ -15,6 +15,12 @@ namespace [[gnu::visibility("default")]] pellam {
 // blocks of memory, so that reading a long list does not cost an allocation for each of its texts; a block
 // goes when the last text in it goes. Converts to a string or a view wherever one is asked for. Not ended by
 // a zero byte. A value; any thread.
+//
+// For example:
+//
+//     const PropertyListText text("2.0");
+//     assert(text == "2.0");
+//     assert("version " + text == "version 2.0");
 class PropertyListText {
  public:
   PropertyListText() = default;
@@ -74,4 +80,4 @@ class PropertyListText {
   std::size_t size_ = 0;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -75,7 +75,14 @@ using PropertyListData = std::vector<std::uint8_t>;
 
 // One value of a property list or of a dictionary that crosses the launcher connection. The alternatives stay
 // apart: a boolean is not the number 1, and the three integer widths survive the wire as they were set.
-// Whoever wants a conversion asks for it by name (launcher-protocol/value_readers.h).
+// Whoever wants a conversion asks for it by name.
+//
+// For example:
+//
+//     const PropertyListDictionary entry = {{"current", "2.0"}, {"interval", 7200}};
+//     assert(entry.findString("current")->view() == "2.0");
+//     assert(entry.find("interval")->numberAsInteger() == 7200);
+//     assert(entry.findString("interval") == nullptr);  // nothing converts by itself
 class PropertyListValue {
  public:
   using Storage = std::variant<bool, std::int64_t, std::uint32_t, std::uint64_t, double, PropertyListText,
@@ -178,4 +185,4 @@ inline PropertyListDictionary::const_iterator PropertyListDictionary::end() cons
                    : const_iterator();
 }
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

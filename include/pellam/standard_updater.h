@@ -102,4 +102,4 @@ class OrvoStandardUpdater {
 [[nodiscard]] std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(
     OrvoStandardUpdaterConfiguration configuration, OrvoStandardUpdaterSurroundings surroundings);
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -114,4 +114,4 @@ class UpdateHost {
   std::unique_ptr<Parts> parts_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -8,6 +8,12 @@ namespace [[gnu::visibility("default")]] pellam {
 
 // An address of the web that keeps the RFC 3986 text it was made from. Files on disk are
 // std::filesystem::path, never a URL. Equality compares the text.
+//
+// For example:
+//
+//     const std::optional<URL> feed = URL::parse("https://example.com/editor/feed.plist");
+//     assert(feed && feed->text() == "https://example.com/editor/feed.plist");
+//     assert(!URL::parse("not an address"));
 class URL {
  public:
   // Nothing when the text is empty or not an RFC 3986 reference: a character that must be percent-encoded, a
@@ -40,4 +46,4 @@ class URL {
   std::string path_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -10,6 +10,11 @@
 namespace [[gnu::visibility("default")]] pellam {
 
 // A failure of the transport, in the domain "NSURLErrorDomain" with the platform's numbers.
+//
+// For example:
+//
+//     const URLLoadingError error(URLLoadingError::Code::timedOut, "The server did not answer.");
+//     assert(error.bridged() == (BridgedError{"NSURLErrorDomain", -1001, "The server did not answer."}));
 class URLLoadingError : public PellamError {
  public:
   enum class Code : int {
@@ -46,4 +51,4 @@ class URLLoadingError : public PellamError {
   std::optional<BridgedError> original_;
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

@@ -10,6 +10,12 @@ enum class ComparisonResult : int { ascending = -1, same = 0, descending = 1 };
 // Compares free-form marketing versions: 2.4, 2.4.1, 2.5b3, "2.5 beta 3". Numbers compare numerically, a
 // trailing letter part marks a pre-release that is older than the plain release, trailing zero parts do not
 // matter.
+//
+// For example:
+//
+//     assert(OrvoVersionComparator::compareVersion("2.5b3", "2.5") == ComparisonResult::ascending);
+//     assert(OrvoVersionComparator::compareVersion("2.10", "2.9") == ComparisonResult::descending);
+//     assert(OrvoVersionComparator::compareVersion("2.4", "2.4.0") == ComparisonResult::same);
 class OrvoVersionComparator {
  public:
   // Ascending when the first version is older, descending when it is newer. An absent version behaves like
@@ -18,4 +24,4 @@ class OrvoVersionComparator {
                                                        std::optional<std::string_view> second);
 };
 
-}  // namespace gnu::visibility("default")]]pellam
+}  // namespace pellam

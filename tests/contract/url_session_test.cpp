@@ -247,6 +247,28 @@ TEST_F(URLSessionContractTest, TellsFailuresApartByTheirCodes) {
   EXPECT_EQ(silent->events, "c");
 }
 
+// A system that does not read the variable connects directly, to nobody, and fails alike.
+TEST_F(URLSessionContractTest, AProxysAnswerIsNeverTakenForTheServers) {
+  const LoopbackSocket deaf;
+  const std::string address = "https" + deaf.address("/feed").substr(4);
+  for (const std::string status : {"200 Connection established", "403 Forbidden", "502 Bad Gateway"}) {
+    SCOPED_TRACE(status);
+    // What follows the tunnel's opening is no TLS, so that the server's own answer never comes.
+    LoopbackHTTPServer proxy([&](const Request&, const Connection& connection) {
+      connection.send("HTTP/1.1 " + status + "\r\nVia: 1.1 proxy\r\n\r\nnot for you");
+    });
+    ::setenv("https_proxy", proxy.address("").c_str(), 1);
+    ::unsetenv("no_proxy");
+    const auto recorder = load(address);
+    ::unsetenv("https_proxy");
+    ::setenv("no_proxy", "*", 1);
+    EXPECT_EQ(recorder->events, "c");
+    EXPECT_FALSE(recorder->response);
+    const bool isOpened = status.starts_with("200") && proxy.connectionCount() > 0;
+    EXPECT_EQ(recorder->code(), isOpened ? Code::secureConnectionFailed : Code::cannotConnectToHost);
+  }
+}
+
 TEST_F(URLSessionContractTest, GivesUpOnAServerThatStandsStill) {
   LoopbackHTTPServer server([](const Request& request, const Connection& connection) {
     if (request.path == "/begun") {

@@ -165,6 +165,8 @@ void Transfer::configure(Handles& handles) {
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, maximumRedirects);
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  // What a proxy says to the request for a tunnel is not the server's answer.
+  curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   const auto timeout = request_.timeout.value_or(defaultTimeout);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(timeout.count()));
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
@@ -237,6 +239,12 @@ std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& h
   }
   const char* detail =
       handles.errorText.front() != '\0' ? handles.errorText.data() : curl_easy_strerror(result);
+  // A proxy that refuses the tunnel: the server was never reached.
+  long proxyAnswer = 0;
+  curl_easy_getinfo(easy_, CURLINFO_HTTP_CONNECTCODE, &proxyAnswer);
+  if (result == CURLE_RECV_ERROR && proxyAnswer != 0 && proxyAnswer / 100 != 2) {
+    return URLLoadingError(Code::cannotConnectToHost, detail);
+  }
   return URLLoadingError(codeFor(result), detail);
 }
 

@@ -1,0 +1,116 @@
+"""What stands between a host and its feed: proxies, certificates, redirects, name servers. Each test runs the program
+in namespaces of its own, where the certificate authorities and the name servers are the test's."""
+
+import http.server
+import select
+import socket
+import ssl
+import subprocess
+import threading
+import unittest
+
+from harness import Server, UpdateTestCase, feed, run, zipped
+
+NAMESPACES = ["unshare", "--user", "--map-root-user", "--mount"]
+
+
+def namespaces_are_allowed():
+    return subprocess.run([*NAMESPACES, "--net", "true"], capture_output=True).returncode == 0
+
+
+class Proxy:
+    """An HTTP proxy that opens tunnels, and remembers whereto."""
+
+    def __init__(self):
+        self.tunnels = []
+        owner = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def do_CONNECT(self):
+                owner.tunnels.append(self.path)
+                host, port = self.path.rsplit(":", 1)
+                with socket.create_connection((host, int(port))) as server:
+                    self.send_response(200, "Connection established")
+                    self.end_headers()
+                    ends = {self.connection: server, server: self.connection}
+                    while True:
+                        for end in select.select(list(ends), [], [])[0]:
+                            data = end.recv(65536)
+                            if not data:
+                                self.close_connection = True
+                                return
+                            ends[end].sendall(data)
+
+            def log_message(self, *_):
+                pass
+
+        class Quiet(http.server.ThreadingHTTPServer):
+            daemon_threads = True
+
+            def handle_error(self, request, client_address):
+                pass  # either end may go away
+
+        self.http = Quiet(("127.0.0.1", 0), Handler)
+        self.address = f"http://127.0.0.1:{self.http.server_address[1]}"
+        threading.Thread(target=self.http.serve_forever, daemon=True).start()
+
+    def close(self):
+        self.http.shutdown()
+        self.http.server_close()
+
+
+@unittest.skipUnless(namespaces_are_allowed(), "this system allows no namespaces")
+class SecureServers(UpdateTestCase):
+    """A server whose certificate is vouched for, in the program's namespace alone."""
+
+    def setUp(self):
+        super().setUp()
+        self.certificate = self.folder / "tls.pem"
+        run("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-subj",
+            "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", self.folder / "tls.key", "-out",
+            self.certificate)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.certificate, self.folder / "tls.key")
+        self.secure = Server(tls=context)
+        self.addCleanup(self.secure.close)
+        self.variables = {}
+
+    def environment(self):
+        environment = super().environment()
+        for name in ("http_proxy", "https_proxy", "all_proxy", "no_proxy"):
+            environment.pop(name, None)
+            environment.pop(name.upper(), None)
+        return dict(environment, **self.variables)
+
+    def command(self, *arguments, feed_address=None):
+        trusting = 'mount --bind "$0" /etc/ssl/certs/ca-certificates.crt && exec "$@"'
+        return [*NAMESPACES, "sh", "-c", trusting, str(self.certificate),
+                *super().command(*arguments, feed_address=feed_address or f"{self.secure.address}/feed.plist")]
+
+    def use_proxy(self):
+        proxy = Proxy()
+        self.addCleanup(proxy.close)
+        self.variables["https_proxy"] = proxy.address
+        return proxy
+
+    def test_answers_that_come_through_a_proxy_are_the_servers(self):
+        proxy = self.use_proxy()
+        with self.subTest("no feed"):
+            self.assert_failed(self.update("--yes"), "answered with status 404")
+        with self.subTest("no archive"):
+            self.secure.routes["/feed.plist"] = feed(app_installer=f"{self.secure.address}/Editor.zip")
+            self.assert_failed(self.update("--yes"), "could not be downloaded")
+            self.assertFalse(list(self.home.rglob("Editor.zip")), "the error page is no archive")
+            self.assert_old_is_untouched()
+        with self.subTest("both"):
+            self.secure.routes["/Editor.zip"] = zipped(self.releases.release("2.0", 200), self.folder / "served.zip")
+            result = self.update("--yes")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.wait_for(lambda: "version=2.0 build=200" in self.log(), "the new application's start")
+        self.assertEqual(set(proxy.tunnels), {self.secure.address.removeprefix("https://")})
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -27,7 +27,8 @@ class URLSessionDataTask {
   // Starts the transfer; a task that is dropped without having been resumed transfers nothing. A task that
   // was cancelled before never transfers anything and completes with the code cancelled.
   virtual void resume() = 0;
-  // The task completes with the code cancelled, soon and once, unless it has completed already.
+  // The task completes with the code cancelled, once and within a tenth of a second, whatever it is waiting for
+  // (a name look-up, a connection, a file), unless it has completed already.
   virtual void cancel() = 0;
 };
 

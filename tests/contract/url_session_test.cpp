@@ -343,6 +343,21 @@ TEST_F(URLSessionContractTest, CancellingEndsARunningTaskSoonAndOnce) {
   }
 }
 
+TEST_F(URLSessionContractTest, CancellingEndsTheReadingOfAFile) {
+  const TemporaryFolder folder;
+  const auto file = folder.write("large", "");
+  std::filesystem::resize_file(file, std::uintmax_t{256} << 20);
+  const auto recorder = std::make_shared<Recorder>();
+  const auto task = session_->dataTask({*URL::parse("file://" + file.string()), {}, {}}, recorder);
+  recorder->onEvent = [&](char now) {
+    if (now == 'd') task->cancel();
+  };
+  task->resume();
+  ASSERT_TRUE(recorder->waitForCompletion());
+  EXPECT_EQ(recorder->code(), Code::cancelled);
+  EXPECT_EQ(recorder->events, "rdc");
+}
+
 TEST_F(URLSessionContractTest, CancellingACompletedTaskChangesNothing) {
   LoopbackHTTPServer server(
       [](const Request&, const Connection& connection) { connection.answer("200 OK", "all of it"); });

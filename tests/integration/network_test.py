@@ -2,12 +2,17 @@
 in namespaces of its own, where the certificate authorities and the name servers are the test's."""
 
 import http.server
+import os
 import select
+import signal
 import socket
 import ssl
 import subprocess
+import sys
 import threading
+import time
 import unittest
+from urllib.parse import quote
 
 from harness import Server, UpdateTestCase, feed, run, zipped
 
@@ -110,6 +115,51 @@ class SecureServers(UpdateTestCase):
             self.assertEqual(result.returncode, 0, result.stderr)
             self.wait_for(lambda: "version=2.0 build=200" in self.log(), "the new application's start")
         self.assertEqual(set(proxy.tunnels), {self.secure.address.removeprefix("https://")})
+
+
+class Files(UpdateTestCase):
+    def test_a_pipe_is_no_feed_that_could_be_waited_for(self):
+        pipe = self.folder / "a pipe"
+        os.mkfifo(pipe)
+        result = self.update("--check-only", feed_address=f"file://{quote(str(pipe))}", timeout=5)
+        self.assert_failed(result, f"{pipe} is no regular file.")
+
+
+# Becomes a program that has nothing but a loopback interface, with a name server on it that never answers.
+SILENT_NAME_SERVER = """
+import fcntl, os, socket, struct, sys
+server = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+set_interface_flags, is_up = 0x8914, 1
+fcntl.ioctl(server, set_interface_flags, struct.pack("16sh14x", b"lo", is_up))
+server.bind(("127.0.0.1", 53))
+server.set_inheritable(True)
+os.execv(sys.argv[1], sys.argv[1:])
+"""
+
+
+@unittest.skipUnless(namespaces_are_allowed(), "this system allows no namespaces")
+class NameServers(UpdateTestCase):
+    def command(self, *arguments, feed_address=None):
+        configuration = self.folder / "resolv.conf"
+        configuration.write_text("nameserver 127.0.0.1\noptions timeout:15 attempts:1\n")
+        asking = 'mount --bind "$0" /etc/resolv.conf && exec "$@"'
+        return [*NAMESPACES, "--net", "sh", "-c", asking, str(configuration), sys.executable, "-c", SILENT_NAME_SERVER,
+                *super().command(*arguments, feed_address=feed_address)]
+
+    def test_a_name_look_up_can_be_cancelled(self):
+        command = self.command("--check-only", feed_address="http://feeds.example.com/feed.plist")
+        process = subprocess.Popen(command, env=self.environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   text=True)
+        self.addCleanup(process.kill)
+        self.assertIn("Checking", process.stdout.readline())
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(timeout=1)
+        begin = time.monotonic()
+        process.send_signal(signal.SIGINT)
+        output, error = process.communicate(timeout=30)
+        self.assertLess(time.monotonic() - begin, 0.5)
+        self.assertEqual(process.returncode, 1, output + error)
+        self.assertIn("cancelled; nothing was installed", error)
 
 
 if __name__ == "__main__":

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "foundation/decimal.h"
 
@@ -56,6 +58,8 @@ Code codeFor(CURLcode result) {
   }
 }
 
+URLLoadingError cancelledError() { return {Code::cancelled, "The transfer was cancelled."}; }
+
 bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) return false;
   for (std::size_t index = 0; index < left.size(); ++index) {
@@ -100,20 +104,22 @@ struct Transfer::Handles {
 struct TransferCallbacks {
   // No exception may pass through the library; a short count makes it stop the transfer instead.
   static std::size_t header(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    return guarded(transfer, size * count, [&](Transfer& owner) { owner.headerLine({bytes, size * count}); });
+    return guarded(transfer, size * count, [&](Transfer& owner) {
+      return owner.headerLine({bytes, size * count});
+    });
   }
   static std::size_t write(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    return guarded(transfer, size * count, [&](Transfer& owner) { owner.body(bytes, size * count); });
+    return guarded(transfer, size * count, [&](Transfer& owner) { return owner.body(bytes, size * count); });
   }
   template <typename Work>
   static std::size_t guarded(void* transfer, std::size_t size, const Work& work) {
     auto& owner = *static_cast<Transfer*>(transfer);
+    const std::size_t stopping = size == 0 ? 1 : 0;
     try {
-      work(owner);
-      return size;
+      return work(owner) ? size : stopping;
     } catch (const std::bad_alloc&) {
       owner.ranOutOfMemory_ = true;
-      return size == 0 ? 1 : 0;
+      return stopping;
     }
   }
 };
@@ -167,6 +173,8 @@ void Transfer::configure(Handles& handles) {
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   // What a proxy says to the request for a tunnel is not the server's answer.
   curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // A name look-up cannot be interrupted; whoever gives up leaves its thread to end by itself.
+  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
   const auto timeout = request_.timeout.value_or(defaultTimeout);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(timeout.count()));
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
@@ -184,8 +192,8 @@ void Transfer::configure(Handles& handles) {
 }
 
 std::optional<URLLoadingError> Transfer::run() {
-  const URLLoadingError cancelledError(Code::cancelled, "The transfer was cancelled.");
-  if (isCancelled()) return cancelledError;
+  if (isCancelled()) return cancelledError();
+  if (auto refusal = refusalOfFile()) return refusal;
   initializeLibraryOnce();
   Handles handles;
   if (handles.easy == nullptr || handles.multi == nullptr) {
@@ -211,7 +219,7 @@ std::optional<URLLoadingError> Transfer::run() {
   int running = 1;
   lastProgress_ = std::chrono::steady_clock::now();
   while (running > 0) {
-    if (isCancelled()) return cancelledError;
+    if (isCancelled()) return cancelledError();
     if (curl_multi_perform(handles.multi, &running) != CURLM_OK) {
       return URLLoadingError(Code::unknown, "The transfer failed.");
     }
@@ -228,6 +236,21 @@ std::optional<URLLoadingError> Transfer::run() {
   return URLLoadingError(Code::unknown, "The transfer ended without a result.");
 }
 
+// Opening a pipe would wait for its other end, and reading a device might never end; nothing could be
+// cancelled.
+std::optional<URLLoadingError> Transfer::refusalOfFile() const {
+  if (request_.url.scheme() != "file") return std::nullopt;
+  int length = 0;
+  char* path = curl_easy_unescape(nullptr, request_.url.path().c_str(), 0, &length);
+  if (path == nullptr) return std::nullopt;
+  const std::filesystem::path file(std::string_view(path, static_cast<std::size_t>(length)));
+  curl_free(path);
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) return std::nullopt;
+  return URLLoadingError(Code::fileDoesNotExist, file.string() + " is no regular file.");
+}
+
 std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& handles) {
   const auto result = static_cast<CURLcode>(curlResult);
   if (ranOutOfMemory_) {
@@ -237,6 +260,7 @@ std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& h
     if (!responseReported_) reportResponse();
     return std::nullopt;
   }
+  if (isCancelled()) return cancelledError();
   const char* detail =
       handles.errorText.front() != '\0' ? handles.errorText.data() : curl_easy_strerror(result);
   // A proxy that refuses the tunnel: the server was never reached.
@@ -248,7 +272,7 @@ std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& h
   return URLLoadingError(codeFor(result), detail);
 }
 
-void Transfer::headerLine(std::string_view line) {
+bool Transfer::headerLine(std::string_view line) {
   lastProgress_ = std::chrono::steady_clock::now();
   if (line.starts_with("HTTP/")) {
     // A new header block: after a redirect or an interim response everything before is void.
@@ -256,25 +280,29 @@ void Transfer::headerLine(std::string_view line) {
     status_ = space == std::string_view::npos ? 0 : parseDecimal<int>(line.substr(space + 1, 3)).value_or(0);
     statedLength_.reset();
     isRedirect_ = false;
-    return;
+    return true;
   }
   if (const auto colon = line.find(':'); colon != std::string_view::npos) {
     const std::string_view name = line.substr(0, colon);
     const std::string_view value = trimmedLine(line.substr(colon + 1));
     if (equalsIgnoringASCIICase(name, "Content-Length")) statedLength_ = parseDecimal<std::int64_t>(value);
     if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3) isRedirect_ = true;
-    return;
+    return true;
   }
   const bool isFinalBlock = trimmedLine(line).empty() && status_ >= 200 && !isRedirect_;
   if (isFinalBlock && !responseReported_) reportResponse();
+  return true;
 }
 
-void Transfer::body(const char* bytes, std::size_t size) {
-  if (isRedirect_ || isCancelled()) return;
+bool Transfer::body(const char* bytes, std::size_t size) {
+  // A file is handed over within one call of the library, so this is where that ends.
+  if (isCancelled()) return false;
+  if (isRedirect_) return true;
   if (!responseReported_) reportResponse();
   delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});
   // How long the receiver takes is not the server's doing.
   lastProgress_ = std::chrono::steady_clock::now();
+  return true;
 }
 
 void Transfer::reportResponse() {

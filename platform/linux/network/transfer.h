@@ -34,9 +34,11 @@ class Transfer {
   [[nodiscard]] std::optional<URLLoadingError> run();
   void configure(Handles& handles);
   [[nodiscard]] std::optional<URLLoadingError> finish(int curlResult, const Handles& handles);
-  void headerLine(std::string_view line);
-  void body(const char* bytes, std::size_t size);
+  // False to stop the transfer; finish() says why.
+  [[nodiscard]] bool headerLine(std::string_view line);
+  [[nodiscard]] bool body(const char* bytes, std::size_t size);
   void reportResponse();
+  [[nodiscard]] std::optional<URLLoadingError> refusalOfFile() const;
   [[nodiscard]] bool isCancelled();
   void noticeReceivedBytes();
   // How much longer the transfer may stand still; zero or less when it has done so for too long.

@@ -3,6 +3,7 @@ in namespaces of its own, where the certificate authorities and the name servers
 
 import http.server
 import os
+import resource
 import select
 import signal
 import socket
@@ -12,6 +13,7 @@ import sys
 import threading
 import time
 import unittest
+import zlib
 from urllib.parse import quote
 
 from harness import Server, UpdateTestCase, feed, run, zipped
@@ -115,6 +117,66 @@ class SecureServers(UpdateTestCase):
             self.assertEqual(result.returncode, 0, result.stderr)
             self.wait_for(lambda: "version=2.0 build=200" in self.log(), "the new application's start")
         self.assertEqual(set(proxy.tunnels), {self.secure.address.removeprefix("https://")})
+
+
+    def test_what_is_asked_for_over_https_is_fetched_over_nothing_else(self):
+        def redirect(address):
+            def answer(handler):
+                handler.send_response(302)
+                handler.send_header("Location", address)
+                handler.send_header("Content-Length", "0")
+                handler.end_headers()
+            return answer
+
+        target = f"{self.server.address}/insecure.plist"
+        self.server.routes["/insecure.plist"] = feed()
+        self.server.routes["/feed.plist"] = redirect(f"{self.secure.address}/feed.plist")
+        refusal = f'The server redirects from https to "{target}", which is not secure.'
+        for name, location in {"at once": target, "with a tab": f"\t{target}"}.items():
+            self.secure.routes["/feed.plist"] = redirect(location)
+            with self.subTest(name):
+                self.assert_failed(self.update("--yes"), refusal)
+            with self.subTest(f"{name}, after a redirect to https"):
+                self.assert_failed(self.update("--yes", feed_address=f"{self.server.address}/feed.plist"), refusal)
+        self.assertNotIn("/insecure.plist", self.server.requests)
+        with self.subTest("to another https address"):
+            self.secure.routes["/feed.plist"] = redirect("/elsewhere.plist")
+            self.secure.routes["/elsewhere.plist"] = feed()
+            result = self.update("--check-only", feed_address=f"{self.server.address}/feed.plist")
+            self.assertEqual(result.returncode, 0, result.stderr)
+
+
+class Feeds(UpdateTestCase):
+    def test_servers_are_told_which_application_asks(self):
+        names = []
+
+        def answer(handler):
+            names.append(handler.headers["User-Agent"])
+            handler.send_error(404)
+
+        self.server.routes["/feed.plist"] = answer
+        self.assert_failed(self.update("--check-only"), "answered with status 404")
+        self.server.routes["/feed.plist"] = feed(app_installer=f"{self.server.address}/Editor.zip")
+        self.server.routes["/Editor.zip"] = answer
+        self.assert_failed(self.update("--yes"), "could not be downloaded")
+        self.assertEqual(names, ["Editor/1.0"] * 2)
+
+    def test_a_small_answer_that_grows_without_end(self):
+        packer = zlib.compressobj(wbits=16 + zlib.MAX_WBITS)
+        packed = b"".join(packer.compress(bytes(1 << 20)) for _ in range(600)) + packer.flush()
+
+        def answer(handler):
+            handler.send_response(200)
+            handler.send_header("Content-Encoding", "gzip")
+            handler.send_header("Content-Length", str(len(packed)))
+            handler.end_headers()
+            handler.wfile.write(packed)
+
+        self.server.routes["/feed.plist"] = answer
+        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+        self.assert_failed(self.update("--check-only"), f"The response is longer than {64 << 20} bytes.")
+        peak = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+        self.assertLess(peak, max(before, 256 << 10), "kilobytes at the most")
 
 
 class Files(UpdateTestCase):

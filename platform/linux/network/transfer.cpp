@@ -70,11 +70,10 @@ bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
 }
 
 std::string_view trimmedLine(std::string_view line) {
-  while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' ')) {
-    line.remove_suffix(1);
-  }
-  while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
-  return line;
+  constexpr std::string_view whitespace = " \t\r\n\v\f";
+  const auto begin = line.find_first_not_of(whitespace);
+  if (begin == std::string_view::npos) return {};
+  return line.substr(begin, line.find_last_not_of(whitespace) - begin + 1);
 }
 
 void initializeLibraryOnce() {
@@ -124,8 +123,12 @@ struct TransferCallbacks {
   }
 };
 
-Transfer::Transfer(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate)
-    : request_(std::move(request)), delegate_(std::move(delegate)) {}
+Transfer::Transfer(URLRequest request, std::string userAgent,
+                   std::shared_ptr<URLSessionDataDelegate> delegate)
+    : request_(std::move(request)),
+      userAgent_(std::move(userAgent)),
+      delegate_(std::move(delegate)),
+      bodyLimit_(request_.maximumBodyLength) {}
 
 Transfer::~Transfer() = default;
 
@@ -166,9 +169,13 @@ void Transfer::configure(Handles& handles) {
   easy_ = easy;
   curl_easy_setopt(easy, CURLOPT_URL, request_.url.text().c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https,file");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  // The rule for redirects is kept where their headers arrive; this is the library's own, in case the two
+  // should ever read a header differently.
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR,
+                   request_.url.scheme() == "https" ? "https" : "http,https");
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, maximumRedirects);
+  if (!userAgent_.empty()) curl_easy_setopt(easy, CURLOPT_USERAGENT, userAgent_.c_str());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   // What a proxy says to the request for a tunnel is not the server's answer.
@@ -193,6 +200,7 @@ void Transfer::configure(Handles& handles) {
 
 std::optional<URLLoadingError> Transfer::run() {
   if (isCancelled()) return cancelledError();
+  if (auto refusal = addressRefusal(request_.url)) return refusal;
   if (auto refusal = refusalOfFile()) return refusal;
   initializeLibraryOnce();
   Handles handles;
@@ -256,6 +264,7 @@ std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& h
   if (ranOutOfMemory_) {
     return URLLoadingError(Code::unknown, "There is not enough memory for the response.");
   }
+  if (refusal_) return refusal_;
   if (result == CURLE_OK) {
     if (!responseReported_) reportResponse();
     return std::nullopt;
@@ -286,8 +295,13 @@ bool Transfer::headerLine(std::string_view line) {
     const std::string_view name = line.substr(0, colon);
     const std::string_view value = trimmedLine(line.substr(colon + 1));
     if (equalsIgnoringASCIICase(name, "Content-Length")) statedLength_ = parseDecimal<std::int64_t>(value);
-    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3) isRedirect_ = true;
-    return true;
+    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3 && !value.empty()) {
+      isRedirect_ = true;
+      if (const std::optional<URL> target = redirectTarget(value)) {
+        refusal_ = redirectRefusal(currentAddress(), *target);
+      }
+    }
+    return !refusal_;
   }
   const bool isFinalBlock = trimmedLine(line).empty() && status_ >= 200 && !isRedirect_;
   if (isFinalBlock && !responseReported_) reportResponse();
@@ -299,18 +313,38 @@ bool Transfer::body(const char* bytes, std::size_t size) {
   if (isCancelled()) return false;
   if (isRedirect_) return true;
   if (!responseReported_) reportResponse();
+  refusal_ = bodyLimit_.take(size);
+  if (refusal_) return false;
   delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});
   // How long the receiver takes is not the server's doing.
   lastProgress_ = std::chrono::steady_clock::now();
   return true;
 }
 
-void Transfer::reportResponse() {
-  responseReported_ = true;
-  URLResponse response{request_.url, std::nullopt, statedLength_};
+URL Transfer::currentAddress() const {
   const char* effective = nullptr;
   curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effective);
-  if (effective != nullptr) response.url = URL::parse(effective).value_or(request_.url);
+  return effective == nullptr ? request_.url : URL::parseLeniently(effective).value_or(request_.url);
+}
+
+std::optional<URL> Transfer::redirectTarget(std::string_view location) const {
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> address(curl_url(), &curl_url_cleanup);
+  if (!address) throw std::bad_alloc();
+  constexpr unsigned asTheLibraryDoes = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
+  char* target = nullptr;
+  if (curl_url_set(address.get(), CURLUPART_URL, currentAddress().text().c_str(), 0) != CURLUE_OK ||
+      curl_url_set(address.get(), CURLUPART_URL, std::string(location).c_str(), asTheLibraryDoes) !=
+          CURLUE_OK ||
+      curl_url_get(address.get(), CURLUPART_URL, &target, 0) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<char, decltype(&curl_free)> owned(target, &curl_free);
+  return URL::parseLeniently(target);
+}
+
+void Transfer::reportResponse() {
+  responseReported_ = true;
+  URLResponse response{currentAddress(), std::nullopt, statedLength_};
   if (status_ != 0) response.statusCode = status_;
   delegate_->didReceiveResponse(response);
 }

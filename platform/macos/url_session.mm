@@ -202,8 +202,8 @@ class Session final : public URLSession {
     }
     if (request.timeout) platformRequest.timeoutInterval = static_cast<double>(request.timeout->count());
     NSURLSessionDataTask* task = [session_ dataTaskWithRequest:platformRequest];
-    const auto served = std::make_shared<Served>(
-        Served{request.url, std::move(delegate), BodyLimit(request.maximumBodyLength), false, false, refusal});
+    const auto served = std::make_shared<Served>(Served{
+        request.url, std::move(delegate), BodyLimit(request.maximumBodyLength), false, false, refusal});
     [delegate_ setServed:served ofTask:task];
     return std::make_shared<DataTask>(task);
   }

@@ -64,7 +64,7 @@ double median(std::vector<double> values) {
 }
 
 void download(const URL& url) {
-  OrvoUpdateURLSessionInstallerNetworkClient client(makeSystemURLSessions());
+  OrvoUpdateURLSessionInstallerNetworkClient client(makeSystemURLSessions(""));
   std::int64_t last = 0;
   const NetworkData data = client.data(
       url, [&](const OrvoUpdateInstallerDownloadProgress& progress) { last = progress.bytesReceived; }, {});

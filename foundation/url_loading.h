@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,11 +13,14 @@
 
 namespace pellam {
 
-// One request for an address. Without a time-out the transport's own default applies.
+// One request for an address. Without a time-out the transport's own default applies. A body that is longer
+// than the maximum, counted as it is handed on and not as it was compressed on its way, ends the transfer
+// with the code dataLengthExceedsMaximum; without one it may have any length.
 struct URLRequest {
   URL url;
   std::vector<std::pair<std::string, std::string>> headers;
   std::optional<std::chrono::seconds> timeout;
+  std::optional<std::size_t> maximumBodyLength = std::nullopt;  // bytes
 };
 
 // What the server said before the body.

@@ -16,6 +16,11 @@ using Result = OrvoAppBundleReplacementLaunchResult;
 using Progress = OrvoAppBundleInstallerLaunchProgress;
 using Phase = OrvoAppBundleInstallerLaunchPhase;
 
+Result connectionFailure(const BridgedError& error) {
+  return Result::protocolFailure(
+      OrvoAppBundleInstallerFailureDiagnostic::fromError(Phase::xpcConnection, error));
+}
+
 }  // namespace
 
 Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBundleReplacementRequest& request,
@@ -32,38 +37,36 @@ Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBund
       });
   const auto timedOut = [session](Phase phase) { session->finish(Result::timedOut(phase)); };
 
-  auto connection = connectionFactory_->makeConnection(
-      serviceName_,
-      [session](const BridgedError& error) {
-        session->finish(Result::protocolFailure(
-            OrvoAppBundleInstallerFailureDiagnostic::fromError(Phase::xpcConnection, error)));
-      },
-      [watchdog, timedOut, progressHandler](const Progress& progress) {
-        progressHandler(progress);
-        if (progress.event == Progress::Event::authorizationBegan) {
-          watchdog->pause();
-        } else if (progress.event == Progress::Event::authorizationEnded) {
-          watchdog->armTimeout(watchdog->postAuthorizationTimeoutNanoseconds(), Phase::postAuthorization,
-                               timedOut);
-        }
-      });
-  if (!connection) return Result::helperUnavailable();
-
-  session->setConnection(connection);
+  std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnection> connection;
+  // Whatever happens on the way is one result among others, of which the session lets the first count.
   try {
-    connection->resume();
+    connection = connectionFactory_->makeConnection(
+        serviceName_, [session](const BridgedError& error) { session->finish(connectionFailure(error)); },
+        [watchdog, timedOut, progressHandler](const Progress& progress) {
+          progressHandler(progress);
+          if (progress.event == Progress::Event::authorizationBegan) {
+            watchdog->pause();
+          } else if (progress.event == Progress::Event::authorizationEnded) {
+            watchdog->armTimeout(watchdog->postAuthorizationTimeoutNanoseconds(), Phase::postAuthorization,
+                                 timedOut);
+          }
+        });
+    bool isSent = false;
+    if (connection) {
+      session->setConnection(connection);
+      connection->resume();
+      isSent = connection->launchReplacement(
+          OrvoAppBundleXPCReplacementMessage{request}.propertyList(),
+          [watchdog, timedOut] {
+            watchdog->armTimeout(watchdog->preAuthorizationTimeoutNanoseconds(), Phase::preAuthorization,
+                                 timedOut);
+          },
+          [session](const Result& result) { session->finish(result); });
+    }
+    if (!isSent) session->finish(Result::helperUnavailable());
   } catch (const std::exception& error) {
-    return Result::protocolFailure(
-        OrvoAppBundleInstallerFailureDiagnostic::fromError(Phase::xpcConnection, bridge(error)));
+    session->finish(connectionFailure(bridge(error)));
   }
-  const bool isSent = connection->launchReplacement(
-      OrvoAppBundleXPCReplacementMessage{request}.propertyList(),
-      [watchdog, timedOut] {
-        watchdog->armTimeout(watchdog->preAuthorizationTimeoutNanoseconds(), Phase::preAuthorization,
-                             timedOut);
-      },
-      [session](const Result& result) { session->finish(result); });
-  if (!isSent) session->finish(Result::helperUnavailable());
   Result result = completion.get();
   // No handler and no timer runs any more when the caller goes on.
   connection.reset();

@@ -25,7 +25,9 @@ class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHel
         timeouts_(timeouts),
         watchdogSleep_(std::move(watchdogSleep)) {}
 
-  // Blocks until the launch has ended. The progress handler is called on the connection's thread.
+  // Blocks until the launch has ended; afterwards no connection, handler or timer of it is left. The progress
+  // handler is called on the connection's thread. What cannot be connected or sent is a result like any
+  // other: nothing is thrown for it.
   [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(
       const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
 

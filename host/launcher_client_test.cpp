@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <future>
+#include <optional>
 #include <set>
+#include <system_error>
 #include <thread>
 
 #include "host/launch_session.h"
@@ -27,9 +31,11 @@ class ManualSleep {
       const auto registration = token.onCancel([this] { wake(); });
       std::unique_lock guard(lock_);
       asked_.push_back(nanoseconds);
+      ++running_;
       changed_.notify_all();
       changed_.wait(guard,
                     [&] { return released_.contains(nanoseconds) || (token.isCancelled() && !isDeaf_); });
+      --running_;
       if (released_.contains(nanoseconds)) return;
       guard.unlock();
       token.throwIfCancelled();
@@ -48,6 +54,10 @@ class ManualSleep {
     const std::lock_guard guard(lock_);
     return asked_;
   }
+  std::size_t running() {
+    const std::lock_guard guard(lock_);
+    return running_;
+  }
   void ignoreCancellation() { isDeaf_ = true; }
 
  private:
@@ -58,6 +68,7 @@ class ManualSleep {
   std::mutex lock_;
   std::condition_variable changed_;
   std::vector<std::uint64_t> asked_;
+  std::size_t running_ = 0;
   std::set<std::uint64_t> released_;
   bool isDeaf_ = false;
 };
@@ -73,19 +84,29 @@ struct FakeService final : OrvoAppBundleInstallerLauncherServiceConnectionMaking
   std::function<void(Wire&)> script = [](Wire&) {};
   bool isMissing = false;
   bool cannotSend = false;
+  std::string throwsAt;                    // "make", "resume", "send" or "sent"
+  std::optional<BridgedError> firstError;  // told before the connection is handed out
   std::vector<std::string> events;
 
   struct Connection final : OrvoAppBundleInstallerLauncherServiceConnection {
-    Connection(FakeService& owner, Wire wire) : service(owner), wire_(std::move(wire)) {}
+    Connection(FakeService& owner, Wire wire) : service(owner), wire_(std::move(wire)) {
+      ++service.connections;
+    }
     ~Connection() override {
       if (player.joinable()) player.join();
+      --service.connections;
     }
-    void resume() override { service.note("resume"); }
+    void resume() override {
+      service.note("resume");
+      service.throwAt("resume");
+    }
     bool launchReplacement(const PropertyListDictionary& message, const std::function<void()>& didSubmit,
                            std::function<void(const Result&)> reply) override {
       if (service.cannotSend) return false;
+      service.throwAt("send");
       didSubmit();
       service.note("send");
+      service.throwAt("sent");
       wire_.message = message;
       wire_.reply = std::move(reply);
       player = std::thread([this] { service.script(wire_); });
@@ -101,6 +122,8 @@ struct FakeService final : OrvoAppBundleInstallerLauncherServiceConnectionMaking
       const std::string& serviceName, std::function<void(const BridgedError&)> error,
       LaunchProgressHandler progress) override {
     note(serviceName);
+    throwAt("make");
+    if (firstError) error(*firstError);
     if (isMissing) return nullptr;
     return std::make_shared<Connection>(*this, Wire{std::move(error), std::move(progress), nullptr, {}});
   }
@@ -108,7 +131,11 @@ struct FakeService final : OrvoAppBundleInstallerLauncherServiceConnectionMaking
     const std::lock_guard guard(lock);
     events.push_back(std::move(event));
   }
+  void throwAt(const std::string& place) const {
+    if (throwsAt == place) throw std::system_error(EMFILE, std::generic_category(), place);
+  }
   std::mutex lock;
+  std::atomic<int> connections = 0;  // that are alive
 };
 
 constexpr std::uint64_t pre = 7;
@@ -162,6 +189,47 @@ TEST(LauncherClient, ReportsALostConnectionWithItsError) {
   launch.service->script = [](FakeService::Wire& wire) { wire.error({"NSCocoaErrorDomain", 4097, "gone"}); };
   EXPECT_EQ(launch.run(),
             Result::protocolFailure({Phase::xpcConnection, "NSCocoaErrorDomain", 4097, "gone"}));
+}
+
+TEST(LauncherClient, AFailureOnTheWayClosesTheConnectionAndStopsTheTimer) {
+  const struct {
+    const char* throwsAt;
+    std::vector<std::string> events;
+  } rows[] = {
+      {"make", {"com.example.service"}},
+      {"resume", {"com.example.service", "resume", "invalidate"}},
+      {"send", {"com.example.service", "resume", "invalidate"}},
+      {"sent", {"com.example.service", "resume", "send", "invalidate"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.throwsAt);
+    Launch launch;
+    launch.service->throwsAt = row.throwsAt;
+    EXPECT_EQ(launch.run(), Result::protocolFailure(
+                                {Phase::xpcConnection, "NSPOSIXErrorDomain", EMFILE, "Too many open files"}));
+    EXPECT_EQ(launch.service->events, row.events);
+    EXPECT_EQ(launch.service->connections, 0) << "a connection is left";
+    EXPECT_EQ(launch.sleep.running(), 0U) << "a timer is left";
+  }
+}
+
+TEST(LauncherClient, OnlyTheFirstResultCounts) {
+  const BridgedError lost{"NSCocoaErrorDomain", 4099, "first"};
+  const auto prepare = [](FakeService& service, const std::string& later) {
+    if (later == "missing") service.isMissing = true;
+    if (later == "not sent") service.cannotSend = true;
+    if (later == "replied") service.script = [](FakeService::Wire& wire) { wire.reply(Result::launched()); };
+    if (later == "resume" || later == "send" || later == "sent") service.throwsAt = later;
+  };
+  for (const char* later : {"missing", "not sent", "replied", "resume", "send", "sent"}) {
+    SCOPED_TRACE(later);
+    Launch launch;
+    launch.service->firstError = lost;
+    prepare(*launch.service, later);
+    EXPECT_EQ(launch.run(), Result::protocolFailure({Phase::xpcConnection, lost.domain, lost.code, "first"}));
+    EXPECT_EQ(launch.service->connections, 0);
+    EXPECT_EQ(launch.sleep.running(), 0U);
+  }
 }
 
 TEST(LauncherClient, TimesOutBeforeAuthorizationAndDropsTheLateReply) {

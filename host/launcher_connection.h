@@ -17,6 +17,8 @@ class OrvoAppBundleInstallerLauncherServiceConnection {
   // Returns when no handler is running and none will be called any more, unless a handler lets go of the
   // connection itself.
   virtual ~OrvoAppBundleInstallerLauncherServiceConnection() = default;
+  // This, and the sending of a message, may throw; invalidate() and destruction are all that is left to do
+  // then.
   virtual void resume() = 0;
   // Calls `didSubmitRequest`, then sends the message; the decoded result goes to `reply`. False, with neither
   // called, when the service cannot be spoken to.

@@ -1,5 +1,6 @@
 #include "host/system_host.h"
 
+#include "foundation/user_agent.h"
 #include "host/launcher_client.h"
 #include "host/service_launcher_connection.h"
 #include "installer/code_signature_validator.h"
@@ -30,7 +31,8 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
       settingsFolder ? *settingsFolder / (identifier + ".plist")
                      : systemSettingsFile(host.process->homeDirectory(), identifier);
   host.settings = makeSystemSettingsStore(settingsFile, host.fileSystem);
-  const std::shared_ptr<URLSessionMaking> sessions = makeSystemURLSessions();
+  const std::shared_ptr<URLSessionMaking> sessions =
+      makeSystemURLSessions(userAgentText(host.application.identity));
   host.network = std::make_shared<PellamURLSessionNetworkClient>(sessions);
   host.check = std::make_shared<UpdateCheck>(host.network, std::make_shared<UpdateSettings>(host.settings),
                                              host.clock);

@@ -14,7 +14,7 @@ constexpr double longestSleepSeconds = 30.0 * 86'400;
 }  // namespace
 
 std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationToken& cancellation) const {
-  const URLRequest request{feed, {{"Cache-Control", "no-cache"}}, std::nullopt};
+  const URLRequest request{feed, {{"Cache-Control", "no-cache"}}, std::nullopt, maximumFeedLength};
   try {
     const NetworkData data = network_->data(request, cancellation);
     const std::optional<int> status = data.response.statusCode;

@@ -35,6 +35,8 @@ class UpdateCheck {
  public:
   static constexpr std::int64_t defaultRefetchIntervalSeconds = 86'400;
   static constexpr std::int64_t minimumRefetchIntervalSeconds = 3'600;
+  // Bytes. Ten thousands of entries fit; what a small compressed answer can grow to does not.
+  static constexpr std::size_t maximumFeedLength = std::size_t{64} << 20;
 
   UpdateCheck(std::shared_ptr<PellamNetworkClient> network, std::shared_ptr<UpdateSettings> settings,
               std::shared_ptr<PellamClock> clock)

@@ -56,7 +56,7 @@ class OrvoAppBundleReplacementExecutor {
         permissionChecker{};  // absent: the write probe
     std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
     std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching>
-        ownershipMatcher{};  // absent: the system's own
+        ownershipMatcher{};         // absent: the system's own
     DiagnosticLog diagnosticLog{};  // absent: nothing is logged
     std::shared_ptr<UUIDGenerating> identifiers;
     // Called when a request has a host identity to validate against; the validator logs to the system log,

@@ -4,8 +4,9 @@
 
 namespace pellam {
 
-// How long a launch may take before the user is asked for authorization, or altogether when nobody is asked, and how long
-// after the answer; zero means no limit. The time that the user takes to answer is never limited.
+// How long a launch may take before the user is asked for authorization, or altogether when nobody is asked,
+// and how long after the answer; zero means no limit. The time that the user takes to answer is never
+// limited.
 struct LaunchTimeouts {
   std::chrono::nanoseconds preAuthorization{};
   std::chrono::nanoseconds postAuthorization{};

@@ -10,8 +10,8 @@
 #include "pellam/property_list_value.h"
 
 // The connection between an application and the launcher service inside its bundle. Dictionaries hold
-// strings, numbers and booleans only; anything else that a peer sends arrives as a value that no reader
-// accepts.
+// strings, numbers and booleans only; anything else that a peer sends arrives, under its key, as a value that
+// no reader accepts, and spoils no other key.
 namespace pellam {
 
 // What the service offers to its host. The proxy and the object behind it share the interface.

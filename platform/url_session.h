@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "foundation/url_loading.h"
 
@@ -27,12 +28,13 @@ class URLSessionDataTask {
   // Starts the transfer; a task that is dropped without having been resumed transfers nothing. A task that
   // was cancelled before never transfers anything and completes with the code cancelled.
   virtual void resume() = 0;
-  // The task completes with the code cancelled, soon and once, unless it has completed already.
+  // The task completes with the code cancelled, once and within a tenth of a second, whatever it is waiting
+  // for (a name look-up, a connection, a file), unless it has completed already.
   virtual void cancel() = 0;
 };
 
 // A session with the platform's default configuration: redirects are followed (at most 20), certificates are
-// verified, http, https and file addresses are served.
+// verified, proxies are the user's. foundation/loading_refusals.h says what is refused.
 class URLSession {
  public:
   virtual ~URLSession() = default;
@@ -49,6 +51,7 @@ class URLSessionMaking {
   [[nodiscard]] virtual std::shared_ptr<URLSession> makeSession() = 0;
 };
 
-[[nodiscard]] std::shared_ptr<URLSessionMaking> makeSystemURLSessions();
+// `userAgent` goes out with every http request that does not bring a User-Agent of its own.
+[[nodiscard]] std::shared_ptr<URLSessionMaking> makeSystemURLSessions(const std::string& userAgent);
 
 }  // namespace pellam

@@ -29,7 +29,9 @@ class URLLoadingError : public PellamError {
     httpTooManyRedirects = -1007,
     notConnectedToInternet = -1009,
     badServerResponse = -1011,
+    secureConnectionRequired = -1022,
     fileDoesNotExist = -1100,
+    dataLengthExceedsMaximum = -1103,
     secureConnectionFailed = -1200,
     serverCertificateUntrusted = -1202,
   };

@@ -38,7 +38,9 @@ struct ConversionLimits {
 // Nothing for an object that is no property-list value and for one beyond the limits.
 [[nodiscard]] std::optional<PropertyListValue> valueOf(NSObject* _Nullable object,
                                                        ConversionLimits limits = {});
-// Empty when a key is no string or a value is no property-list value.
+// What came from a peer, key by key. Texts and numbers of any length; of other values what is a property-list
+// value of at most a mebibyte, and for the rest a dictionary under "unsupportedType", which no reader takes
+// for anything else. Empty when a key is no string.
 [[nodiscard]] PropertyListDictionary dictionaryOf(NSDictionary* _Nullable dictionary);
 
 }  // namespace pellam::macos

@@ -147,9 +147,22 @@ std::optional<PropertyListValue> valueOf(NSObject* object, ConversionLimits limi
 }
 
 PropertyListDictionary dictionaryOf(NSDictionary* dictionary) {
-  const std::optional<PropertyListValue> value = valueOf(dictionary);
-  const PropertyListDictionary* entries = value ? value->dictionary() : nullptr;
-  return entries == nullptr ? PropertyListDictionary() : *entries;
+  constexpr ConversionLimits limits{128, std::size_t{1} << 20};
+  std::vector<PropertyListDictionary::Entry> entries;
+  entries.reserve(dictionary.count);
+  for (NSObject* key in dictionary) {
+    if (![key isKindOfClass:[NSString class]]) return {};
+    NSObject* object = [dictionary objectForKey:key];
+    std::optional<PropertyListValue> value;
+    if ([object isKindOfClass:[NSString class]]) {
+      value = textOf(static_cast<NSString*>(object));
+    } else {
+      value = valueOf(object, limits);
+    }
+    if (!value) value = PropertyListDictionary{{"unsupportedType", "object"}};
+    entries.emplace_back(textOf(static_cast<NSString*>(key)), *std::move(value));
+  }
+  return PropertyListDictionary(std::move(entries));
 }
 
 }  // namespace pellam::macos

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "foundation/loading_refusals.h"
 #include "platform/macos/foundation_bridge.h"
 #include "platform/macos/guarded_call.h"
 
@@ -16,8 +17,10 @@ using DelegatePointer = std::shared_ptr<pellam::URLSessionDataDelegate>;
 struct Served {
   pellam::URL asked;
   DelegatePointer delegate;
+  pellam::BodyLimit bodyLimit;
   bool hasResponse = false;
   bool hasFailed = false;  // the delegate could not take what came, which nobody below can be told
+  std::optional<pellam::URLLoadingError> refusal;  // why this side ended the task
 };
 
 // Which task of a session serves whom. One lock of its own, nothing called while it is held.
@@ -45,7 +48,7 @@ class TaskDelegates {
 // Gives the delegate an event; a task whose delegate fails goes no further.
 template <typename Work>
 void deliver(NSURLSessionTask* task, const std::shared_ptr<Served>& served, const Work& work) {
-  if (!served || served->hasFailed) return;
+  if (!served || served->hasFailed || served->refusal) return;
   served->hasFailed = true;
   pellam::macos::runGuarded([&] {
     work(*served->delegate);
@@ -54,9 +57,12 @@ void deliver(NSURLSessionTask* task, const std::shared_ptr<Served>& served, cons
   if (served->hasFailed) [task cancel];
 }
 
+std::optional<pellam::URL> addressOf(NSURL* address) {
+  return pellam::URL::parseLeniently(pellam::macos::textOf(address.absoluteString));
+}
+
 pellam::URLResponse responseOf(NSURLResponse* response, const pellam::URL& asked) {
-  const auto address = pellam::URL::parse(pellam::macos::textOf(response.URL.absoluteString));
-  pellam::URLResponse result{address.value_or(asked), std::nullopt, std::nullopt};
+  pellam::URLResponse result{addressOf(response.URL).value_or(asked), std::nullopt, std::nullopt};
   if ([response isKindOfClass:[NSHTTPURLResponse class]]) {
     result.statusCode = static_cast<int>(static_cast<NSHTTPURLResponse*>(response).statusCode);
   }
@@ -85,6 +91,20 @@ pellam::URLLoadingError loadingError(NSError* error) {
   _delegates.add(task, std::move(served));
 }
 - (void)URLSession:(NSURLSession*)session
+                          task:(NSURLSessionTask*)task
+    willPerformHTTPRedirection:(NSHTTPURLResponse*)response
+                    newRequest:(NSURLRequest*)request
+             completionHandler:(void (^)(NSURLRequest*))completionHandler {
+  (void)session;
+  const std::shared_ptr<Served> served = _delegates.find(task);
+  const auto target = addressOf(request.URL);
+  if (served && target) {
+    served->refusal = pellam::redirectRefusal(addressOf(response.URL).value_or(served->asked), *target);
+  }
+  if (served && served->refusal) [task cancel];
+  completionHandler(served && served->refusal ? nil : request);
+}
+- (void)URLSession:(NSURLSession*)session
               dataTask:(NSURLSessionDataTask*)dataTask
     didReceiveResponse:(NSURLResponse*)response
      completionHandler:(void (^)(NSURLSessionResponseDisposition))completionHandler {
@@ -105,6 +125,9 @@ pellam::URLLoadingError loadingError(NSError* error) {
   const std::shared_ptr<Served> served = _delegates.find(dataTask);
   // In its pieces, as it arrived: asking for all of it at once would copy it.
   [data enumerateByteRangesUsingBlock:^(const void* bytes, NSRange range, BOOL*) {
+    if (!served || served->refusal) return;
+    served->refusal = served->bodyLimit.take(range.length);
+    if (served->refusal) [dataTask cancel];
     deliver(dataTask, served, [&](auto& delegate) {
       delegate.didReceiveData({static_cast<const std::uint8_t*>(bytes), range.length});
     });
@@ -119,6 +142,8 @@ pellam::URLLoadingError loadingError(NSError* error) {
   std::optional<URLLoadingError> failure;
   if (served->hasFailed) {
     failure = URLLoadingError(URLLoadingError::Code::unknown, "There is not enough memory for the response.");
+  } else if (served->refusal) {
+    failure = served->refusal;
   } else if (error != nil) {
     failure = loadingError(error);
   }
@@ -154,8 +179,9 @@ class DataTask final : public URLSessionDataTask {
 // The platform keeps a session and its delegate until the session is invalidated.
 class Session final : public URLSession {
  public:
-  Session()
-      : delegate_([[PellamURLSessionDelegate alloc] init]),
+  explicit Session(const std::string& userAgent)
+      : userAgent_(macos::stringFrom(userAgent)),
+        delegate_([[PellamURLSessionDelegate alloc] init]),
         session_([NSURLSession sessionWithConfiguration:NSURLSessionConfiguration.defaultSessionConfiguration
                                                delegate:delegate_
                                           delegateQueue:nil]) {}
@@ -165,33 +191,44 @@ class Session final : public URLSession {
 
   std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest& request,
                                                std::shared_ptr<URLSessionDataDelegate> delegate) override {
-    // An address that this system accepts and the platform does not fails like one that names nothing.
-    NSURL* address = [NSURL URLWithString:macos::stringFrom(request.url.text())];
+    // An address that is refused, or that the platform does not accept, fails like one that names nothing.
+    const std::optional<URLLoadingError> refusal = addressRefusal(request.url);
+    NSURL* address = refusal ? nil : [NSURL URLWithString:macos::stringFrom(request.url.text())];
     if (address == nil) address = [NSURL fileURLWithPath:@"/dev/null/no-address"];
     NSMutableURLRequest* platformRequest = [NSMutableURLRequest requestWithURL:address];
+    if (userAgent_.length > 0) [platformRequest setValue:userAgent_ forHTTPHeaderField:@"User-Agent"];
     for (const auto& [field, value] : request.headers) {
       [platformRequest setValue:macos::stringFrom(value) forHTTPHeaderField:macos::stringFrom(field)];
     }
     if (request.timeout) platformRequest.timeoutInterval = static_cast<double>(request.timeout->count());
     NSURLSessionDataTask* task = [session_ dataTaskWithRequest:platformRequest];
-    [delegate_ setServed:std::make_shared<Served>(Served{request.url, std::move(delegate)}) ofTask:task];
+    const auto served = std::make_shared<Served>(Served{
+        request.url, std::move(delegate), BodyLimit(request.maximumBodyLength), false, false, refusal});
+    [delegate_ setServed:served ofTask:task];
     return std::make_shared<DataTask>(task);
   }
 
   void finishTasksAndInvalidate() override { [session_ finishTasksAndInvalidate]; }
 
  private:
+  NSString* userAgent_;
   PellamURLSessionDelegate* delegate_;
   NSURLSession* session_;
 };
 
 class Sessions final : public URLSessionMaking {
  public:
-  std::shared_ptr<URLSession> makeSession() override { return std::make_shared<Session>(); }
+  explicit Sessions(std::string userAgent) : userAgent_(std::move(userAgent)) {}
+  std::shared_ptr<URLSession> makeSession() override { return std::make_shared<Session>(userAgent_); }
+
+ private:
+  std::string userAgent_;
 };
 
 }  // namespace
 
-std::shared_ptr<URLSessionMaking> makeSystemURLSessions() { return std::make_shared<Sessions>(); }
+std::shared_ptr<URLSessionMaking> makeSystemURLSessions(const std::string& userAgent) {
+  return std::make_shared<Sessions>(userAgent);
+}
 
 }  // namespace pellam

@@ -37,6 +37,10 @@ class ContractService final : public OrvoAppBundleInstallerLauncherXPCProtocol {
     if (task == "echo") reply(echo(message));
     if (task == "processes") reply({{"host", host_}, {"service", static_cast<std::int64_t>(::getpid())}});
     if (task == "report") reply(report(message.find("count")->numberAsInteger().value_or(0)));
+    if (task == "report this") {
+      progress_->reportProgress(message);
+      reply({{"reported", true}});
+    }
     if (task == "report for ever") reportForEver();
     if (task == "reply later") {
       std::thread([reply] {

@@ -192,6 +192,42 @@ TEST_F(ServiceConnectionContractTest, DictionariesArriveAsTheyWereSentBothWays) 
   EXPECT_EQ(answer.find("smallest")->unsigned64(), nullptr);
 }
 
+TEST_F(ServiceConnectionContractTest, AValueThatIsNotCarriedSpoilsNoOtherKey) {
+  PropertyListValue deep = "the bottom";
+  for (int level = 0; level < 200; ++level) deep = PropertyListArray{deep};
+  const PropertyListDictionary spoiling = {{"array", PropertyListArray{1, "two"}},
+                                           {"data", PropertyListData{1, 2}},
+                                           {"date", Date()},
+                                           {"deep", deep},
+                                           {"dictionary", PropertyListDictionary{{"k", "v"}}}};
+  PropertyListDictionary message = spoiling;
+  message.set("text", "whole");
+  message.set("build", 42);
+  open();
+  message.set("task", "echo");
+  const PropertyListDictionary answer = answerTo(message);
+  message.set("task", "report this");
+  EXPECT_EQ(answerTo(message), (PropertyListDictionary{{"reported", true}}));
+  const auto events = log_->entries("progress");
+  ASSERT_EQ(events.size(), 1U);
+  for (const PropertyListDictionary& received : {answer, events.front().dictionary}) {
+    ASSERT_TRUE(received.contains("text") && received.contains("build"));
+    EXPECT_EQ(*received.find("text"), PropertyListValue("whole"));
+    EXPECT_EQ(received.find("build")->numberAsInteger(), 42);
+    for (const auto& [key, value] : spoiling) {
+      SCOPED_TRACE(key);
+      const PropertyListValue* unreadable = received.find(key);
+      ASSERT_NE(unreadable, nullptr) << "what was sent is not missing";
+      EXPECT_FALSE(unreadable->isNumber());
+      EXPECT_EQ(unreadable->string(), nullptr);
+    }
+  }
+  for (const auto& [key, value] : spoiling) {
+    ASSERT_TRUE(answer.contains(key + " is a"));
+    EXPECT_EQ(*answer.find(key + " is a"), PropertyListValue("another"));
+  }
+}
+
 TEST_F(ServiceConnectionContractTest, EventsComeInOrderAndBeforeTheReply) {
   open();
   constexpr std::int64_t count = 300;

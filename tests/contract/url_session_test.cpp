@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <cstdlib>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
+#include "tests/contract/url_session_fixture.h"
 #include "tests/support/loopback_http_server.h"
 #include "tests/support/temporary_folder.h"
 
@@ -22,101 +19,13 @@ namespace {
 using namespace std::chrono_literals;
 using testing_support::LoopbackHTTPServer;
 using testing_support::LoopbackSocket;
+using testing_support::patience;
+using testing_support::Recorder;
 using testing_support::TemporaryFolder;
+using testing_support::URLSessionContractTest;
 using Code = URLLoadingError::Code;
 using Request = LoopbackHTTPServer::Request;
 using Connection = LoopbackHTTPServer::Connection;
-
-constexpr auto patience = 30s;
-
-// Keeps what a task reports, and that it reports it in order and one at a time. `onEvent` is called on the
-// session's thread, after the event has been kept.
-class Recorder final : public URLSessionDataDelegate {
- public:
-  std::function<void(char event)> onEvent = [](char) {};
-
-  void didReceiveResponse(const URLResponse& received) override {
-    record('r', [&] { response = received; });
-  }
-  void didReceiveData(std::span<const std::uint8_t> bytes) override {
-    record('d', [&] { body.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()); });
-  }
-  void didComplete(const std::optional<URLLoadingError>& failure) override {
-    record('c', [&] { error = failure; });
-  }
-
-  // False when the task has not completed in time.
-  bool waitForCompletion() {
-    std::unique_lock guard(lock_);
-    return changed_.wait_for(guard, patience, [this] { return hasCompleted_; });
-  }
-  bool waitForData() {
-    std::unique_lock guard(lock_);
-    return changed_.wait_for(guard, patience, [this] { return !body.empty(); });
-  }
-  std::string eventsSoFar() {
-    const std::lock_guard guard(lock_);
-    return events;
-  }
-  [[nodiscard]] std::optional<Code> code() const {
-    return error ? std::optional(error->code()) : std::nullopt;
-  }
-
-  // To be read after the completion.
-  std::string events;  // a letter each; data that follows data counts once
-  std::string body;
-  std::optional<URLResponse> response;
-  std::optional<URLLoadingError> error;
-
- private:
-  template <typename Work>
-  void record(char event, const Work& work) {
-    EXPECT_NE(std::this_thread::get_id(), maker_) << "on the thread of whoever asked for it";
-    EXPECT_FALSE(isBusy_.exchange(true)) << "two events at a time";
-    {
-      const std::lock_guard guard(lock_);
-      work();
-      if (event != 'd' || !events.ends_with('d')) events += event;
-    }
-    changed_.notify_all();
-    onEvent(event);
-    isBusy_ = false;
-    if (event != 'c') return;
-    const std::lock_guard guard(lock_);
-    hasCompleted_ = true;
-    changed_.notify_all();
-  }
-
-  std::thread::id maker_ = std::this_thread::get_id();
-  std::atomic<bool> isBusy_ = false;
-  std::mutex lock_;
-  std::condition_variable changed_;
-  bool hasCompleted_ = false;
-};
-
-class URLSessionContractTest : public testing::Test {
- protected:
-  // What the environment says about proxies is not meant for this machine's own addresses.
-  static void SetUpTestSuite() { ::setenv("no_proxy", "*", 1); }
-
-  // One task from its beginning to its end.
-  std::shared_ptr<Recorder> load(const std::string& address) { return load({*URL::parse(address), {}, {}}); }
-  std::shared_ptr<Recorder> load(const URLRequest& request) {
-    auto recorder = std::make_shared<Recorder>();
-    const auto task = session_->dataTask(request, recorder);
-    task->resume();
-    EXPECT_TRUE(recorder->waitForCompletion()) << request.url.text();
-    return recorder;
-  }
-  std::shared_ptr<URLSessionDataTask> start(const std::string& address,
-                                            const std::shared_ptr<Recorder>& recorder) {
-    auto task = session_->dataTask({*URL::parse(address), {}, {}}, recorder);
-    task->resume();
-    return task;
-  }
-
-  std::shared_ptr<URLSession> session_ = makeSystemURLSessions()->makeSession();
-};
 
 void expectSuccess(const Recorder& recorder, int status, const std::string& body) {
   EXPECT_EQ(recorder.events, body.empty() ? "rc" : "rdc");
@@ -178,7 +87,11 @@ TEST_F(URLSessionContractTest, SendsTheRequestsHeadersAndUndoesTheBodysEncoding)
   EXPECT_EQ(received.path, "/feed?channel=a%20b");
   EXPECT_EQ(received.headers["accept"], "application/x-feed");
   EXPECT_EQ(received.headers["x-trial"], "one, two");
+  EXPECT_EQ(received.headers["user-agent"], "Editor/2.4.1");
   EXPECT_NE(received.headers["accept-encoding"].find("gzip"), std::string::npos);
+
+  (void)load({*URL::parse(server.address("/")), {{"User-Agent", "a name of its own"}}, std::nullopt});
+  EXPECT_EQ(server.requests().back().headers["user-agent"], "a name of its own");
 }
 
 TEST_F(URLSessionContractTest, FollowsRedirectsToTheLastAddressButNotForEver) {
@@ -199,21 +112,6 @@ TEST_F(URLSessionContractTest, FollowsRedirectsToTheLastAddressButNotForEver) {
   EXPECT_EQ(arrived->response->url.text(), server.address("/step/0"));
   EXPECT_EQ(arrived->response->expectedContentLength, 7);
   EXPECT_EQ(load(server.address("/endless"))->code(), Code::httpTooManyRedirects);
-}
-
-TEST_F(URLSessionContractTest, NeverFollowsARedirectToAFile) {
-  const TemporaryFolder folder;
-  const std::string file = folder.write("secret", "of this machine").string();
-  LoopbackHTTPServer server([&](const Request&, const Connection& connection) {
-    connection.answer("302 Found", "", "Location: file://" + file + "\r\n");
-  });
-  const auto recorder = load(server.address("/"));
-  EXPECT_EQ(recorder->body, "");
-  if (!recorder->error) {
-    ASSERT_TRUE(recorder->response);
-    EXPECT_EQ(recorder->response->statusCode, 302);
-    EXPECT_EQ(recorder->response->url.text(), server.address("/"));
-  }
 }
 
 TEST_F(URLSessionContractTest, TellsFailuresApartByTheirCodes) {
@@ -321,6 +219,21 @@ TEST_F(URLSessionContractTest, CancellingEndsARunningTaskSoonAndOnce) {
   }
 }
 
+TEST_F(URLSessionContractTest, CancellingEndsTheReadingOfAFile) {
+  const TemporaryFolder folder;
+  const auto file = folder.write("large", "");
+  std::filesystem::resize_file(file, std::uintmax_t{256} << 20);
+  const auto recorder = std::make_shared<Recorder>();
+  const auto task = session_->dataTask({*URL::parse("file://" + file.string()), {}, {}}, recorder);
+  recorder->onEvent = [&](char now) {
+    if (now == 'd') task->cancel();
+  };
+  task->resume();
+  ASSERT_TRUE(recorder->waitForCompletion());
+  EXPECT_EQ(recorder->code(), Code::cancelled);
+  EXPECT_EQ(recorder->events, "rdc");
+}
+
 TEST_F(URLSessionContractTest, CancellingACompletedTaskChangesNothing) {
   LoopbackHTTPServer server(
       [](const Request&, const Connection& connection) { connection.answer("200 OK", "all of it"); });
@@ -389,7 +302,7 @@ TEST_F(URLSessionContractTest, AnInvalidatedSessionLetsItsTasksFinish) {
 
   for (const char event : {'r', 'c'}) {
     SCOPED_TRACE(std::string("invalidated on the session's own thread, at ") + event);
-    session_ = makeSystemURLSessions()->makeSession();
+    session_ = makeSystemURLSessions("Editor/2.4.1")->makeSession();
     const auto other = std::make_shared<Recorder>();
     other->onEvent = [&](char now) {
       if (now == event) session_->finishTasksAndInvalidate();

@@ -47,7 +47,8 @@ int appendVariant(sd_bus_message* message, const PropertyListValue& value, IllFo
     return sd_bus_message_append(message, "v", "t", *unsigned64);
   if (const double* real = value.real()) return sd_bus_message_append(message, "v", "d", *real);
   const PropertyListText* text = value.string();
-  if (text == nullptr) return -EOPNOTSUPP;
+  // What the wire has no type for: something that is none, so that the receiver finds the key.
+  if (text == nullptr) return sd_bus_message_append(message, "v", "av", 0);
   int result = sd_bus_message_open_container(message, 'v', "s");
   if (result >= 0) result = appendText(message, *text, illFormedText);
   if (result >= 0) result = sd_bus_message_close_container(message);

@@ -10,8 +10,8 @@ namespace pellam {
 
 enum class IllFormedText { refuse, repair };
 
-// Appends the dictionary. The result is negative (an errno) for a value that the wire does not carry and for
-// text that is not UTF-8 or holds a zero byte, unless it is to be repaired.
+// Appends the dictionary. A value that the wire has no type for goes out as an empty `av`. The result is
+// negative (an errno) for text that is not UTF-8 or holds a zero byte, unless it is to be repaired.
 [[nodiscard]] int appendDictionary(sd_bus_message* message, const PropertyListDictionary& dictionary,
                                    IllFormedText illFormedText);
 

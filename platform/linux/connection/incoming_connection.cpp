@@ -1,6 +1,7 @@
 #include "platform/linux/connection/incoming_connection.h"
 
 #include <array>
+#include <atomic>
 #include <system_error>
 #include <utility>
 
@@ -9,9 +10,13 @@
 
 namespace pellam {
 
-// Touched by the connection's thread alone, once it runs.
+// Touched by the connection's thread alone, once it runs, but for the two that say so.
 struct BusIncomingConnection::State {
   std::weak_ptr<BusLoop> loop;
+  std::function<void()> didChange;
+  std::atomic<std::size_t> unansweredCount = 0;  // any thread
+  std::atomic<bool> hasEnded = false;            // any thread
+  bool stopsWhenIdle = false;
   std::shared_ptr<OrvoAppBundleInstallerLauncherXPCProtocol> exportedObject;
   // Messages whose reply is still to come. They must be gone before the bus can go.
   std::map<std::uint64_t, sd_bus_message*> unanswered;
@@ -31,6 +36,13 @@ struct BusIncomingConnection::State {
     sd_bus_message_unref(reply);
     sd_bus_message_unref(found->second);
     unanswered.erase(found);
+    unansweredCount = unanswered.size();
+    if (!unanswered.empty()) return;
+    if (stopsWhenIdle) stop();
+    if (didChange) didChange();
+  }
+  void stop() const {
+    if (const std::shared_ptr<BusLoop> running = loop.lock()) running->stop();
   }
 };
 
@@ -76,8 +88,10 @@ int BusIncomingConnection::onLaunch(sd_bus_message* message, void* userData, sd_
   const int result = readDictionary(message, dictionary);
   if (result < 0) return result;
   if (!state->exportedObject) return -ENOTCONN;
+  if (state->stopsWhenIdle) return -ESHUTDOWN;
   const std::uint64_t number = ++state->lastMessage;
   state->unanswered.emplace(number, sd_bus_message_ref(message));
+  state->unansweredCount = state->unanswered.size();
   // The object may be let go while it works, when the connection ends.
   const std::shared_ptr<OrvoAppBundleInstallerLauncherXPCProtocol> object = state->exportedObject;
   object->launchReplacement(
@@ -91,17 +105,29 @@ int BusIncomingConnection::onLaunch(sd_bus_message* message, void* userData, sd_
 }
 
 BusIncomingConnection::BusIncomingConnection(FileDescriptor socket, std::int32_t peer,
-                                             std::function<void()> didEnd)
+                                             std::function<void()> didChange)
     : peer_(peer),
-      didEnd_(std::move(didEnd)),
       loop_(std::make_shared<BusLoop>(std::move(socket), BusLoop::Role::server)),
       state_(std::make_shared<State>()) {
   state_->loop = loop_;
+  state_->didChange = std::move(didChange);
 }
 
 BusIncomingConnection::~BusIncomingConnection() {
   loop_->stop();
   loop_->join();
+}
+
+bool BusIncomingConnection::isIdle() const { return state_->unansweredCount == 0; }
+
+bool BusIncomingConnection::hasEnded() const { return state_->hasEnded; }
+
+void BusIncomingConnection::stopWhenIdle() {
+  // A loop that has ended runs no task, and has nothing to stop.
+  (void)loop_->post([state = state_](sd_bus*) {
+    state->stopsWhenIdle = true;
+    if (state->unanswered.empty()) state->stop();
+  });
 }
 
 std::shared_ptr<OrvoAppBundleInstallerLauncherProgressXPCProtocol> BusIncomingConnection::remoteObjectProxy(
@@ -128,8 +154,9 @@ void BusIncomingConnection::resume() {
         state->unanswered.clear();
         state->exportedObject.reset();
       },
-      [state = state_, didEnd = didEnd_] {
-        if (didEnd) didEnd();
+      [state = state_] {
+        state->hasEnded = true;
+        if (state->didChange) state->didChange();
       });
 }
 

@@ -13,9 +13,9 @@ namespace pellam {
 // The service's end of one connection over a bus loop.
 class BusIncomingConnection final : public IncomingServiceConnection {
  public:
-  // Takes a connected socket; `peer` is what the system says about its other end. `didEnd` is called on the
-  // connection's thread when it has ended. Throws std::system_error.
-  BusIncomingConnection(FileDescriptor socket, std::int32_t peer, std::function<void()> didEnd);
+  // Takes a connected socket; `peer` is what the system says about its other end. `didChange` is called on
+  // the connection's thread when its last reply has gone out and when it has ended. Throws std::system_error.
+  BusIncomingConnection(FileDescriptor socket, std::int32_t peer, std::function<void()> didChange);
   ~BusIncomingConnection() override;
   BusIncomingConnection(const BusIncomingConnection&) = delete;
   BusIncomingConnection& operator=(const BusIncomingConnection&) = delete;
@@ -26,7 +26,11 @@ class BusIncomingConnection final : public IncomingServiceConnection {
   void setExportedObject(std::shared_ptr<OrvoAppBundleInstallerLauncherXPCProtocol> object) override;
   void resume() override;
 
-  void stop() { loop_->stop(); }
+  // True when no message waits for its reply.
+  [[nodiscard]] bool isIdle() const;
+  [[nodiscard]] bool hasEnded() const;
+  // Takes no further message and ends when the replies to those that it has taken have gone out.
+  void stopWhenIdle();
   void join() { loop_->join(); }
 
  private:
@@ -34,7 +38,6 @@ class BusIncomingConnection final : public IncomingServiceConnection {
   static int onLaunch(sd_bus_message* message, void* userData, sd_bus_error* error);
 
   std::int32_t peer_;
-  std::function<void()> didEnd_;
   std::shared_ptr<BusLoop> loop_;
   std::shared_ptr<State> state_;
 };

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "pellam/property_list_value.h"
 #include "platform/linux/system/file_descriptor.h"
 
 // The other end of a bus connection, made of nothing but bytes, so that tests see what really goes over the
@@ -60,6 +61,27 @@ class WireWriter {
  private:
   std::string bytes_;
 };
+
+// A dictionary of texts, booleans and signed integers as the wire carries it.
+inline std::string wireDictionary(const PropertyListDictionary& dictionary) {
+  WireWriter entries;
+  for (const auto& [key, value] : dictionary) {
+    const PropertyListText* text = value.string();
+    const bool* boolean = value.boolean();
+    entries.entry(key, text != nullptr ? "s" : boolean != nullptr ? "b" : "x");
+    if (text != nullptr) {
+      entries.string(std::string(text->view()));
+    } else if (boolean != nullptr) {
+      entries.u32(*boolean ? 1 : 0);
+    } else {
+      const auto number = static_cast<std::uint64_t>(value.numberAsInteger().value_or(0));
+      entries.pad(8);
+      entries.u32(static_cast<std::uint32_t>(number));
+      entries.u32(static_cast<std::uint32_t>(number >> 32U));
+    }
+  }
+  return entries.array();
+}
 
 struct WireMessage {
   std::uint8_t type = 0;  // 1 call, 2 return, 3 error

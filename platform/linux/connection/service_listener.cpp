@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,15 +16,16 @@
 #include <cstring>
 #include <filesystem>
 #include <list>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "foundation/decimal.h"
 #include "platform/linux/connection/bus_names.h"
 #include "platform/linux/connection/incoming_connection.h"
+#include "platform/linux/system/file_trust.h"
 #include "platform/service_connection.h"
 
 namespace pellam {
@@ -33,6 +35,7 @@ namespace {
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 64;
 constexpr std::size_t maximumConnections = 64;
+constexpr int starvedMilliseconds = 500;
 
 struct Peer {
   pid_t processIdentifier = 0;
@@ -45,6 +48,35 @@ Peer peerOf(int socket) {
   socklen_t length = sizeof credentials;
   if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) return {};
   return {credentials.pid, credentials.uid == ::getuid() || credentials.uid == 0};
+}
+
+// What this service runs with its user's rights: itself, and the tools and the helper of the application that
+// embeds it.
+std::vector<std::filesystem::path> trustedPrograms() {
+  std::error_code ignored;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ignored);
+  std::vector<std::filesystem::path> programs = {self};
+  const std::filesystem::path services = self.parent_path().parent_path().parent_path().parent_path();
+  if (services.filename() != "XPCServices") return programs;
+  for (const char* name : {"pellam-codesign", "PellamUpdateInstaller"}) {
+    programs.push_back(services.parent_path() / "MacOS" / name);
+  }
+  return programs;
+}
+
+// The service goes on: whose bundle this is was decided by whoever started it. But nobody shall have to
+// guess.
+void warnOfFilesThatOthersCanChange() {
+  for (const std::filesystem::path& program : trustedPrograms()) {
+    const std::optional<std::filesystem::path> item = itemThatOthersCanChange(program);
+    if (!item) continue;
+    const std::string line = "warning: " + program.filename().string() +
+                             " is not to be trusted: " + item->string() +
+                             " can be changed by others than root and the user of this service";
+    ::syslog(LOG_USER | LOG_WARNING, "%s", line.c_str());
+    (void)std::fprintf(stderr, "%s\n", line.c_str());
+    return;
+  }
 }
 
 bool isStreamSocket(int descriptor) {
@@ -173,26 +205,27 @@ class SocketListener final : public ServiceListener {
  private:
   struct Served {
     std::unique_ptr<BusIncomingConnection> connection;
-    bool hasEnded = false;
+    bool isMakingRoom = false;
   };
 
   void serve() {
     const FileDescriptor interrupts(::signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK));
-    const FileDescriptor endings(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!interrupts.isOpen() || !endings.isOpen()) {
+    const FileDescriptor changes(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!interrupts.isOpen() || !changes.isOpen()) {
       throw std::system_error(errno, std::generic_category(), "signalfd");
     }
-    const SocketFolder folder;
-    (void)std::printf("%s\n", folder.path().c_str());
+    std::optional<SocketFolder> folder(std::in_place);
+    (void)std::printf("%s\n", folder->path().c_str());
     (void)std::fflush(stdout);
     for (;;) {
-      // A full house leaves newcomers waiting in the queue.
-      const int listening = connections_.size() < maximumConnections ? folder.descriptor() : -1;
+      removeEnded();
+      const bool hasRoom = connections_.size() < maximumConnections && !isStarved_;
+      // Without room newcomers wait in the queue, and are looked at when somebody can make room for them.
+      const int listening = hasRoom || oldestIdle() != nullptr ? folder->descriptor() : -1;
       std::array<pollfd, 3> waiting = {
-          {{interrupts.get(), POLLIN, 0}, {endings.get(), POLLIN, 0}, {listening, POLLIN, 0}}};
-      if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) {
-        throw std::system_error(errno, std::generic_category(), "poll");
-      }
+          {{interrupts.get(), POLLIN, 0}, {changes.get(), POLLIN, 0}, {listening, POLLIN, 0}}};
+      const int count = ::poll(waiting.data(), waiting.size(), isStarved_ ? starvedMilliseconds : -1);
+      if (count < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
       if (waiting[0].revents != 0) {
         // Taken, so that it is no longer pending when signals are let through again.
         signalfd_siginfo request{};
@@ -200,46 +233,66 @@ class SocketListener final : public ServiceListener {
         break;
       }
       eventfd_t ignored = 0;
-      (void)::eventfd_read(endings.get(), &ignored);
-      removeEnded();
-      if (waiting[2].revents != 0) accept(folder.descriptor(), endings.get());
+      (void)::eventfd_read(changes.get(), &ignored);
+      if (waiting[2].revents == 0) {
+        isStarved_ = false;  // tried again, with what has been given back meanwhile
+      } else if (hasRoom) {
+        accept(folder->descriptor(), changes.get());
+      } else {
+        makeRoom();
+      }
     }
-    // A second request ends the process at once, also while a launch is still running.
+    // Nobody finds the socket any more. A second request ends the process at once, also while a launch is
+    // running.
+    folder.reset();
     ::sigprocmask(SIG_SETMASK, &previousSignals_, nullptr);
-    for (Served& served : connections_) served.connection->stop();
+    for (Served& served : connections_) served.connection->stopWhenIdle();
     for (Served& served : connections_) served.connection->join();
     connections_.clear();
   }
 
-  void accept(int listening, int endings) {
+  void accept(int listening, int changes) {
     FileDescriptor socket(::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket.isOpen()) return;
+    if (!socket.isOpen()) {
+      // Of these accept fails at once and for everybody who waits, until something is given back.
+      isStarved_ = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+      return;
+    }
     const Peer peer = peerOf(socket.get());
     if (!peer.isAllowed) return;
     connections_.emplace_back();
-    Served& served = connections_.back();
     try {
-      served.connection = std::make_unique<BusIncomingConnection>(std::move(socket), peer.processIdentifier,
-                                                                  [this, &served, endings] {
-                                                                    {
-                                                                      const std::lock_guard guard(lock_);
-                                                                      served.hasEnded = true;
-                                                                    }
-                                                                    (void)::eventfd_write(endings, 1);
-                                                                  });
-      if (!delegate_->shouldAcceptNewConnection(*served.connection)) connections_.pop_back();
+      connections_.back().connection = std::make_unique<BusIncomingConnection>(
+          std::move(socket), peer.processIdentifier, [changes] { (void)::eventfd_write(changes, 1); });
+      if (!delegate_->shouldAcceptNewConnection(*connections_.back().connection)) connections_.pop_back();
     } catch (const std::system_error&) {
       connections_.pop_back();
+      isStarved_ = true;
     }
+  }
+
+  // The one that has been connected for longest of those that wait for nothing; null while one is leaving.
+  Served* oldestIdle() {
+    Served* oldest = nullptr;
+    for (Served& served : connections_) {
+      if (!served.connection->isIdle()) continue;
+      if (served.isMakingRoom) return nullptr;
+      if (oldest == nullptr) oldest = &served;
+    }
+    return oldest;
+  }
+
+  // Somebody who only stays connected keeps nobody out.
+  void makeRoom() {
+    Served* leaving = oldestIdle();
+    if (leaving == nullptr) return;
+    leaving->isMakingRoom = true;
+    leaving->connection->stopWhenIdle();
   }
 
   void removeEnded() {
     for (auto served = connections_.begin(); served != connections_.end();) {
-      bool hasEnded = false;
-      {
-        const std::lock_guard guard(lock_);
-        hasEnded = served->hasEnded;
-      }
+      const bool hasEnded = served->connection->hasEnded();
       if (hasEnded) served->connection->join();
       served = hasEnded ? connections_.erase(served) : std::next(served);
     }
@@ -248,8 +301,8 @@ class SocketListener final : public ServiceListener {
   ServiceListenerDelegate* delegate_ = nullptr;
   sigset_t signals_{};
   sigset_t previousSignals_{};
-  std::mutex lock_;
   std::list<Served> connections_;
+  bool isStarved_ = false;  // of descriptors or memory
 };
 
 // Leaves the process that started this one, so that it has nothing to wait for and a launch in progress
@@ -264,6 +317,7 @@ bool leaveStarter() {
 
 std::shared_ptr<ServiceListener> makeServiceListener() {
   ::signal(SIGPIPE, SIG_IGN);
+  warnOfFilesThatOthersCanChange();
   const char* variable = std::getenv(bus_names::connectionVariable);
   if (variable == nullptr) return std::make_shared<SocketListener>();
   const std::optional<int> descriptor = parseDecimal<int>(variable);

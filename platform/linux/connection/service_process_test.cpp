@@ -1,17 +1,22 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <fstream>
 #include <thread>
 
 #include "host/launcher_client.h"
 #include "host/service_launcher_connection.h"
+#include "launcher-protocol/replacement_message.h"
 #include "launcher-protocol/service_info.h"
 #include "platform/linux/connection/raw_bus_peer.h"
 #include "platform/linux/connection/service_process.h"
@@ -253,12 +258,14 @@ struct HandStarted {
   TemporaryFolder runtime;
 
   HandStarted(const fs::path& program, uid_t user) {
+    runtime.write("warnings", "");
     if (::chown(runtime.path().c_str(), user, static_cast<gid_t>(-1)) != 0) return;
     int ends[2];
     if (::pipe(ends) != 0) return;
     process = ::fork();
     if (process == 0) {
       ::dup2(ends[1], STDOUT_FILENO);
+      ::dup2(::open((runtime / "warnings").c_str(), O_WRONLY | O_CLOEXEC), STDERR_FILENO);
       ::close(ends[0]);
       ::setenv("XDG_RUNTIME_DIR", runtime.path().c_str(), 1);
       if (::setresuid(user, user, user) != 0) ::_exit(126);
@@ -272,10 +279,20 @@ struct HandStarted {
     ::close(ends[0]);
     socket = line;
   }
+  HandStarted(const HandStarted&) = delete;
+  HandStarted& operator=(const HandStarted&) = delete;
+  ~HandStarted() {
+    if (process > 0) (void)end(SIGKILL);
+  }
+  [[nodiscard]] std::string warnings() const { return TemporaryFolder::read(runtime / "warnings"); }
   int end(int signal) {
     ::kill(process, signal);
+    return waitForEnd();
+  }
+  int waitForEnd() {
     int status = 0;
     ::waitpid(process, &status, 0);
+    process = 0;
     return status;
   }
 };
@@ -301,6 +318,99 @@ TEST_F(RealService, ServesItsOwnSocketUntilItIsAskedToEnd) {
     EXPECT_TRUE(second.isClosedByPeer());
     EXPECT_FALSE(fs::exists(service.socket.parent_path()));
   }
+}
+
+void askToLaunch(RawBusPeer& peer, const HostBundle& host) {
+  peer.call("/org/pellam/InstallerLauncher", "org.pellam.InstallerLauncher1", "LaunchReplacement", "a{sv}",
+            wireDictionary(OrvoAppBundleXPCReplacementMessage{host.request()}.propertyList()));
+}
+
+// The reply's body, after the events.
+std::string replyTo(RawBusPeer& peer) {
+  for (;;) {
+    const WireMessage message = peer.readMessage();
+    if (message.type != 1) return message.body;
+  }
+}
+
+TEST_F(RealService, AnswersRunningLaunchesBeforeItEnds) {
+  host.script("pellam-codesign",
+              "touch " + (host.folder / "signing").string() + "; sleep 0.5; echo TeamIdentifier=TEAM123456");
+  HandStarted service(program(), ::getuid());
+  RawBusPeer idle = connectTo(service.socket);
+  idle.authenticateAsClient();
+  RawBusPeer peer = connectTo(service.socket);
+  peer.authenticateAsClient();
+  askToLaunch(peer, host);
+  ASSERT_TRUE(appears(host.folder / "signing"));
+  ::kill(service.process, SIGTERM);
+  EXPECT_NE(replyTo(peer).find("launched"), std::string::npos);
+  EXPECT_TRUE(peer.isClosedByPeer());
+  EXPECT_TRUE(idle.isClosedByPeer());
+  EXPECT_EQ(service.waitForEnd(), 0);
+  EXPECT_TRUE(appears(host.trace));
+  EXPECT_FALSE(fs::exists(service.socket.parent_path()));
+}
+
+TEST_F(RealService, PeersThatOnlyStayConnectedKeepNobodyOut) {
+  host.script("pellam-codesign",
+              "touch " + (host.folder / "signing").string() + "; sleep 2; echo TeamIdentifier=TEAM123456");
+  HandStarted service(program(), ::getuid());
+  RawBusPeer busy = connectTo(service.socket);
+  busy.authenticateAsClient();
+  askToLaunch(busy, host);
+  ASSERT_TRUE(appears(host.folder / "signing"));
+  std::vector<RawBusPeer> idle;
+  for (int count = 0; count < 100; ++count) {
+    idle.push_back(connectTo(service.socket));
+    idle.back().authenticateAsClient();  // waits until it is served
+  }
+  EXPECT_TRUE(idle.front().isClosedByPeer()) << "the oldest one makes room";
+  EXPECT_NE(replyTo(busy).find("launched"), std::string::npos) << "whoever is at work does not";
+  EXPECT_EQ(service.end(SIGTERM), 0);
+}
+
+TEST_F(RealService, WaitsQuietlyWhenItIsOutOfDescriptors) {
+  HandStarted service(program(), ::getuid());
+  const auto limit = [&](rlim_t most) {
+    const rlimit limits{most, 4'096};
+    return ::prlimit(service.process, RLIMIT_NOFILE, &limits, nullptr);
+  };
+  const auto consumed = [&] {
+    clockid_t clock{};
+    timespec time{};
+    EXPECT_EQ(::clock_getcpuclockid(service.process, &clock), 0);
+    ::clock_gettime(clock, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+  };
+  ASSERT_EQ(limit(3), 0);
+  RawBusPeer peer = connectTo(service.socket);
+  const auto before = consumed();
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  EXPECT_LT(consumed() - before, std::chrono::milliseconds(100));
+  ASSERT_EQ(limit(4'096), 0);
+  peer.authenticateAsClient();
+  EXPECT_EQ(service.end(SIGTERM), 0);
+}
+
+TEST_F(RealService, SaysWhenOthersCouldChangeWhatItRuns) {
+  EXPECT_EQ(HandStarted(program(), ::getuid()).warnings(), "");
+  for (const fs::path& item : {program(), host.application / "Contents/MacOS/PellamUpdateInstaller",
+                               host.application / "Contents/MacOS", host.application}) {
+    fs::permissions(item, fs::perms::others_write, fs::perm_options::add);
+    HandStarted service(program(), ::getuid());
+    const std::string warning = service.warnings();
+    const std::string end = " is not to be trusted: " + item.string() +
+                            " can be changed by others than root and the user of this service\n";
+    EXPECT_TRUE(warning.ends_with(end)) << warning;
+    EXPECT_EQ(std::count(warning.begin(), warning.end(), '\n'), 1);
+    EXPECT_EQ(service.end(SIGTERM), 0) << "it serves all the same";
+    fs::permissions(item, fs::perms::others_write, fs::perm_options::remove);
+  }
+  if (::getuid() != 0) return;
+  ASSERT_EQ(::chown(host.application.c_str(), 65'534, 0), 0);
+  EXPECT_NE(HandStarted(program(), 0).warnings().find(host.application.string() + " can be changed"),
+            std::string::npos);
 }
 
 TEST_F(RealService, RefusesAConnectionThatIsNone) {

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "foundation/decimal.h"
 
@@ -56,6 +58,8 @@ Code codeFor(CURLcode result) {
   }
 }
 
+URLLoadingError cancelledError() { return {Code::cancelled, "The transfer was cancelled."}; }
+
 bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) return false;
   for (std::size_t index = 0; index < left.size(); ++index) {
@@ -66,11 +70,10 @@ bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
 }
 
 std::string_view trimmedLine(std::string_view line) {
-  while (!line.empty() && (line.back() == '\r' || line.back() == '\n' || line.back() == ' ')) {
-    line.remove_suffix(1);
-  }
-  while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
-  return line;
+  constexpr std::string_view whitespace = " \t\r\n\v\f";
+  const auto begin = line.find_first_not_of(whitespace);
+  if (begin == std::string_view::npos) return {};
+  return line.substr(begin, line.find_last_not_of(whitespace) - begin + 1);
 }
 
 void initializeLibraryOnce() {
@@ -100,26 +103,32 @@ struct Transfer::Handles {
 struct TransferCallbacks {
   // No exception may pass through the library; a short count makes it stop the transfer instead.
   static std::size_t header(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    return guarded(transfer, size * count, [&](Transfer& owner) { owner.headerLine({bytes, size * count}); });
+    return guarded(transfer, size * count, [&](Transfer& owner) {
+      return owner.headerLine({bytes, size * count});
+    });
   }
   static std::size_t write(char* bytes, std::size_t size, std::size_t count, void* transfer) {
-    return guarded(transfer, size * count, [&](Transfer& owner) { owner.body(bytes, size * count); });
+    return guarded(transfer, size * count, [&](Transfer& owner) { return owner.body(bytes, size * count); });
   }
   template <typename Work>
   static std::size_t guarded(void* transfer, std::size_t size, const Work& work) {
     auto& owner = *static_cast<Transfer*>(transfer);
+    const std::size_t stopping = size == 0 ? 1 : 0;
     try {
-      work(owner);
-      return size;
+      return work(owner) ? size : stopping;
     } catch (const std::bad_alloc&) {
       owner.ranOutOfMemory_ = true;
-      return size == 0 ? 1 : 0;
+      return stopping;
     }
   }
 };
 
-Transfer::Transfer(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate)
-    : request_(std::move(request)), delegate_(std::move(delegate)) {}
+Transfer::Transfer(URLRequest request, std::string userAgent,
+                   std::shared_ptr<URLSessionDataDelegate> delegate)
+    : request_(std::move(request)),
+      userAgent_(std::move(userAgent)),
+      delegate_(std::move(delegate)),
+      bodyLimit_(request_.maximumBodyLength) {}
 
 Transfer::~Transfer() = default;
 
@@ -160,11 +169,19 @@ void Transfer::configure(Handles& handles) {
   easy_ = easy;
   curl_easy_setopt(easy, CURLOPT_URL, request_.url.text().c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https,file");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  // The rule for redirects is kept where their headers arrive; this is the library's own, in case the two
+  // should ever read a header differently.
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR,
+                   request_.url.scheme() == "https" ? "https" : "http,https");
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, maximumRedirects);
+  if (!userAgent_.empty()) curl_easy_setopt(easy, CURLOPT_USERAGENT, userAgent_.c_str());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  // What a proxy says to the request for a tunnel is not the server's answer.
+  curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // A name look-up cannot be interrupted; whoever gives up leaves its thread to end by itself.
+  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
   const auto timeout = request_.timeout.value_or(defaultTimeout);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(timeout.count()));
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
@@ -182,8 +199,9 @@ void Transfer::configure(Handles& handles) {
 }
 
 std::optional<URLLoadingError> Transfer::run() {
-  const URLLoadingError cancelledError(Code::cancelled, "The transfer was cancelled.");
-  if (isCancelled()) return cancelledError;
+  if (isCancelled()) return cancelledError();
+  if (auto refusal = addressRefusal(request_.url)) return refusal;
+  if (auto refusal = refusalOfFile()) return refusal;
   initializeLibraryOnce();
   Handles handles;
   if (handles.easy == nullptr || handles.multi == nullptr) {
@@ -209,7 +227,7 @@ std::optional<URLLoadingError> Transfer::run() {
   int running = 1;
   lastProgress_ = std::chrono::steady_clock::now();
   while (running > 0) {
-    if (isCancelled()) return cancelledError;
+    if (isCancelled()) return cancelledError();
     if (curl_multi_perform(handles.multi, &running) != CURLM_OK) {
       return URLLoadingError(Code::unknown, "The transfer failed.");
     }
@@ -226,21 +244,44 @@ std::optional<URLLoadingError> Transfer::run() {
   return URLLoadingError(Code::unknown, "The transfer ended without a result.");
 }
 
+// Opening a pipe would wait for its other end, and reading a device might never end; nothing could be
+// cancelled.
+std::optional<URLLoadingError> Transfer::refusalOfFile() const {
+  if (request_.url.scheme() != "file") return std::nullopt;
+  int length = 0;
+  char* path = curl_easy_unescape(nullptr, request_.url.path().c_str(), 0, &length);
+  if (path == nullptr) return std::nullopt;
+  const std::filesystem::path file(std::string_view(path, static_cast<std::size_t>(length)));
+  curl_free(path);
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) return std::nullopt;
+  return URLLoadingError(Code::fileDoesNotExist, file.string() + " is no regular file.");
+}
+
 std::optional<URLLoadingError> Transfer::finish(int curlResult, const Handles& handles) {
   const auto result = static_cast<CURLcode>(curlResult);
   if (ranOutOfMemory_) {
     return URLLoadingError(Code::unknown, "There is not enough memory for the response.");
   }
+  if (refusal_) return refusal_;
   if (result == CURLE_OK) {
     if (!responseReported_) reportResponse();
     return std::nullopt;
   }
+  if (isCancelled()) return cancelledError();
   const char* detail =
       handles.errorText.front() != '\0' ? handles.errorText.data() : curl_easy_strerror(result);
+  // A proxy that refuses the tunnel: the server was never reached.
+  long proxyAnswer = 0;
+  curl_easy_getinfo(easy_, CURLINFO_HTTP_CONNECTCODE, &proxyAnswer);
+  if (result == CURLE_RECV_ERROR && proxyAnswer != 0 && proxyAnswer / 100 != 2) {
+    return URLLoadingError(Code::cannotConnectToHost, detail);
+  }
   return URLLoadingError(codeFor(result), detail);
 }
 
-void Transfer::headerLine(std::string_view line) {
+bool Transfer::headerLine(std::string_view line) {
   lastProgress_ = std::chrono::steady_clock::now();
   if (line.starts_with("HTTP/")) {
     // A new header block: after a redirect or an interim response everything before is void.
@@ -248,33 +289,62 @@ void Transfer::headerLine(std::string_view line) {
     status_ = space == std::string_view::npos ? 0 : parseDecimal<int>(line.substr(space + 1, 3)).value_or(0);
     statedLength_.reset();
     isRedirect_ = false;
-    return;
+    return true;
   }
   if (const auto colon = line.find(':'); colon != std::string_view::npos) {
     const std::string_view name = line.substr(0, colon);
     const std::string_view value = trimmedLine(line.substr(colon + 1));
     if (equalsIgnoringASCIICase(name, "Content-Length")) statedLength_ = parseDecimal<std::int64_t>(value);
-    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3) isRedirect_ = true;
-    return;
+    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3 && !value.empty()) {
+      isRedirect_ = true;
+      if (const std::optional<URL> target = redirectTarget(value)) {
+        refusal_ = redirectRefusal(currentAddress(), *target);
+      }
+    }
+    return !refusal_;
   }
   const bool isFinalBlock = trimmedLine(line).empty() && status_ >= 200 && !isRedirect_;
   if (isFinalBlock && !responseReported_) reportResponse();
+  return true;
 }
 
-void Transfer::body(const char* bytes, std::size_t size) {
-  if (isRedirect_ || isCancelled()) return;
+bool Transfer::body(const char* bytes, std::size_t size) {
+  // A file is handed over within one call of the library, so this is where that ends.
+  if (isCancelled()) return false;
+  if (isRedirect_) return true;
   if (!responseReported_) reportResponse();
+  refusal_ = bodyLimit_.take(size);
+  if (refusal_) return false;
   delegate_->didReceiveData({reinterpret_cast<const std::uint8_t*>(bytes), size});
   // How long the receiver takes is not the server's doing.
   lastProgress_ = std::chrono::steady_clock::now();
+  return true;
+}
+
+URL Transfer::currentAddress() const {
+  const char* effective = nullptr;
+  curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effective);
+  return effective == nullptr ? request_.url : URL::parseLeniently(effective).value_or(request_.url);
+}
+
+std::optional<URL> Transfer::redirectTarget(std::string_view location) const {
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> address(curl_url(), &curl_url_cleanup);
+  if (!address) throw std::bad_alloc();
+  constexpr unsigned asTheLibraryDoes = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_NON_SUPPORT_SCHEME;
+  char* target = nullptr;
+  if (curl_url_set(address.get(), CURLUPART_URL, currentAddress().text().c_str(), 0) != CURLUE_OK ||
+      curl_url_set(address.get(), CURLUPART_URL, std::string(location).c_str(), asTheLibraryDoes) !=
+          CURLUE_OK ||
+      curl_url_get(address.get(), CURLUPART_URL, &target, 0) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<char, decltype(&curl_free)> owned(target, &curl_free);
+  return URL::parseLeniently(target);
 }
 
 void Transfer::reportResponse() {
   responseReported_ = true;
-  URLResponse response{request_.url, std::nullopt, statedLength_};
-  const char* effective = nullptr;
-  curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effective);
-  if (effective != nullptr) response.url = URL::parse(effective).value_or(request_.url);
+  URLResponse response{currentAddress(), std::nullopt, statedLength_};
   if (status_ != 0) response.statusCode = status_;
   delegate_->didReceiveResponse(response);
 }

@@ -8,16 +8,17 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/loading_refusals.h"
 #include "platform/url_session.h"
 
 namespace pellam {
 
 // One HTTP, HTTPS or file transfer through libcurl: created, performed once, forgotten. Redirects are
-// followed up to 20 times and never to another scheme than http and https; certificates are verified; a
-// transfer that stands still for the time-out (60 seconds unless the request says otherwise) fails.
+// followed up to 20 times; certificates are verified; a transfer that stands still for the time-out (60
+// seconds unless the request says otherwise) fails.
 class Transfer {
  public:
-  Transfer(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate);
+  Transfer(URLRequest request, std::string userAgent, std::shared_ptr<URLSessionDataDelegate> delegate);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
   ~Transfer();
@@ -34,15 +35,22 @@ class Transfer {
   [[nodiscard]] std::optional<URLLoadingError> run();
   void configure(Handles& handles);
   [[nodiscard]] std::optional<URLLoadingError> finish(int curlResult, const Handles& handles);
-  void headerLine(std::string_view line);
-  void body(const char* bytes, std::size_t size);
+  // False to stop the transfer; finish() says why.
+  [[nodiscard]] bool headerLine(std::string_view line);
+  [[nodiscard]] bool body(const char* bytes, std::size_t size);
   void reportResponse();
+  // The address that the exchange on its way goes to, after the redirects so far.
+  [[nodiscard]] URL currentAddress() const;
+  // Where the library would go for that value of a Location header; nothing when it would not go anywhere.
+  [[nodiscard]] std::optional<URL> redirectTarget(std::string_view location) const;
+  [[nodiscard]] std::optional<URLLoadingError> refusalOfFile() const;
   [[nodiscard]] bool isCancelled();
   void noticeReceivedBytes();
   // How much longer the transfer may stand still; zero or less when it has done so for too long.
   [[nodiscard]] std::chrono::milliseconds patienceLeft() const;
 
   URLRequest request_;
+  std::string userAgent_;
   std::shared_ptr<URLSessionDataDelegate> delegate_;
 
   std::mutex mutex_;  // guards the two fields below
@@ -57,6 +65,8 @@ class Transfer {
   bool isRedirect_ = false;
   bool responseReported_ = false;
   bool ranOutOfMemory_ = false;
+  std::optional<URLLoadingError> refusal_;  // why this transfer was stopped from within
+  BodyLimit bodyLimit_;
   std::optional<std::int64_t> statedLength_;
 };
 

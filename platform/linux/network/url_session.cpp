@@ -19,8 +19,9 @@ namespace {
 // and stops it, and is joined when it goes away.
 class DataTask final : public URLSessionDataTask {
  public:
-  DataTask(URLRequest request, std::shared_ptr<URLSessionDataDelegate> delegate)
-      : transfer_(std::make_shared<Transfer>(std::move(request), std::move(delegate))) {}
+  DataTask(URLRequest request, std::string userAgent, std::shared_ptr<URLSessionDataDelegate> delegate)
+      : transfer_(std::make_shared<Transfer>(std::move(request), std::move(userAgent), std::move(delegate))) {
+  }
   DataTask(const DataTask&) = delete;
   DataTask& operator=(const DataTask&) = delete;
   ~DataTask() override {
@@ -50,21 +51,31 @@ class DataTask final : public URLSessionDataTask {
 
 class Session final : public URLSession {
  public:
+  explicit Session(std::string userAgent) : userAgent_(std::move(userAgent)) {}
   std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest& request,
                                                std::shared_ptr<URLSessionDataDelegate> delegate) override {
-    return std::make_shared<DataTask>(request, std::move(delegate));
+    return std::make_shared<DataTask>(request, userAgent_, std::move(delegate));
   }
   // Every task has a thread of its own, so a session holds nothing to give back.
   void finishTasksAndInvalidate() override {}
+
+ private:
+  std::string userAgent_;
 };
 
 class Sessions final : public URLSessionMaking {
  public:
-  std::shared_ptr<URLSession> makeSession() override { return std::make_shared<Session>(); }
+  explicit Sessions(std::string userAgent) : userAgent_(std::move(userAgent)) {}
+  std::shared_ptr<URLSession> makeSession() override { return std::make_shared<Session>(userAgent_); }
+
+ private:
+  std::string userAgent_;
 };
 
 }  // namespace
 
-std::shared_ptr<URLSessionMaking> makeSystemURLSessions() { return std::make_shared<Sessions>(); }
+std::shared_ptr<URLSessionMaking> makeSystemURLSessions(const std::string& userAgent) {
+  return std::make_shared<Sessions>(userAgent);
+}
 
 }  // namespace pellam

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 
@@ -13,11 +14,13 @@
 #include "platform/linux/system/operating_system_release.h"
 #include "platform/process_information.h"
 #include "platform/user_languages.h"
+#include "platform/workspace.h"
 #include "tests/support/temporary_folder.h"
 
 namespace pellam {
 namespace {
 
+using namespace std::chrono_literals;
 using testing_support::TemporaryFolder;
 
 std::filesystem::path writeScript(const TemporaryFolder& folder, const std::string& name,
@@ -77,6 +80,70 @@ TEST(DetachedProcessTest, OutlivesItsStarterAndReportsAFailedStart) {
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
   EXPECT_EQ(startDetachedProcess(folder / "missing", {}), ENOENT);
   EXPECT_EQ(startDetachedProcess(folder.write("plain", "x"), {}), EACCES);
+}
+
+TEST(DetachedProcessTest, IsWaitedForAsLongAsThereIsPatience) {
+  const TemporaryFolder folder;
+  const auto status = [&](const std::string& text, std::chrono::milliseconds patience = 30s) {
+    return runDetachedProcess(writeScript(folder, "tool", text), {}, patience).terminationStatus;
+  };
+  EXPECT_EQ(status("exit 0\n"), 0);
+  EXPECT_EQ(status("exit 3\n"), 3);
+  EXPECT_EQ(status("kill -9 $$\n"), 9);
+  EXPECT_EQ(status("sleep 30 &\nexit 4\n"), 4) << "what it started is not waited for";
+  const auto earlier = ::signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(status("exit 3\n"), 3) << "nobody asks this process for its children";
+  ::signal(SIGCHLD, earlier);
+  EXPECT_EQ(status("exec sleep 3\n", 50ms), std::nullopt);
+  EXPECT_EQ(runDetachedProcess(folder / "missing", {}, 30s).startError, ENOENT);
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
+}
+
+// The desktop as its user set it up: one program for addresses of a scheme and for texts.
+class WorkspaceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (::access("/usr/bin/gio", X_OK) != 0) GTEST_SKIP() << "there is no /usr/bin/gio";
+    // It talks while it lives, and says in the end that nothing has killed it.
+    const auto program = writeScript(folder_, "viewer", R"(
+for count in 1 2 3 4 5 6; do sleep 0.5; echo "still here"; echo "still here" >&2; done
+echo "$1" >> "$(dirname "$0")/opened-to-the-end"
+)");
+    folder_.write("data/applications/viewer.desktop",
+                  "[Desktop Entry]\nType=Application\nName=Viewer\nExec=" + program.string() +
+                      " %u\nMimeType=x-scheme-handler/pellam-test;text/plain;\n");
+    folder_.write("configuration/mimeapps.list",
+                  "[Default Applications]\nx-scheme-handler/pellam-test=viewer.desktop\n"
+                  "text/plain=viewer.desktop\n");
+    ::setenv("XDG_DATA_HOME", (folder_ / "data").c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (folder_ / "configuration").c_str(), 1);
+  }
+  void TearDown() override {
+    ::unsetenv("XDG_DATA_HOME");
+    ::unsetenv("XDG_CONFIG_HOME");
+  }
+
+  TemporaryFolder folder_;
+  std::shared_ptr<Workspace> workspace_ = makeSystemWorkspace();
+};
+
+TEST_F(WorkspaceTest, OpensWithoutWaitingForTheProgramAndWithoutHoldingItsStreams) {
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(workspace_->open(*URL::parse("pellam-test:notes")));
+  const auto file = folder_.write("read me.txt", "text");
+  EXPECT_TRUE(workspace_->open(file));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+
+  const std::size_t length = std::string("pellam-test:notes\n").size() + file.string().size() + 1;
+  const auto opened = [&] { return TemporaryFolder::read(folder_ / "opened-to-the-end"); };
+  for (int tries = 0; tries < 1'000 && opened().size() < length; ++tries) ::usleep(10'000);
+  EXPECT_NE(opened().find("pellam-test:notes\n"), std::string::npos) << opened();
+  EXPECT_NE(opened().find(file.string() + "\n"), std::string::npos) << opened();
+}
+
+TEST_F(WorkspaceTest, SaysWhenNothingOpensIt) {
+  EXPECT_FALSE(workspace_->open(*URL::parse("unheard-of-scheme:notes")));
+  EXPECT_FALSE(workspace_->open(folder_ / "missing.txt"));
 }
 
 TEST(ProcessInformationTest, ReadsTheSystemsVersion) {

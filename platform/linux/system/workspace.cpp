@@ -1,11 +1,12 @@
 #include "platform/workspace.h"
 
 #include <array>
+#include <chrono>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/bundle_loading.h"
-#include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/linux/system/detached_process.h"
 
@@ -13,17 +14,21 @@ namespace pellam {
 
 namespace {
 
+// Openers end within milliseconds. One that does not has become the application itself.
+constexpr std::chrono::seconds openerPatience{2};
+
 class DesktopWorkspace final : public Workspace {
  public:
-  DesktopWorkspace()
-      : fileSystem_(makeSystemFileSystem()),
-        bundles_(makeSystemBundleLoader(fileSystem_)),
-        processes_(makeSystemChildProcessRunner({})) {}
+  DesktopWorkspace() : fileSystem_(makeSystemFileSystem()), bundles_(makeSystemBundleLoader(fileSystem_)) {}
 
   bool open(const std::filesystem::path& file) override {
-    const std::optional<Bundle> bundle = bundles_->bundleAt(file);
+    // What is started has a working folder of its own.
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::absolute(file, error);
+    if (error) return false;
+    const std::optional<Bundle> bundle = bundles_->bundleAt(target);
     if (bundle && !bundle->informationDictionary.empty()) return openApplication(*bundle);
-    return fileSystem_->itemExists(file) && openWithDesktop(file.string());
+    return fileSystem_->itemExists(target) && openWithDesktop(target.string());
   }
 
   bool open(const URL& url) override { return openWithDesktop(url.text()); }
@@ -35,7 +40,8 @@ class DesktopWorkspace final : public Workspace {
     return startDetachedProcess(bundle.path / "Contents/MacOS" / name, {}) == 0;
   }
 
-  // The desktop's openers hand the file over and end; whichever is installed serves.
+  // The desktop's openers hand the target over and end; whichever is installed serves. Only their own end is
+  // waited for: what they start keeps the streams that it was given.
   bool openWithDesktop(const std::string& target) {
     const std::array<std::vector<std::string>, 2> openers = {
         std::vector<std::string>{"/usr/bin/gio", "open", target},
@@ -43,15 +49,15 @@ class DesktopWorkspace final : public Workspace {
     };
     for (const std::vector<std::string>& opener : openers) {
       if (!fileSystem_->isExecutableFile(opener.front())) continue;
-      const ChildProcessResult result = processes_->run(opener.front(), {opener.begin() + 1, opener.end()});
-      if (!result.launchError && result.terminationStatus == 0) return true;
+      const DetachedProcessOutcome outcome =
+          runDetachedProcess(opener.front(), {opener.begin() + 1, opener.end()}, openerPatience);
+      if (outcome.startError == 0 && outcome.terminationStatus.value_or(0) == 0) return true;
     }
     return false;
   }
 
   std::shared_ptr<FileSystem> fileSystem_;
   std::shared_ptr<BundleLoading> bundles_;
-  std::shared_ptr<ChildProcessRunning> processes_;
 };
 
 }  // namespace

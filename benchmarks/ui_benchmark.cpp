@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/file_system.h"
 #include "benchmarks/measure.h"
 #include "host/installer_coordinator.h"
 #include "pellam/installer_error.h"
@@ -47,7 +48,7 @@ class SilentServer {
 };
 
 struct Fixture {
-  std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit();
+  std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
   std::shared_ptr<FileSystem> fileSystem = makeSystemFileSystem();
   std::shared_ptr<BundleLoading> bundles = makeSystemBundleLoader(fileSystem);
   std::shared_ptr<MainThread> mainThread = makeSystemMainThread();
@@ -75,7 +76,7 @@ void settle() {
 }
 
 double promptMilliseconds(Fixture& fixture) {
-  OrvoUpdatePromptPresenter presenter(fixture.toolkit, fixture.bundles, makeSystemWorkspace());
+  OrvoUpdatePromptPresenter presenter(fixture.toolkit, fixture.bundles, makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem())));
   OrvoUpdatePromptInput input;
   input.feed = {
       {"type", "update"}, {"title", "Editor 2.0"}, {"url", fixture.server.address()}, {"current", "2.0"}};

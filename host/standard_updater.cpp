@@ -25,7 +25,7 @@ bool OrvoStandardUpdater::isInstalling() const { return core_->isInstalling(); }
 
 std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
                                                          OrvoStandardUpdaterSurroundings surroundings) {
-  const std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit();
+  const std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
   const std::shared_ptr<ServicedMainThread> mainThread = ServicedMainThread::make(makeSystemMainThread());
   const SystemHost host = makeSystemHost(surroundings.bundle, std::nullopt, mainThread);
   if (configuration.currentOSVersion.empty()) {
@@ -38,7 +38,7 @@ std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(OrvoStandardUpdaterConf
   collaborators.mainThread = mainThread;
   collaborators.toolkit = toolkit;
   collaborators.bundles = host.bundles;
-  collaborators.workspace = makeSystemWorkspace();
+  collaborators.workspace = makeSystemWorkspace(host.fileSystem, host.bundles);
   collaborators.settings = surroundings.settings ? surroundings.settings : host.settings;
   collaborators.network = host.network;
   collaborators.coordinator = host.coordinator;

@@ -40,14 +40,14 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
 
   const auto launcherClient = std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
       std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
-          makeSystemServiceConnections(bundle)),
+          makeSystemServiceConnections(bundle, host.fileSystem, host.bundles)),
       OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier), hostLaunchTimeouts);
   host.coordinator =
       std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
           .fileManager = host.fileSystem,
           .networkClient = std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
           .unzipper = std::make_shared<OrvoUpdateSystemUnzipper>(tools),
-          .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace()),
+          .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace(host.fileSystem, host.bundles)),
           .appBundleValidator = std::make_shared<OrvoAppBundleCodeSignatureValidator>(
               host.fileSystem, tools, host.process, makeSystemLog()),
           .replacementLauncher = launcherClient,

@@ -12,7 +12,7 @@ void OrvoAppBundleServiceManagementJobSubmitter::submit(
                                       ? JobControlDomain::userLaunchd
                                       : JobControlDomain::systemLaunchd;
   // Usually there is no such job, and that is reported as a failure.
-  (void)jobControl_->remove(domain, job.label, authorization.authorizationRef(), true);
+  (void)jobControl_->remove(domain, job.label, authorization.authorizationRef(), JobRemoval::waitsForTheEnd);
   if (!shouldProceed()) {
     throw OrvoUpdateInstallerError::replacementHelperLaunchTimedOut(Phase::postAuthorization);
   }

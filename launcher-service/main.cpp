@@ -24,7 +24,7 @@ int main(int argumentCount, char** arguments) {
   platform.processInformation = makeSystemProcessInformation();
   platform.identifiers = makeSystemUUIDGenerator();
   platform.securityClient = makeSystemSecurityAuthorizationClient();
-  platform.jobControl = makeSystemJobControl();
+  platform.jobControl = makeSystemJobControl(platform.fileSystem, platform.bundles);
   platform.uptime = systemUptimeNanoseconds;
 
   static const auto& tasks = *new auto(std::make_shared<LaunchTasks>());

@@ -99,7 +99,8 @@ struct FakeJobControl final : JobControl {
     return domain == JobControlDomain::userLaunchd ? "user" : "system";
   }
   JobControlOutcome remove(JobControlDomain domain, const std::string& label,
-                           AuthorizationReference reference, bool wait) override {
+                           AuthorizationReference reference, JobRemoval removal) override {
+    const bool wait = removal == JobRemoval::waitsForTheEnd;
     journal.push_back("remove " + name(domain) + " " + label + (wait ? " wait" : "") +
                       (reference == nullptr ? " unauthorized" : ""));
     return {false, BridgedError{"D", 6, "no such job"}};

@@ -14,6 +14,9 @@
 // no reader accepts, and spoils no other key.
 namespace pellam {
 
+class BundleLoading;
+class FileSystem;
+
 // What the service offers to its host. The proxy and the object behind it share the interface.
 class OrvoAppBundleInstallerLauncherXPCProtocol {
  public:
@@ -67,7 +70,7 @@ class ServiceConnectionMaking {
 // `hostBundle` is the application whose services are meant; a command-line host may name another application
 // than its own.
 [[nodiscard]] std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle);
+    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles);
 
 // The service's end of one connection. Calls arrive on the connection's own thread.
 class IncomingServiceConnection {

@@ -14,6 +14,8 @@
 
 namespace pellam {
 
+class BundleLoading;
+
 // Windows, their contents and modal alerts, as one system draws them. Whoever calls decides on every text,
 // size, order and answer; a body builds the views and lays them out. Everything here is used on the main
 // thread only. Lengths are points.
@@ -70,16 +72,28 @@ struct UpdatePromptButton {
   std::function<void()> action;
 };
 
+// Lengths in points; whoever makes the contents says all of them.
+struct PromptLayout {
+  double margin = 0;
+  double columnWidth = 0;
+  double logoScale = 0;
+  double textSpacing = 0;
+  double minimumNotesHeight = 0;
+};
+
+struct ProgressLayout {
+  double margin = 0;
+  double spacing = 0;
+  double barHeight = 0;
+};
+
 // The contents of the update prompt. A column of `columnWidth` at the leading edge holds the logo, centred,
-// at its top, at `logoScale` of the column's width; to its right, from top to bottom: headline (one line,
-// bold 13), sentence (wrapping, 12, 8 below), caption (bold 11, 8 below), and 8 below that a bordered box
+// at its top, at `logoScale` of the column's width; to its right, from top to bottom and `textSpacing` apart: headline
+// (one line, bold), sentence (wrapping, a little smaller), caption (bold, smaller still), and a bordered box
 // without padding, at least `minimumNotesHeight` high, filled by a web view; the buttons lie along the bottom
 // edge. `margin` separates everything from the window's edges, the box from the buttons, and the buttons.
 struct UpdatePromptContent {
-  double margin = 16;
-  double columnWidth = 120;
-  double logoScale = 0.7;
-  double minimumNotesHeight = 200;
+  PromptLayout layout;
   std::string logoImageName;  // an image resource of the main bundle; unknown: the column stays empty
   std::string headline;
   std::string sentence;
@@ -104,9 +118,7 @@ struct ProgressContent {
   std::string statusIdentifier;
   std::string barIdentifier;
   std::string buttonIdentifier;
-  double margin = 20;
-  double spacing = 6;
-  double barHeight = 16;
+  ProgressLayout layout;
 };
 
 enum class AlertStyle { warning, informational };
@@ -152,6 +164,7 @@ class WindowToolkit {
 };
 
 // Connects to the display. Throws DisplayUnavailable.
-[[nodiscard]] std::shared_ptr<WindowToolkit> makeSystemWindowToolkit();
+// Images are resources of the main bundle.
+[[nodiscard]] std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading& bundles);
 
 }  // namespace pellam

@@ -7,6 +7,9 @@
 
 namespace pellam {
 
+class BundleLoading;
+class FileSystem;
+
 // The user's desktop. Any thread.
 class Workspace {
  public:
@@ -19,6 +22,6 @@ class Workspace {
   [[nodiscard]] virtual bool open(const URL& url) = 0;
 };
 
-[[nodiscard]] std::shared_ptr<Workspace> makeSystemWorkspace();
+[[nodiscard]] std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles);
 
 }  // namespace pellam

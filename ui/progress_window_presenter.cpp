@@ -8,6 +8,7 @@
 #include "text/unicode_text.h"
 #include "ui/localized_text.h"
 #include "ui/view_search.h"
+#include "ui/window_layout.h"
 
 namespace pellam {
 
@@ -99,6 +100,7 @@ void OrvoUpdateProgressWindowPresenter::showReadyToInstallAndRelaunch(const std:
 void OrvoUpdateProgressWindowPresenter::configureProgressContent(View& contentView) {
   contentView.removeAllSubviews();
   ProgressContent content;
+  content.layout = progressLayout;
   content.titleIdentifier = titleLabelIdentifier;
   content.statusIdentifier = statusLabelIdentifier;
   content.barIdentifier = progressIndicatorIdentifier;

@@ -4,6 +4,7 @@
 
 #include "pellam/feed_keys.h"
 #include "text/unicode_text.h"
+#include "ui/window_layout.h"
 
 namespace pellam {
 
@@ -114,6 +115,7 @@ void OrvoUpdatePromptPresenter::configurePromptContent(View& contentView, const 
              &Presenter::remindLaterButtonPressed);
 
   UpdatePromptContent content;
+  content.layout = promptLayout;
   if (offersInstall) {
     content.buttons = {
         button(input, localized_texts::installUpdate, "OrvoUpdatePromptPresenter.installButton",

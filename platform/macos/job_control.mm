@@ -27,11 +27,11 @@ JobControlOutcome outcome(Boolean succeeded, CFErrorRef error) {
 class LaunchdJobControl final : public JobControl {
  public:
   JobControlOutcome remove(JobControlDomain domain, const std::string& label,
-                           AuthorizationReference authorization, bool wait) override {
+                           AuthorizationReference authorization, JobRemoval removal) override {
     CFErrorRef error = nullptr;
     const Boolean succeeded =
         SMJobRemove(domainName(domain), (__bridge CFStringRef)macos::stringFrom(label),
-                    reinterpret_cast<AuthorizationRef>(authorization), wait ? 1 : 0, &error);
+                    reinterpret_cast<AuthorizationRef>(authorization), removal == JobRemoval::waitsForTheEnd ? 1 : 0, &error);
     return outcome(succeeded, error);
   }
 
@@ -48,6 +48,8 @@ class LaunchdJobControl final : public JobControl {
 
 }  // namespace
 
-std::shared_ptr<JobControl> makeSystemJobControl() { return std::make_shared<LaunchdJobControl>(); }
+std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem>, std::shared_ptr<BundleLoading>) {
+  return std::make_shared<LaunchdJobControl>();
+}
 
 }  // namespace pellam

@@ -112,7 +112,7 @@ class SystemServiceConnections final : public ServiceConnectionMaking {
 }  // namespace
 
 std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle) {
+    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem>, std::shared_ptr<BundleLoading>) {
   return std::make_shared<SystemServiceConnections>(hostBundle);
 }
 

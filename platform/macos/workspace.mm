@@ -21,6 +21,9 @@ class SystemWorkspace final : public Workspace {
 
 }  // namespace
 
-std::shared_ptr<Workspace> makeSystemWorkspace() { return std::make_shared<SystemWorkspace>(); }
+// The workspace finds executables by itself.
+std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem>, std::shared_ptr<BundleLoading>) {
+  return std::make_shared<SystemWorkspace>();
+}
 
 }  // namespace pellam

@@ -227,10 +227,10 @@ class BusServiceConnection final : public ServiceConnection {
 
 class BusServiceConnections final : public ServiceConnectionMaking {
  public:
-  explicit BusServiceConnections(const std::filesystem::path& hostBundle)
+  BusServiceConnections(const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles)
       : services_(hostBundle / "Contents" / "XPCServices"),
-        fileSystem_(makeSystemFileSystem()),
-        bundles_(makeSystemBundleLoader(fileSystem_)) {}
+        fileSystem_(std::move(fileSystem)),
+        bundles_(std::move(bundles)) {}
 
   std::shared_ptr<ServiceConnection> connectionToService(const std::string& serviceName) override {
     const auto executable = serviceExecutable(serviceName);
@@ -268,8 +268,8 @@ class BusServiceConnections final : public ServiceConnectionMaking {
 }  // namespace
 
 std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle) {
-  return std::make_shared<BusServiceConnections>(hostBundle);
+    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+  return std::make_shared<BusServiceConnections>(hostBundle, std::move(fileSystem), std::move(bundles));
 }
 
 }  // namespace pellam

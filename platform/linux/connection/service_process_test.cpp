@@ -14,6 +14,8 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/file_system.h"
+#include "platform/bundle_loading.h"
 #include "host/launcher_client.h"
 #include "host/service_launcher_connection.h"
 #include "launcher-protocol/replacement_message.h"
@@ -77,7 +79,7 @@ struct HostBundle {
       std::uint64_t milliseconds = 20'000) const {
     return std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
         std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
-            makeSystemServiceConnections(application)),
+            makeSystemServiceConnections(application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))),
         serviceName,
         LaunchTimeouts{std::chrono::milliseconds(milliseconds), std::chrono::milliseconds(milliseconds)});
   }
@@ -146,7 +148,7 @@ TEST(FakeServices, AreSurvivedWhateverTheyDo) {
 
 TEST(FakeServices, AreNotFoundWhereTheBundleHasNone) {
   HostBundle host(PELLAM_FAKE_SERVICE_PROGRAM, "is-silent");
-  const auto connections = makeSystemServiceConnections(host.application);
+  const auto connections = makeSystemServiceConnections(host.application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
   for (const char* name : {"com.example.Other", "", ".", "..", "../XPCServices", "a/b"}) {
     EXPECT_EQ(connections->connectionToService(name), nullptr) << name;
   }
@@ -162,7 +164,7 @@ TEST(FakeServices, AreNotFoundWhereTheBundleHasNone) {
 TEST(ServiceConnection, CanBeDroppedWithoutEverBeingUsed) {
   const HostBundle host(PELLAM_FAKE_SERVICE_PROGRAM, "is-silent");
   const auto connection =
-      makeSystemServiceConnections(host.application)->connectionToService(host.serviceName);
+      makeSystemServiceConnections(host.application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))->connectionToService(host.serviceName);
   ASSERT_NE(connection, nullptr);
 }
 
@@ -178,7 +180,7 @@ struct RealService : testing::Test {
   }
   void TearDown() override {
     try {
-      EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove("com.example.Editor.pellam-updater", true);
+      EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove("com.example.Editor.pellam-updater", JobRemoval::waitsForTheEnd);
     } catch (const PlatformError&) {  // NOLINT(bugprone-empty-catch)
       // Nothing was submitted.
     }

@@ -15,16 +15,16 @@ namespace pellam {
 
 namespace {
 
-std::filesystem::path mainExecutable(const std::filesystem::path& application) {
-  const auto fileSystem = makeSystemFileSystem();
-  const auto bundle = makeSystemBundleLoader(fileSystem)->bundleAt(application);
+std::filesystem::path mainExecutable(const std::filesystem::path& application, const FileSystem& fileSystem,
+                                     const BundleLoading& bundles) {
+  const auto bundle = bundles.bundleAt(application);
   const PropertyListText* name =
       bundle ? bundle->informationDictionary.findString("CFBundleExecutable") : nullptr;
   if (name == nullptr || name->empty() || name->view().find('/') != std::string::npos) {
     throw jobError(ENOEXEC, application.string() + " is no application");
   }
   std::filesystem::path executable = application / "Contents" / "MacOS" / name->view();
-  if (!fileSystem->isExecutableFile(executable)) throw jobError(EACCES, executable.string());
+  if (!fileSystem.isExecutableFile(executable)) throw jobError(EACCES, executable.string());
   return executable;
 }
 
@@ -64,9 +64,9 @@ bool isOpenedByManager(const ProcessUser& user, const JobDescription& job, const
 
 }  // namespace
 
-void openApplication(const OpenRequest& request) {
+void openApplication(const OpenRequest& request, const FileSystem& fileSystem, const BundleLoading& bundles) {
   JobDescription job{
-      request.application.filename().string(), {mainExecutable(request.application).string()}, 0};
+      request.application.filename().string(), {mainExecutable(request.application, fileSystem, bundles).string()}, 0};
   std::optional<ProcessUser> user;
   if (request.user && *request.user != ::geteuid()) {
     if (::geteuid() != 0) throw jobError(EPERM, "opening an application as another user");

@@ -134,7 +134,7 @@ void EmbeddedJobs::submit(const JobDescription& job, const std::function<pid_t()
   }
 }
 
-void EmbeddedJobs::remove(const std::string& label, bool wait) {
+void EmbeddedJobs::remove(const std::string& label, JobRemoval removal) {
   const std::string name = encodedLabel(label, "%");
   prepareFolder();
   const FileDescriptor lock = lockedLabel(folder_ / (name + ".lock"));
@@ -143,7 +143,7 @@ void EmbeddedJobs::remove(const std::string& label, bool wait) {
   if (!stamp) throw jobError(ENOENT, "there is no job of this label");
   if (const FileDescriptor process = openProcess(*stamp); process.isOpen()) {
     sendSignal(process, SIGTERM);
-    if (wait && !hasEndedWithin(process, terminationGraceMilliseconds)) {
+    if (removal == JobRemoval::waitsForTheEnd && !hasEndedWithin(process, terminationGraceMilliseconds)) {
       sendSignal(process, SIGKILL);
       (void)hasEndedWithin(process, -1);
     }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/job_control.h"
 #include "platform/linux/jobs/job_description.h"
 
 namespace pellam {
@@ -27,9 +28,9 @@ class EmbeddedJobs {
   // returns (0: it is over already). Others who work on the label wait meanwhile.
   void submit(const JobDescription& job, const std::function<pid_t()>& start);
 
-  // Ends the job's process: a request to terminate and, with `wait`, after five seconds by force. ENOENT when
+  // Ends the job's process: a request to terminate and, when it waits, after five seconds by force. ENOENT when
   // there is no record of the label.
-  void remove(const std::string& label, bool wait);
+  void remove(const std::string& label, JobRemoval removal);
 
  private:
   void prepareFolder() const;

@@ -13,6 +13,8 @@
 #include <set>
 #include <thread>
 
+#include "platform/file_system.h"
+#include "platform/bundle_loading.h"
 #include "platform/authorization.h"
 #include "platform/job_control.h"
 #include "platform/linux/jobs/application_opener.h"
@@ -82,11 +84,11 @@ TEST_F(Jobs, RefuseASecondOneOfTheLabelAndMakeRoomWhenItIsRemoved) {
   const pid_t first = recorded();
   EXPECT_EQ(failure([&] { jobs.submit(shell("exec sleep 100")); }), EEXIST);
   EXPECT_EQ(failure([&] { jobs.submit(shell("exec sleep 100", "other")); }), 0);
-  jobs.remove("label", true);
+  jobs.remove("label", JobRemoval::waitsForTheEnd);
   EXPECT_EQ(stampOf(first), std::nullopt);
   EXPECT_NE(stampOf(recorded("other")), std::nullopt) << "another label's job is left alone";
-  jobs.remove("other", true);
-  EXPECT_EQ(failure([&] { jobs.remove("label", true); }), ENOENT);
+  jobs.remove("other", JobRemoval::waitsForTheEnd);
+  EXPECT_EQ(failure([&] { jobs.remove("label", JobRemoval::waitsForTheEnd); }), ENOENT);
   jobs.submit(shell("exit 0"));
   EXPECT_TRUE(becomesTrue([&] { return !stampOf(recorded()); }));
   jobs.submit(shell("exit 0"));  // the first one has ended by itself
@@ -96,7 +98,7 @@ TEST_F(Jobs, ForceAJobThatDoesNotEndWhenAsked) {
   jobs.submit(shell("trap '' TERM; touch " + (folder / "ready").string() + "; while :; do sleep 1; done"));
   ASSERT_TRUE(becomesTrue([&] { return fs::exists(folder / "ready"); }));
   const pid_t process = recorded();
-  jobs.remove("label", true);
+  jobs.remove("label", JobRemoval::waitsForTheEnd);
   EXPECT_EQ(stampOf(process), std::nullopt);
 }
 
@@ -105,11 +107,11 @@ TEST_F(Jobs, NeverEndAProcessThatOnlyHasTheNumber) {
   fs::permissions(folder / "jobs", fs::perms::owner_all);
   // A stranger with the recorded number: this process itself, started at another time than the record says.
   std::ofstream(folder / "jobs/label.job") << ::getpid() << " 1\n";
-  jobs.remove("label", true);
+  jobs.remove("label", JobRemoval::waitsForTheEnd);
   EXPECT_FALSE(fs::exists(folder / "jobs/label.job"));
   for (const char* record : {"", "garbage", "-1 5", "0 0"}) {
     std::ofstream(folder / "jobs/label.job") << record;
-    EXPECT_EQ(failure([&] { jobs.remove("label", true); }), ENOENT) << record;
+    EXPECT_EQ(failure([&] { jobs.remove("label", JobRemoval::waitsForTheEnd); }), ENOENT) << record;
   }
 }
 
@@ -153,7 +155,7 @@ TEST_F(Jobs, AreTakenOneAtATimeForALabel) {
   }
   for (std::thread& submitter : submitters) submitter.join();
   EXPECT_EQ(accepted, 1);
-  jobs.remove("label", true);
+  jobs.remove("label", JobRemoval::waitsForTheEnd);
 }
 
 TEST(JobDescription, RefusesADictionaryThatDescribesNoJob) {
@@ -217,14 +219,14 @@ struct Application : Jobs {
 };
 
 TEST_F(Application, IsOpenedAsThisUserAndBelongsToNoJob) {
-  const auto control = makeSystemJobControl();
+  const auto control = makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
   const PropertyListDictionary job{
       {"Label", "com.example.pellam-test-relaunch"},
       {"ProgramArguments", PropertyListArray{"/usr/bin/open", application.string()}}};
   const JobControlOutcome outcome = control->submit(JobControlDomain::userLaunchd, job, nullptr);
   ASSERT_TRUE(outcome.succeeded) << outcome.error->description;
   ASSERT_TRUE(becomesTrue([&] { return fs::exists(trace); }));
-  (void)control->remove(JobControlDomain::userLaunchd, "com.example.pellam-test-relaunch", nullptr, true);
+  (void)control->remove(JobControlDomain::userLaunchd, "com.example.pellam-test-relaunch", nullptr, JobRemoval::waitsForTheEnd);
   std::ifstream stream(trace);
   std::string process;
   for (std::string line; std::getline(stream, line);) process = line;
@@ -235,7 +237,7 @@ TEST_F(Application, IsOpenedAsThisUserAndBelongsToNoJob) {
 TEST_F(Application, IsOpenedWithTheWholeIdentityOfAnotherUser) {
   if (::getuid() != 0) GTEST_SKIP() << "needs root to become another user";
   const ProcessUser nobody = ProcessUser::lookUp(65'534);
-  openApplication({application, 65'534});
+  openApplication({application, 65'534}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem()));
   const std::string group = std::to_string(nobody.group);
   const std::vector<std::string> lines = whoItIs();
   ASSERT_EQ(lines.size(), 6U);
@@ -244,13 +246,13 @@ TEST_F(Application, IsOpenedWithTheWholeIdentityOfAnotherUser) {
   EXPECT_EQ(lines[2], group) << "no group of root's is left";
   EXPECT_EQ(lines[3], nobody.homeDirectory);
   EXPECT_EQ(lines[4], nobody.name);
-  EXPECT_EQ(failure([&] { openApplication({application, 4'000'000}); }), ENOENT);
+  EXPECT_EQ(failure([&] { openApplication({application, 4'000'000}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), ENOENT);
 }
 
 TEST_F(Application, IsNotOpenedWhenItIsNone) {
-  EXPECT_EQ(failure([&] { openApplication({folder / "None.app", std::nullopt}); }), ENOEXEC);
+  EXPECT_EQ(failure([&] { openApplication({folder / "None.app", std::nullopt}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), ENOEXEC);
   fs::permissions(application / "Contents/MacOS/Editor", fs::perms(0644));
-  EXPECT_EQ(failure([&] { openApplication({application, std::nullopt}); }), EACCES);
+  EXPECT_EQ(failure([&] { openApplication({application, std::nullopt}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), EACCES);
 }
 
 TEST(PrivilegedProgram, MustBeRootsAloneAllTheWayUp) {

@@ -5,7 +5,10 @@
 #include <cerrno>
 #include <exception>
 #include <functional>
+#include <utility>
 
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/linux/jobs/application_opener.h"
 #include "platform/linux/jobs/elevated_program.h"
 #include "platform/linux/jobs/embedded_jobs.h"
@@ -30,16 +33,19 @@ JobControlOutcome outcomeOf(const std::function<void()>& work) {
 // system's.
 class SystemJobControl final : public JobControl {
  public:
+  SystemJobControl(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles)
+      : fileSystem_(std::move(fileSystem)), bundles_(std::move(bundles)) {}
+
   JobControlOutcome remove(JobControlDomain domain, const std::string& label, AuthorizationReference,
-                           bool wait) override {
+                           JobRemoval removal) override {
     // An earlier job may have been submitted while there was no systemd, or before it came back.
     JobControlOutcome outcome = outcomeOf([&] {
       auto manager = managerOf(domain);
       if (!manager) throw jobError(ENOENT, "systemd is not running");
-      manager->remove(SystemdJobs::unitName(label), wait);
+      manager->remove(SystemdJobs::unitName(label), removal);
     });
     const JobControlOutcome embedded =
-        outcomeOf([&] { EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove(label, wait); });
+        outcomeOf([&] { EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove(label, removal); });
     return outcome.succeeded ? outcome : embedded;
   }
 
@@ -48,7 +54,7 @@ class SystemJobControl final : public JobControl {
     return outcomeOf([&] {
       JobDescription job = JobDescription::fromDictionary(dictionary);
       if (const auto request = OpenRequest::fromArguments(job.arguments)) {
-        openApplication(*request);
+        openApplication(*request, *fileSystem_, *bundles_);
         return;
       }
       const bool isElevating = domain == JobControlDomain::systemLaunchd && ::geteuid() != 0;
@@ -70,10 +76,15 @@ class SystemJobControl final : public JobControl {
     const bool isSystem = domain == JobControlDomain::systemLaunchd || ::geteuid() == 0;
     return SystemdJobs::connect(isSystem ? SystemdJobs::Manager::system : SystemdJobs::Manager::user);
   }
+
+  std::shared_ptr<FileSystem> fileSystem_;
+  std::shared_ptr<BundleLoading> bundles_;
 };
 
 }  // namespace
 
-std::shared_ptr<JobControl> makeSystemJobControl() { return std::make_shared<SystemJobControl>(); }
+std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+  return std::make_shared<SystemJobControl>(std::move(fileSystem), std::move(bundles));
+}
 
 }  // namespace pellam

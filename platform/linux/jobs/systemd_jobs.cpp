@@ -191,14 +191,15 @@ int SystemdJobs::look(const std::string& unit, sd_bus_error* error) {
   return sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, error, nullptr);
 }
 
-void SystemdJobs::remove(const std::string& unit, bool wait) {
+void SystemdJobs::remove(const std::string& unit, JobRemoval removal) {
+  const bool isWaiting = removal == JobRemoval::waitsForTheEnd;
   // Looking is free; stopping asks for an authorization even where there is nothing to stop.
   BusError missing;
   if (const int found = look(unit, &missing.value); found < 0) fail(found, missing);
   const Message message = methodCall(bus_.get(), "StopUnit");
   check(sd_bus_message_set_allow_interactive_authorization(message.get(), 1), "StopUnit");
   check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
-  if (wait) {
+  if (isWaiting) {
     (void)runManagerJob(message.get());
   } else {
     BusError error;
@@ -207,7 +208,7 @@ void SystemdJobs::remove(const std::string& unit, bool wait) {
   }
   callWithoutAnswer("ResetFailedUnit", unit.c_str());
   // A stopped unit keeps its name until the manager has forgotten it, which is soon but not at once.
-  for (int turn = 0; wait && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
+  for (int turn = 0; isWaiting && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
     std::this_thread::sleep_for(forgettingPause);
   }
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/job_control.h"
 #include "platform/linux/jobs/job_description.h"
 
 namespace pellam {
@@ -27,7 +28,7 @@ class SystemdJobs {
   void submit(const std::string& unit, const JobDescription& job,
               const std::vector<std::string>& environment);
   // Waiting ends when the job has stopped and its name is free, or a second after it has stopped.
-  void remove(const std::string& unit, bool wait);
+  void remove(const std::string& unit, JobRemoval removal);
 
   [[nodiscard]] static std::string unitName(const std::string& label);
 

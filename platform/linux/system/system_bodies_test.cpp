@@ -124,7 +124,7 @@ echo "$1" >> "$(dirname "$0")/opened-to-the-end"
   }
 
   TemporaryFolder folder_;
-  std::shared_ptr<Workspace> workspace_ = makeSystemWorkspace();
+  std::shared_ptr<Workspace> workspace_ = makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
 };
 
 TEST_F(WorkspaceTest, OpensWithoutWaitingForTheProgramAndWithoutHoldingItsStreams) {

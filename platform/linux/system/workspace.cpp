@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "platform/bundle_loading.h"
@@ -19,7 +20,8 @@ constexpr std::chrono::seconds openerPatience{2};
 
 class DesktopWorkspace final : public Workspace {
  public:
-  DesktopWorkspace() : fileSystem_(makeSystemFileSystem()), bundles_(makeSystemBundleLoader(fileSystem_)) {}
+  DesktopWorkspace(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles)
+      : fileSystem_(std::move(fileSystem)), bundles_(std::move(bundles)) {}
 
   bool open(const std::filesystem::path& file) override {
     // What is started has a working folder of its own.
@@ -62,6 +64,8 @@ class DesktopWorkspace final : public Workspace {
 
 }  // namespace
 
-std::shared_ptr<Workspace> makeSystemWorkspace() { return std::make_shared<DesktopWorkspace>(); }
+std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+  return std::make_shared<DesktopWorkspace>(std::move(fileSystem), std::move(bundles));
+}
 
 }  // namespace pellam

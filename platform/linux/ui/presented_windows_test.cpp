@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include "platform/file_system.h"
+#include "platform/bundle_loading.h"
 #include "host/ready_install_confirmation.h"
 #include "pellam/cancellation.h"
 #include "platform/linux/ui/alert_window.h"
@@ -277,7 +279,7 @@ TEST(DisplayConnection, WithoutADisplayIsOneClearLine) {
     unsetenv("WAYLAND_DISPLAY");
     display == nullptr ? unsetenv("DISPLAY") : setenv("DISPLAY", display, 1);
     try {
-      (void)makeSystemWindowToolkit();
+      (void)makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
       std::exit(1);
     } catch (const DisplayUnavailable& error) {
       (void)std::fprintf(stderr, "%s\n", error.what());

@@ -15,8 +15,8 @@ void addRow(GtkWidget* stack, GtkWidget* row, const std::string& identifier) {
 }  // namespace
 
 void fillWithProgress(GtkWidget* contentView, const ProgressContent& content) {
-  const auto margin = static_cast<int>(std::lround(content.margin));
-  GtkWidget* stack = gtk_box_new(GTK_ORIENTATION_VERTICAL, static_cast<int>(std::lround(content.spacing)));
+  const auto margin = static_cast<int>(std::lround(content.layout.margin));
+  GtkWidget* stack = gtk_box_new(GTK_ORIENTATION_VERTICAL, static_cast<int>(std::lround(content.layout.spacing)));
   gtk_widget_set_valign(stack, GTK_ALIGN_CENTER);
   gtk_widget_set_vexpand(stack, TRUE);
   gtk_widget_set_margin_start(stack, margin);
@@ -30,7 +30,7 @@ void fillWithProgress(GtkWidget* contentView, const ProgressContent& content) {
   addRow(stack, status, content.statusIdentifier);
 
   GtkWidget* bar = makeProgressBar();
-  gtk_widget_set_size_request(bar, -1, static_cast<int>(std::lround(content.barHeight)));
+  gtk_widget_set_size_request(bar, -1, static_cast<int>(std::lround(content.layout.barHeight)));
   gtk_accessible_update_relation(GTK_ACCESSIBLE(bar), GTK_ACCESSIBLE_RELATION_LABELLED_BY, title, nullptr,
                                  GTK_ACCESSIBLE_RELATION_DESCRIBED_BY, status, nullptr, -1);
   addRow(stack, bar, content.barIdentifier);

@@ -11,7 +11,6 @@ namespace pellam {
 
 namespace {
 
-constexpr int textSpacing = 8;
 constexpr int sentenceWidth = 60;  // characters, before the window makes room for more
 
 int points(double value) { return static_cast<int>(std::lround(value)); }
@@ -37,14 +36,14 @@ GdkTexture* loadImage(const std::filesystem::path& resources, const std::string&
 
 GtkWidget* makeColumn(const UpdatePromptContent& content, const std::filesystem::path& resources) {
   GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
-  gtk_widget_set_size_request(column, points(content.columnWidth), -1);
+  gtk_widget_set_size_request(column, points(content.layout.columnWidth), -1);
   const auto logo = ObjectReference<GdkTexture>::adopt(loadImage(resources, content.logoImageName));
   if (!logo) return column;
   GtkWidget* image = gtk_image_new_from_paintable(GDK_PAINTABLE(logo.get()));
-  gtk_image_set_pixel_size(GTK_IMAGE(image), points(content.columnWidth * content.logoScale));
+  gtk_image_set_pixel_size(GTK_IMAGE(image), points(content.layout.columnWidth * content.layout.logoScale));
   gtk_widget_set_halign(image, GTK_ALIGN_CENTER);
   gtk_widget_set_valign(image, GTK_ALIGN_START);
-  gtk_widget_set_margin_top(image, points(content.margin));
+  gtk_widget_set_margin_top(image, points(content.layout.margin));
   gtk_accessible_update_property(GTK_ACCESSIBLE(image), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                  displayableLine(content.logoImageName).c_str(), -1);
   gtk_box_append(GTK_BOX(column), image);
@@ -67,7 +66,7 @@ GtkWidget* makeNotesBox(const UpdatePromptContent& content, bool isWebContentAll
   auto* frame =
       GTK_WIDGET(g_object_new(GTK_TYPE_FRAME, "accessible-role", GTK_ACCESSIBLE_ROLE_GROUP, nullptr));
   gtk_widget_add_css_class(frame, "pellam-notes");
-  gtk_widget_set_size_request(frame, -1, points(content.minimumNotesHeight));
+  gtk_widget_set_size_request(frame, -1, points(content.layout.minimumNotesHeight));
   gtk_widget_set_vexpand(frame, TRUE);
   gtk_accessible_update_property(GTK_ACCESSIBLE(frame), GTK_ACCESSIBLE_PROPERTY_LABEL,
                                  displayableLine(content.caption).c_str(), -1);
@@ -79,7 +78,7 @@ GtkWidget* makeNotesBox(const UpdatePromptContent& content, bool isWebContentAll
 }
 
 GtkWidget* makeTexts(const UpdatePromptContent& content, bool isWebContentAllowed) {
-  GtkWidget* texts = gtk_box_new(GTK_ORIENTATION_VERTICAL, textSpacing);
+  GtkWidget* texts = gtk_box_new(GTK_ORIENTATION_VERTICAL, points(content.layout.textSpacing));
   gtk_box_append(GTK_BOX(texts), makeLineLabel(content.headline, "pellam-headline"));
   gtk_box_append(GTK_BOX(texts), makeParagraph(content.sentence, "pellam-sentence", sentenceWidth));
   gtk_box_append(GTK_BOX(texts), makeLineLabel(content.caption, "pellam-caption"));
@@ -94,7 +93,7 @@ struct ButtonRow {
 };
 
 ButtonRow makeButtons(const UpdatePromptContent& content) {
-  ButtonRow buttons{gtk_box_new(GTK_ORIENTATION_HORIZONTAL, points(content.margin)), nullptr};
+  ButtonRow buttons{gtk_box_new(GTK_ORIENTATION_HORIZONTAL, points(content.layout.margin)), nullptr};
   gtk_widget_set_halign(buttons.row, GTK_ALIGN_END);
   for (const UpdatePromptButton& description : content.buttons) {
     GtkWidget* button = makePushButton(description.title, description.action);
@@ -110,7 +109,7 @@ ButtonRow makeButtons(const UpdatePromptContent& content) {
 
 void fillWithPrompt(GtkWidget* contentView, const UpdatePromptContent& content,
                     const std::filesystem::path& resources, bool isWebContentAllowed) {
-  const int margin = points(content.margin);
+  const int margin = points(content.layout.margin);
   GtkWidget* upper = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
   gtk_box_append(GTK_BOX(contentView), upper);
   gtk_widget_set_vexpand(upper, TRUE);

@@ -6,6 +6,7 @@
 
 #include "platform/linux/ui/alert_window.h"
 #include "platform/linux/ui/release_notes_view.h"
+#include "ui/window_layout.h"
 
 namespace pellam {
 
@@ -71,6 +72,7 @@ GtkWidget* WindowTest::Prompt::button(const std::string& title) const {
 
 UpdatePromptContent WindowTest::promptContent(const std::optional<std::string>& page) {
   UpdatePromptContent content;
+  content.layout = promptLayout;
   content.logoImageName = "EditorLogo";
   content.headline = "A new version is available!";
   content.sentence =

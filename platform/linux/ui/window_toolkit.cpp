@@ -69,9 +69,8 @@ std::shared_ptr<WindowToolkit> makeWindowToolkit(std::filesystem::path resources
   return std::make_shared<SystemWindowToolkit>(std::move(resources), std::move(isWebContentConfined));
 }
 
-std::shared_ptr<WindowToolkit> makeSystemWindowToolkit() {
-  const std::filesystem::path bundle = makeSystemBundleLoader(makeSystemFileSystem())->mainBundlePath();
-  return makeWindowToolkit(bundle / "Contents" / "Resources", canConfineWebContent);
+std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading& bundles) {
+  return makeWindowToolkit(bundles.mainBundlePath() / "Contents" / "Resources", canConfineWebContent);
 }
 
 }  // namespace pellam

@@ -97,16 +97,16 @@ void addProgressContent(NSView* contentView, const ProgressContent& content) {
   stack.orientation = NSUserInterfaceLayoutOrientationVertical;
   stack.alignment = NSLayoutAttributeLeading;
   stack.distribution = NSStackViewDistributionFill;
-  stack.spacing = content.spacing;
+  stack.spacing = content.layout.spacing;
   stack.detachesHiddenViews = YES;
   stack.translatesAutoresizingMaskIntoConstraints = NO;
   [contentView addSubview:stack];
 
   [NSLayoutConstraint activateConstraints:@[
-    [stack.leadingAnchor constraintEqualToAnchor:contentView.leadingAnchor constant:content.margin],
-    [stack.trailingAnchor constraintEqualToAnchor:contentView.trailingAnchor constant:-content.margin],
+    [stack.leadingAnchor constraintEqualToAnchor:contentView.leadingAnchor constant:content.layout.margin],
+    [stack.trailingAnchor constraintEqualToAnchor:contentView.trailingAnchor constant:-content.layout.margin],
     [stack.centerYAnchor constraintEqualToAnchor:contentView.centerYAnchor],
-    [bar.heightAnchor constraintEqualToConstant:content.barHeight]
+    [bar.heightAnchor constraintEqualToConstant:content.layout.barHeight]
   ]];
   [stack makeRowsFullWidth];
   // Last: a hidden row is detached from the stack, and a constraint needs both its views in one hierarchy.

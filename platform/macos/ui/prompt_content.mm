@@ -9,7 +9,6 @@ namespace pellam::macos {
 
 namespace {
 
-constexpr CGFloat rowSpacing = 8;
 constexpr NSInteger mostSentenceLines = 10;
 constexpr NSLayoutPriority lowResistance = 250;
 constexpr NSLayoutPriority required = 1000;
@@ -29,7 +28,7 @@ NSLayoutGuide* addColumn(NSView* contentView, const UpdatePromptContent& content
     [column.leadingAnchor constraintEqualToAnchor:contentView.leadingAnchor],
     [column.topAnchor constraintEqualToAnchor:contentView.topAnchor],
     [column.bottomAnchor constraintEqualToAnchor:contentView.bottomAnchor],
-    [column.widthAnchor constraintEqualToConstant:content.columnWidth]
+    [column.widthAnchor constraintEqualToConstant:content.layout.columnWidth]
   ]];
   return column;
 }
@@ -41,8 +40,8 @@ void addLogo(NSView* contentView, NSLayoutGuide* column, const UpdatePromptConte
   logo.imageScaling = NSImageScaleProportionallyUpOrDown;
   [NSLayoutConstraint activateConstraints:@[
     [logo.centerXAnchor constraintEqualToAnchor:column.centerXAnchor],
-    [logo.topAnchor constraintEqualToAnchor:column.topAnchor constant:content.margin],
-    [logo.widthAnchor constraintEqualToAnchor:column.widthAnchor multiplier:content.logoScale],
+    [logo.topAnchor constraintEqualToAnchor:column.topAnchor constant:content.layout.margin],
+    [logo.widthAnchor constraintEqualToAnchor:column.widthAnchor multiplier:content.layout.logoScale],
     [logo.heightAnchor constraintEqualToAnchor:logo.widthAnchor]
   ]];
 }
@@ -69,8 +68,8 @@ NSView* addButtons(NSView* contentView, const UpdatePromptContent& content) {
   for (const UpdatePromptButton& description : content.buttons) {
     NSView* button = addButton(contentView, description);
     [NSLayoutConstraint activateConstraints:@[
-      [button.trailingAnchor constraintEqualToAnchor:edge constant:-content.margin],
-      [button.bottomAnchor constraintEqualToAnchor:contentView.bottomAnchor constant:-content.margin]
+      [button.trailingAnchor constraintEqualToAnchor:edge constant:-content.layout.margin],
+      [button.bottomAnchor constraintEqualToAnchor:contentView.bottomAnchor constant:-content.layout.margin]
     ]];
     edge = button.leadingAnchor;
     if (first == nil) first = button;
@@ -125,17 +124,17 @@ void addPromptContent(NSView* contentView, const UpdatePromptContent& content) {
 
   NSLayoutYAxisAnchor* floor = firstButton != nil ? firstButton.topAnchor : contentView.bottomAnchor;
   [NSLayoutConstraint activateConstraints:@[
-    [headline.topAnchor constraintEqualToAnchor:contentView.topAnchor constant:content.margin],
-    [sentence.topAnchor constraintEqualToAnchor:headline.bottomAnchor constant:rowSpacing],
-    [caption.topAnchor constraintEqualToAnchor:sentence.bottomAnchor constant:rowSpacing],
-    [box.topAnchor constraintEqualToAnchor:caption.bottomAnchor constant:rowSpacing],
-    [box.bottomAnchor constraintEqualToAnchor:floor constant:-content.margin],
-    [box.heightAnchor constraintGreaterThanOrEqualToConstant:content.minimumNotesHeight]
+    [headline.topAnchor constraintEqualToAnchor:contentView.topAnchor constant:content.layout.margin],
+    [sentence.topAnchor constraintEqualToAnchor:headline.bottomAnchor constant:content.layout.textSpacing],
+    [caption.topAnchor constraintEqualToAnchor:sentence.bottomAnchor constant:content.layout.textSpacing],
+    [box.topAnchor constraintEqualToAnchor:caption.bottomAnchor constant:content.layout.textSpacing],
+    [box.bottomAnchor constraintEqualToAnchor:floor constant:-content.layout.margin],
+    [box.heightAnchor constraintGreaterThanOrEqualToConstant:content.layout.minimumNotesHeight]
   ]];
   for (NSView* row in @[ headline, sentence, caption, box ]) {
     [NSLayoutConstraint activateConstraints:@[
       [row.leadingAnchor constraintEqualToAnchor:column.trailingAnchor],
-      [row.trailingAnchor constraintEqualToAnchor:contentView.trailingAnchor constant:-content.margin]
+      [row.trailingAnchor constraintEqualToAnchor:contentView.trailingAnchor constant:-content.layout.margin]
     ]];
   }
 }

@@ -33,7 +33,7 @@ class SystemWindowToolkit final : public WindowToolkit {
 
 }  // namespace
 
-std::shared_ptr<WindowToolkit> makeSystemWindowToolkit() {
+std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading&) {
   macos::connectToDisplay();
   return std::make_shared<SystemWindowToolkit>();
 }

@@ -57,12 +57,14 @@ class EmbedTest(unittest.TestCase):
     def test_it_works_for_an_application_of_another_project(self):
         outer = self.folder / "outer"
         outer.mkdir()
-        (outer / "main.cpp").write_text("int main() {}\n")
+        (outer / "main.cpp").write_text('#include <pellam/standard_updater.h>\nint main() {}\n')
+        (outer / "private.cpp").write_text('#include "host/standard_updater_core.h"\nint main() {}\n')
         (outer / "CMakeLists.txt").write_text(
             "cmake_minimum_required(VERSION 3.25)\nproject(Outer LANGUAGES C CXX)\n"
             f'add_subdirectory("{ROOT}" pellam)\n'
             "add_executable(Outer main.cpp)\n"
-            "target_link_libraries(Outer PRIVATE PellamSystemUpdater PellamSystemHost PellamPlatformWindows)\n"
+            "target_link_libraries(Outer PRIVATE Pellam::Updater)\n"
+            "add_executable(Private private.cpp)\ntarget_link_libraries(Private PRIVATE Pellam::Updater)\n"
             "pellam_embed_updater(Outer IDENTIFIER com.example.outer VERSION 1.0 BUILD 1)\n")
         configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja")
         self.assertEqual(configured.returncode, 0, configured.stderr)
@@ -74,6 +76,47 @@ class EmbedTest(unittest.TestCase):
         self.assertNotIn("-Werror", own)
         self.assertIn("c++20", own.replace("gnu++20", "c++20"))
         self.assertFalse([line for line in commands if "_test.cpp" in line or "examples/" in line])
+        # It sees the public headers and nothing else of the tree.
+        self.assertEqual(run("ninja", "-C", outer / "build", "CMakeFiles/Outer.dir/main.cpp.o").returncode, 0)
+        private = run("ninja", "-C", outer / "build", "CMakeFiles/Private.dir/private.cpp.o")
+        self.assertNotEqual(private.returncode, 0)
+        self.assertIn("host/standard_updater_core.h: No such file or directory", private.stdout)
+        # What a guest's build keeps of ours bears our name.
+        settings = [line.split(":")[0] for line in (outer / "build/CMakeCache.txt").read_text().splitlines()
+                    if ":" in line and not line.startswith(("//", "#"))]
+        known = ("CMAKE_", "PELLAM_", "Pellam_", "Outer_", "_", "FIND_PACKAGE_MESSAGE_", "pkgcfg_lib_PELLAM_", "PKG_CONFIG", "CURL_", "ICU_",
+                 "OPENSSL_", "Threads_", "nlohmann_json_", "PC_CURL", "pkgcfg_lib_", "prefix_result")
+        self.assertEqual([name for name in settings if not name.startswith(known)], [])
+
+    def test_an_application_without_windows_needs_no_toolkit(self):
+        outer = self.folder / "quiet"
+        outer.mkdir()
+        (outer / "main.cpp").write_text('#include <pellam/update_host.h>\nint main() {}\n')
+        (outer / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(Quiet LANGUAGES C CXX)\nset(PELLAM_BUILD_WINDOWS OFF)\n"
+            f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Quiet main.cpp)\n'
+            "target_link_libraries(Quiet PRIVATE Pellam::Core)\n")
+        configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja", "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON")
+        self.assertEqual(configured.returncode, 0, configured.stderr)
+        self.assertNotIn("gtk", configured.stdout.lower())
+        commands = run("ninja", "-C", outer / "build", "-t", "commands", "Quiet").stdout
+        self.assertIn("-lsystemd", commands.replace("libsystemd.so", "-lsystemd"))
+        self.assertNotIn("webkit", commands)
+
+    def test_one_shared_library_has_a_version_in_its_name(self):
+        outer = self.folder / "shared"
+        outer.mkdir()
+        (outer / "main.cpp").write_text('#include <pellam/standard_updater.h>\nint main() {}\n')
+        (outer / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(Shared LANGUAGES C CXX)\nset(BUILD_SHARED_LIBS ON)\n"
+            f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Shared main.cpp)\n'
+            "target_link_libraries(Shared PRIVATE Pellam::Updater)\n")
+        self.assertEqual(run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja").returncode, 0)
+        link = [line for line in run("ninja", "-C", outer / "build", "-t", "commands", "Shared").stdout.splitlines()
+                if "-soname" in line]
+        self.assertEqual(len(link), 1)
+        self.assertIn("-Wl,-soname,libPellamUpdaterLibrary.so.1", link[0])
+        self.assertIn("-Wl,-z,defs", link[0])
 
     def test_a_second_run_replaces_the_first(self):
         contents = self.folder / "X.app/Contents"

@@ -390,8 +390,11 @@ class Parser {
 
   [[nodiscard]] Date dateAt(std::size_t start) const {
     const double seconds = std::bit_cast<double>(number(start, 8)) + secondsFrom1970To2001;
-    constexpr double limit = 9.2e12;  // seconds that fit Date
-    if (!(seconds > -limit && seconds < limit)) fail("a date out of range", start - 1);
+    if (std::isnan(seconds)) fail("a date that is no number", start - 1);
+    // Beyond what a Date holds, the nearest one that it does: so every date that is written is read again.
+    constexpr double limit = 9'223'372'036'854;
+    if (seconds >= limit) return Date::max();
+    if (seconds <= -limit) return Date::min();
     return Date(std::chrono::microseconds(std::llround(seconds * 1e6)));
   }
 

@@ -119,6 +119,23 @@ TEST(PropertyListTest, ReadsXMLAsFoundInTheWild) {
   for (const auto& row : rows) EXPECT_EQ(read(row.document), row.value) << row.name;
 }
 
+// Whoever writes a date must not lose the whole list when it is read.
+TEST(PropertyListTest, EveryDateThatIsWrittenIsRead) {
+  for (const Date date : {Date::max(), Date::min(), distantPast}) {
+    EXPECT_EQ(readPropertyList(writeBinaryPropertyList(date)), PropertyListValue(date))
+        << date.time_since_epoch().count();
+  }
+  EXPECT_EQ(read(writeXMLPropertyList(distantPast)), PropertyListValue(distantPast));
+  for (const Date date : {Date::max(), Date::min(), distantPast - std::chrono::microseconds(1)}) {
+    try {
+      (void)writeXMLPropertyList(date);
+      ADD_FAILURE() << date.time_since_epoch().count();
+    } catch (const std::invalid_argument& error) {
+      EXPECT_STREQ(error.what(), "a date outside the years 1 to 9999");
+    }
+  }
+}
+
 // Writers keep equal texts once; reading them back must not make a copy for every place.
 TEST(PropertyListTest, TextsThatTheBinaryFormSharesAreSharedInMemory) {
   PropertyListArray entries;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
+#include <thread>
 
 #include "feed/feed_eligibility.h"
 #include "foundation/date_text.h"
@@ -29,9 +31,16 @@ FeedEntry entryWith(Entries changes) {
   return entry;
 }
 
-OrvoUpdateFeedApplicabilityResult evaluate(const FeedEntry& entry, const Context& context) {
-  return OrvoUpdateFeedEligibilityEvaluator{Calendar("UTC")}.evaluateApplicability(
-      entry, context, OrvoUpdateVersionComparison::compare);
+// As a user in that zone is served. A thread of its own looks the zone up at once.
+OrvoUpdateFeedApplicabilityResult evaluate(const FeedEntry& entry, const Context& context,
+                                           const char* zone = "UTC") {
+  ::setenv("TZ", zone, 1);
+  OrvoUpdateFeedApplicabilityResult result;
+  std::thread([&] {
+    result = OrvoUpdateFeedEligibilityEvaluator().evaluateApplicability(entry, context,
+                                                                        OrvoUpdateVersionComparison::compare);
+  }).join();
+  return result;
 }
 
 // "P" process, "U" update, "N" new build, "B" beta, "-" nothing.
@@ -187,14 +196,13 @@ TEST(FeedApplicabilityTest, StaggeringCountsCalendarDays) {
   Context context = baseContext();
   context.shouldApplyUserStaggering = true;
   context.userStaggerGroup = 3;
-  const OrvoUpdateFeedEligibilityEvaluator evaluator{Calendar("Europe/Berlin")};
   const FeedEntry entry = entryWith({{"releasedate", "2024-03-30"}});
   context.now = *parseISO8601("2024-04-01T21:59:59Z");
-  EXPECT_FALSE(evaluator.evaluateApplicability(entry, context, OrvoUpdateVersionComparison::compare)
-                   .shouldProcessFeed);
+  EXPECT_FALSE(evaluate(entry, context, "Europe/Berlin").shouldProcessFeed);
   context.now = *parseISO8601("2024-04-01T22:00:00Z");
-  EXPECT_TRUE(evaluator.evaluateApplicability(entry, context, OrvoUpdateVersionComparison::compare)
-                  .shouldProcessFeed);
+  const OrvoUpdateFeedApplicabilityResult due = evaluate(entry, context, "Europe/Berlin");
+  EXPECT_TRUE(due.shouldProcessFeed);
+  EXPECT_EQ(due.releaseDate, *parseISO8601("2024-03-29T23:00:00Z"));
 }
 
 TEST(FeedApplicabilityTest, ReleaseDayAndIdentifierAreReportedOnEveryPath) {

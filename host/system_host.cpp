@@ -30,8 +30,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
       settingsFolder ? *settingsFolder / (identifier + ".plist")
                      : systemSettingsFile(host.process->homeDirectory(), identifier);
   host.settings = makeSystemSettingsStore(settingsFile, host.fileSystem);
-  const std::shared_ptr<URLSessionMaking> sessions = makeSystemURLSessions();
-  host.network = std::make_shared<PellamURLSessionNetworkClient>(sessions);
+  host.network = std::make_shared<PellamURLSessionNetworkClient>();
   host.check = std::make_shared<UpdateCheck>(host.network, std::make_shared<UpdateSettings>(host.settings),
                                              host.clock);
   host.reports = std::make_shared<OrvoAppBundleUpdateFailureReportStore>(host.fileSystem, host.clock);
@@ -42,7 +41,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
       OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier),
       hostPreAuthorizationTimeoutNanoseconds, hostPostAuthorizationTimeoutNanoseconds);
   host.coordinator = std::make_shared<OrvoUpdateInstallerCoordinator>(
-      host.fileSystem, std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
+      host.fileSystem, std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(makeSystemURLSessions()),
       std::make_shared<OrvoUpdateSystemUnzipper>(tools),
       std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace()),
       std::make_shared<OrvoAppBundleCodeSignatureValidator>(host.fileSystem, tools, host.process,

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "host/launcher_client.h"
 #include "host/service_launcher_connection.h"
+#include "platform/bundle_loading.h"
 #include "platform/child_process.h"
+#include "platform/file_system.h"
 #include "platform/service_connection.h"
 
 namespace {
@@ -57,7 +57,8 @@ int main(int argumentCount, char** arguments) {
   request.installedApplicationURL = application;
   request.hostIdentity = OrvoAppBundleUpdateHostIdentity{arguments[3], "", 0, std::nullopt, false};
   const auto factory = std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
-      makeSystemServiceConnections(application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem())));
+      makeSystemServiceConnections(application, makeSystemFileSystem(),
+                                   makeSystemBundleLoader(makeSystemFileSystem())));
   OrvoAppBundleXPCUpdateHelperLauncher launcher(factory, service, serviceLaunchTimeouts);
   const auto tools = makeSystemChildProcessRunner(application / "Contents" / "MacOS");
   const auto program = application / "Contents" / "XPCServices" / (service + ".xpc") / "Contents" / "MacOS" /

@@ -10,12 +10,12 @@
 #include <thread>
 #include <vector>
 
-#include "platform/file_system.h"
 #include "benchmarks/measure.h"
 #include "host/installer_coordinator.h"
 #include "pellam/installer_error.h"
 #include "platform/bundle_loading.h"
 #include "platform/child_process.h"
+#include "platform/file_system.h"
 #include "platform/system_log.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
@@ -48,7 +48,8 @@ class SilentServer {
 };
 
 struct Fixture {
-  std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
+  std::shared_ptr<WindowToolkit> toolkit =
+      makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
   std::shared_ptr<FileSystem> fileSystem = makeSystemFileSystem();
   std::shared_ptr<BundleLoading> bundles = makeSystemBundleLoader(fileSystem);
   std::shared_ptr<MainThread> mainThread = makeSystemMainThread();
@@ -76,7 +77,9 @@ void settle() {
 }
 
 double promptMilliseconds(Fixture& fixture) {
-  OrvoUpdatePromptPresenter presenter(fixture.toolkit, fixture.bundles, makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem())));
+  OrvoUpdatePromptPresenter presenter(
+      fixture.toolkit, fixture.bundles,
+      makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem())));
   OrvoUpdatePromptInput input;
   input.feed = {
       {"type", "update"}, {"title", "Editor 2.0"}, {"url", fixture.server.address()}, {"current", "2.0"}};

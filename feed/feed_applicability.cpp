@@ -1,6 +1,7 @@
 #include "feed/feed_eligibility.h"
 #include "foundation/decimal.h"
 #include "pellam/feed_keys.h"
+#include "platform/calendar.h"
 #include "text/unicode_text.h"
 
 namespace pellam {
@@ -45,7 +46,7 @@ OrvoUpdateFeedApplicabilityResult OrvoUpdateFeedEligibilityEvaluator::evaluateAp
 
 bool OrvoUpdateFeedEligibilityEvaluator::passesApplicabilityConstraints(
     const FeedEntry& feed, Date releaseDate, const OrvoUpdateFeedApplicabilityContext& context,
-    const VersionComparing& versionComparator) const {
+    const VersionComparing& versionComparator) {
   if (!context.debugBypassApplicabilityChecks) {
     const PropertyListText* versions = readFeedKey(feed, OrvoUpdateFeedKeys::version);
     if (versions != nullptr && !isInRange(context.appVersion, *versions, versionComparator)) return false;
@@ -66,7 +67,8 @@ bool OrvoUpdateFeedEligibilityEvaluator::passesApplicabilityConstraints(
   // The bypass does not open the staged roll-out.
   if (context.shouldApplyUserStaggering && !context.isManualCheck && context.userStaggerGroup > 0 &&
       !isImportantUpdate(feed)) {
-    return context.now >= calendar.addingDays(releaseDate, context.userStaggerGroup).value_or(distantPast);
+    const std::optional<Date> due = Calendar().addingDays(releaseDate, context.userStaggerGroup);
+    return context.now >= due.value_or(distantPast);
   }
   return true;
 }
@@ -97,9 +99,10 @@ OrvoUpdateFeedEligibilityEvaluator::evaluateVersionAndBuild(const FeedEntry& fee
   return evaluation;
 }
 
-Date OrvoUpdateFeedEligibilityEvaluator::releaseDate(const FeedEntry& feed) const {
+Date OrvoUpdateFeedEligibilityEvaluator::releaseDate(const FeedEntry& feed) {
   const PropertyListText* day = readFeedKey(feed, OrvoUpdateFeedKeys::releaseDate);
-  return day == nullptr ? distantPast : calendar.parseDay(*day).value_or(distantPast);
+  if (day == nullptr) return distantPast;
+  return OrvoUpdateFeedKeys::releaseDateFormatter().parseDay(*day).value_or(distantPast);
 }
 
 std::optional<std::string> OrvoUpdateFeedEligibilityEvaluator::resolvedFeedIdentifier(const FeedEntry& feed) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
+#include <thread>
 
 #include "feed/feed_eligibility.h"
 #include "foundation/date_text.h"
@@ -29,9 +31,16 @@ FeedEntry entryWith(Entries changes) {
   return entry;
 }
 
-OrvoUpdateFeedApplicabilityResult evaluate(const FeedEntry& entry, const Context& context) {
-  return OrvoUpdateFeedEligibilityEvaluator{Calendar("UTC")}.evaluateApplicability(
-      entry, context, OrvoUpdateVersionComparison::compare);
+// As a user in that zone is served. A thread of its own looks the zone up at once.
+OrvoUpdateFeedApplicabilityResult evaluate(const FeedEntry& entry, const Context& context,
+                                           const char* zone = "UTC") {
+  ::setenv("TZ", zone, 1);
+  OrvoUpdateFeedApplicabilityResult result;
+  std::thread([&] {
+    result = OrvoUpdateFeedEligibilityEvaluator().evaluateApplicability(entry, context,
+                                                                        OrvoUpdateVersionComparison::compare);
+  }).join();
+  return result;
 }
 
 // "P" process, "U" update, "N" new build, "B" beta, "-" nothing.
@@ -65,14 +74,18 @@ TEST(FeedApplicabilityTest, DecidesByEntryAndContext) {
       {"above the highest", {{"version", "1.0-1.9"}}, nothing, "-"},
       {"only a lowest", {{"version", "1.5"}}, nothing, "PU"},
       {"only a lowest, too high", {{"version", "2.0.1"}}, nothing, "-"},
-      {"middle pieces are ignored", {{"version", "1.0-9.0-3.0"}}, nothing, "PU"},
+      {"middle pieces are no lowest", {{"version", "1.0-9.0-3.0"}}, nothing, "PU"},
+      {"middle pieces are no highest", {{"version", "1.0-1.5-3.0"}}, nothing, "PU"},
+      {"middle pieces are not part of the lowest", {{"version", "2.0-1.0-3.0"}}, nothing, "PU"},
+      {"middle pieces are not part of the highest", {{"version", "1.0-9.0-1.5"}}, nothing, "-"},
       {"empty highest", {{"version", "1.0-"}}, nothing, "-"},
       {"empty lowest", {{"version", "-3.0"}}, nothing, "PU"},
-      {"empty range counts as absent", {{"version", ""}}, nothing, "PU"},
+      {"empty range counts as absent", {{"version", ""}}, [](Context& c) { c.appVersion = "b1"; }, "PU"},
       {"range of another kind counts as absent", {{"version", 9}}, nothing, "PU"},
       // edition and language
       {"edition", {{"sku", "pro"}}, nothing, "PU"},
       {"edition in another case", {{"sku", "Pro"}}, nothing, "-"},
+      {"empty edition counts as absent", {{"sku", ""}}, nothing, "PU"},
       {"no edition accepted", {{"sku", "pro"}}, [](Context& c) { c.acceptedSKUs.clear(); }, "-"},
       {"language in another case", {{"lang", "EN"}}, nothing, "PU"},
       {"other language", {{"lang", "en-GB"}}, nothing, "-"},
@@ -84,6 +97,7 @@ TEST(FeedApplicabilityTest, DecidesByEntryAndContext) {
       // operating system
       {"system in range", {{"os", "13.5-14.5"}}, nothing, "PU"},
       {"system too old", {{"os", "14.6"}}, nothing, "-"},
+      {"empty system counts as absent", {{"os", ""}}, [](Context& c) { c.currentOSVersion = "b1"; }, "PU"},
       {"system too new", {{"os", "10-14.4"}}, nothing, "-"},
       // offered version and build
       {"same version", {{"current", "2.0"}}, nothing, "-"},
@@ -117,6 +131,16 @@ TEST(FeedApplicabilityTest, DecidesByEntryAndContext) {
        [](Context& c) { c.checkForBetaReleasesEnabled = true; },
        "PUB"},
       {"beta, asked for", {{"current", "2.5 beta 3"}}, [](Context& c) { c.isManualCheck = true; }, "PUB"},
+      {"beta by a capital letter", {{"current", "3.0RC1"}}, nothing, "B"},
+      {"beta by a letter of another script", {{"current", "3.0β1"}}, nothing, "B"},
+      {"digits of another script", {{"current", "3.٤"}}, nothing, "PU"},
+      {"newer build of a beta with a capital letter",
+       {{"current", "2.0RC1"}, {"currentbuild", "101"}},
+       [](Context& c) {
+         c.appVersion = "2.0RC1";
+         c.isManualCheck = true;
+       },
+       "PUB"},
       {"old beta", {{"current", "2.0b1"}}, nothing, "-"},
       // bypass
       {"bypass",
@@ -151,8 +175,8 @@ TEST(FeedApplicabilityTest, StaggeringHoldsEntriesBack) {
       {"important", "2024-05-10T00:00:00Z", {{"important", "1"}}, nothing, "PU"},
       {"important as a word", "2024-05-10T00:00:00Z", {{"important", "true"}}, nothing, "-"},
       {"important as a boolean", "2024-05-10T00:00:00Z", {{"important", true}}, nothing, "-"},
-      {"no group", "2024-05-10T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = 0; }, "PU"},
-      {"negative group", "2024-05-10T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = -3; }, "PU"},
+      {"no group", "2024-05-01T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = 0; }, "PU"},
+      {"negative group", "2024-05-01T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = -3; }, "PU"},
       {"not staggered",
        "2024-05-10T00:00:00Z",
        {},
@@ -187,14 +211,13 @@ TEST(FeedApplicabilityTest, StaggeringCountsCalendarDays) {
   Context context = baseContext();
   context.shouldApplyUserStaggering = true;
   context.userStaggerGroup = 3;
-  const OrvoUpdateFeedEligibilityEvaluator evaluator{Calendar("Europe/Berlin")};
   const FeedEntry entry = entryWith({{"releasedate", "2024-03-30"}});
   context.now = *parseISO8601("2024-04-01T21:59:59Z");
-  EXPECT_FALSE(evaluator.evaluateApplicability(entry, context, OrvoUpdateVersionComparison::compare)
-                   .shouldProcessFeed);
+  EXPECT_FALSE(evaluate(entry, context, "Europe/Berlin").shouldProcessFeed);
   context.now = *parseISO8601("2024-04-01T22:00:00Z");
-  EXPECT_TRUE(evaluator.evaluateApplicability(entry, context, OrvoUpdateVersionComparison::compare)
-                  .shouldProcessFeed);
+  const OrvoUpdateFeedApplicabilityResult due = evaluate(entry, context, "Europe/Berlin");
+  EXPECT_TRUE(due.shouldProcessFeed);
+  EXPECT_EQ(due.releaseDate, *parseISO8601("2024-03-29T23:00:00Z"));
 }
 
 TEST(FeedApplicabilityTest, ReleaseDayAndIdentifierAreReportedOnEveryPath) {
@@ -208,6 +231,7 @@ TEST(FeedApplicabilityTest, ReleaseDayAndIdentifierAreReportedOnEveryPath) {
       evaluate({{"id", 5}, {"releasedate", "12/01/2024"}}, context);
   EXPECT_EQ(bare.resolvedFeedIdentifier, std::nullopt);
   EXPECT_EQ(bare.releaseDate, distantPast);
+  EXPECT_EQ(evaluate({{"id", ""}, {"version", ""}}, context).resolvedFeedIdentifier, std::nullopt);
 }
 
 TEST(FeedApplicabilityTest, TheComparatorIsTheCallersOwn) {

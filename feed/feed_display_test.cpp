@@ -68,9 +68,34 @@ TEST(FeedDisplayTest, RemindsOnlyWhenDue) {
          a.isUpdate = false;
        },
        "ES offer stored"},
-      {"negative interval",
+      {"negative interval counts as none",
        {},
-       [](Context& c, Applicability&) { c.checkUpdatesAfterHours = -5; },
+       [](Context& c, Applicability&) {
+         c.lastNewsDisplayedDate = c.now + std::chrono::seconds(1);
+         c.checkUpdatesAfterHours = -5;
+       },
+       "- offer stored"},
+      {"negative interval, just shown",
+       {},
+       [](Context& c, Applicability&) {
+         c.lastNewsDisplayedDate = c.now;
+         c.checkUpdatesAfterHours = INT64_MIN;
+       },
+       "ES offer stored"},
+      {"shown before 1970",
+       {},
+       [](Context& c, Applicability&) { c.lastNewsDisplayedDate = Date() - std::chrono::hours(1); },
+       "ES offer stored"},
+      {"shown before 1970, and not due for ages",
+       {},
+       [](Context& c, Applicability&) {
+         c.lastNewsDisplayedDate = Date::min();
+         c.checkUpdatesAfterHours = INT64_MAX / 3600;
+       },
+       "- offer stored"},
+      {"shown before all years",
+       {},
+       [](Context& c, Applicability&) { c.lastNewsDisplayedDate = Date::min(); },
        "ES offer stored"},
       {"shown in the future",
        {},
@@ -83,6 +108,10 @@ TEST(FeedDisplayTest, RemindsOnlyWhenDue) {
        {},
        [](Context& c, Applicability&) { c.checkUpdatesAfterHours = INT64_MAX / 3600; },
        "- offer stored"},
+      {"just beyond all dates",
+       {},
+       [](Context& c, Applicability&) { c.checkUpdatesAfterHours = 2'562'047'788; },
+       "- offer stored"},
       {"reset",
        {},
        [](Context& c, Applicability&) { c.shouldResetStoredFeedIdentifier = true; },
@@ -94,7 +123,13 @@ TEST(FeedDisplayTest, RemindsOnlyWhenDue) {
          c.shouldResetStoredFeedIdentifier = true;
        },
        "- offer stored"},
-      {"nothing newer", {}, [](Context&, Applicability& a) { a.isUpdate = false; }, "- offer stored"},
+      {"nothing newer",
+       {},
+       [](Context& c, Applicability& a) {
+         a.isUpdate = false;
+         c.isManualCheck = true;
+       },
+       "- offer stored"},
       {"no identifier",
        {},
        [](Context& c, Applicability& a) {

@@ -8,7 +8,6 @@
 #include "feed/version_comparison.h"
 #include "pellam/date.h"
 #include "pellam/feed_entry.h"
-#include "platform/calendar.h"
 
 namespace pellam {
 
@@ -62,13 +61,10 @@ struct OrvoUpdateFeedDisplayResult {
   friend bool operator==(const OrvoUpdateFeedDisplayResult&, const OrvoUpdateFeedDisplayResult&) = default;
 };
 
-// Decides about one entry. Pure: reads the entry and the context, never the clock, settings or the network.
-// Stateless; any thread. Neither operation fails.
+// Decides about one entry. Pure: reads the entry and the context, never the clock, settings or the network;
+// days begin where the system's time zone has them begin. Stateless; any thread. Neither operation fails.
 class OrvoUpdateFeedEligibilityEvaluator {
  public:
-  // The user's calendar, in which release days begin and staggering counts its days.
-  Calendar calendar;
-
   // Whether the entry concerns this installation, and what kind of offer it is.
   [[nodiscard]] OrvoUpdateFeedApplicabilityResult evaluateApplicability(
       const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& context,
@@ -87,13 +83,13 @@ class OrvoUpdateFeedEligibilityEvaluator {
     bool isBetaUpdate = false;
   };
 
-  [[nodiscard]] bool passesApplicabilityConstraints(const FeedEntry& feed, Date releaseDate,
-                                                    const OrvoUpdateFeedApplicabilityContext& context,
-                                                    const VersionComparing& versionComparator) const;
+  [[nodiscard]] static bool passesApplicabilityConstraints(const FeedEntry& feed, Date releaseDate,
+                                                           const OrvoUpdateFeedApplicabilityContext& context,
+                                                           const VersionComparing& versionComparator);
   [[nodiscard]] static VersionEvaluation evaluateVersionAndBuild(
       const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& context,
       const VersionComparing& versionComparator);
-  [[nodiscard]] Date releaseDate(const FeedEntry& feed) const;
+  [[nodiscard]] static Date releaseDate(const FeedEntry& feed);
   [[nodiscard]] static std::optional<std::string> resolvedFeedIdentifier(const FeedEntry& feed);
   [[nodiscard]] static bool isImportantUpdate(const FeedEntry& feed);
 };

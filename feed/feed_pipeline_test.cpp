@@ -47,6 +47,12 @@ TEST(FeedPipelineTest, SelectsTheFirstThatQualifies) {
   forced.set("mustupdate", "2.0.0");
   EXPECT_EQ(selected({offer("a"), forced, offer("b")}, waiting), "forced");
   EXPECT_EQ(selected({offer("a")}, waiting), "none");
+
+  // An entry that is not to be shown is selected all the same.
+  Contexts once = baseContexts();
+  once.display.canProcessUpdateFeeds = false;
+  once.display.storedFeedIdentifier = "a";
+  EXPECT_EQ(selected({offer("a"), offer("b")}, once), "a");
 }
 
 TEST(FeedPipelineTest, LaterEntriesAreNotEvaluated) {

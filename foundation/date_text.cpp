@@ -9,6 +9,10 @@ namespace {
 using std::chrono::days;
 using std::chrono::floor;
 
+// 400 years of the Gregorian calendar.
+using CalendarCycles =
+    std::chrono::duration<int, std::ratio_multiply<std::chrono::days::period, std::ratio<146'097>>>;
+
 // Takes exactly `count` digits from the front, then the separator (unless it is zero).
 bool takeNumber(std::string_view& text, std::size_t count, char separator, int& value) {
   if (text.size() < count + (separator == 0 ? 0 : 1)) return false;
@@ -27,14 +31,17 @@ bool takeNumber(std::string_view& text, std::size_t count, char separator, int& 
 }  // namespace
 
 std::string iso8601Text(Date date) {
-  const auto day = floor<days>(date);
-  const std::chrono::year_month_day calendarDay(day);
-  const std::chrono::hh_mm_ss time(floor<std::chrono::seconds>(date - day));
+  // The library's years end at 32767, dates go on for nine times as long; but the calendar repeats itself.
+  const std::chrono::sys_days day = floor<days>(date);
+  const auto cycles = floor<CalendarCycles>(day.time_since_epoch());
+  const std::chrono::year_month_day calendarDay(day - cycles);
+  const int year = static_cast<int>(calendarDay.year()) + cycles.count() * 400;
+  const std::chrono::hh_mm_ss time(floor<std::chrono::seconds>(date) - day);
   char text[64];
-  (void)std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ",
-                      static_cast<int>(calendarDay.year()), static_cast<unsigned>(calendarDay.month()),
-                      static_cast<unsigned>(calendarDay.day()), static_cast<int>(time.hours().count()),
-                      static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+  (void)std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", year,
+                      static_cast<unsigned>(calendarDay.month()), static_cast<unsigned>(calendarDay.day()),
+                      static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                      static_cast<int>(time.seconds().count()));
   return text;
 }
 

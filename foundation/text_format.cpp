@@ -1,5 +1,7 @@
 #include "foundation/text_format.h"
 
+#include <algorithm>
+
 #include "foundation/decimal.h"
 
 namespace pellam {
@@ -22,10 +24,9 @@ std::string formatText(std::string_view format, std::initializer_list<std::strin
       text += '%';
       format.remove_prefix(2);
     } else {
-      const auto end = format.find("$@");
-      const auto position =
-          end == std::string_view::npos ? std::nullopt : parseDecimal<std::size_t>(format.substr(1, end - 1));
-      if (position && *position >= 1) {
+      const auto end = std::min(format.find_first_not_of("0123456789", 1), format.size());
+      const auto position = parseDecimal<std::size_t>(format.substr(1, end - 1));
+      if (position && *position >= 1 && format.substr(end).starts_with("$@")) {
         append(*position - 1);
         format.remove_prefix(end + 2);
       } else {

@@ -21,6 +21,8 @@ TEST(ValueTextsTest, DatesRoundTrip) {
   }
   EXPECT_EQ(parseISO8601("0001-01-01T00:00:00Z"), distantPast);
   EXPECT_EQ(iso8601Text(Date(std::chrono::microseconds(-1))), "1969-12-31T23:59:59Z");
+  EXPECT_EQ(iso8601Text(Date::max()), "294247-01-10T04:00:54Z");
+  EXPECT_EQ(iso8601Text(Date::min()), "-290308-12-21T19:59:05Z");
   EXPECT_EQ(parseISO8601("1970-01-01T00:00:00.25Z"), Date(std::chrono::milliseconds(250)));
   for (const char* text :
        {"", "2024-02-30T00:00:00Z", "2024-13-01T00:00:00Z", "2024-01-01T24:00:00Z", "2024-01-01T00:60:00Z",

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "foundation/version_parts.h"
+#include "tests/support/megabyte.h"
 
 namespace pellam {
 namespace {
@@ -128,6 +129,33 @@ TEST(VersionComparatorTest, BothReadersAgreeOnASCII) {
         << testing::PrintToString(first) << " | " << testing::PrintToString(second);
   }
   EXPECT_GT(differing, 5000);
+}
+
+// Versions come out of a feed that nobody has vouched for, and are compared on the main thread.
+TEST(VersionComparatorTest, LongVersionsTakeNoLongerThanTheirLength) {
+  using testing_support::megabyteOf;
+  const struct {
+    const char* name;
+    std::string first;
+    std::string second;
+    char expected;
+  } rows[] = {
+      {"spaces", "3" + megabyteOf(" ") + "1", "3" + megabyteOf(" ") + "2", '<'},
+      {"spaces behind text", "3a" + megabyteOf(" ") + "b", "3a" + megabyteOf(" ") + "c", '<'},
+      {"beta words without numbers", "3" + megabyteOf(" b ") + "1+", "3" + megabyteOf(" b ") + "2+", '<'},
+      {"spaces and another script", "3" + megabyteOf(" ") + "é1", "3" + megabyteOf(" ") + "é2", '<'},
+      {"no-break spaces", "3" + megabyteOf("\u00A0") + "1", "3" + megabyteOf("\u00A0") + "2", '<'},
+      {"words and another script", "3" + megabyteOf(" b  ") + "é1", "3" + megabyteOf(" b  ") + "é2", '<'},
+      {"digits", "3é" + megabyteOf("0") + "1", "3é" + megabyteOf("0") + "2", '<'},
+      {"marks", "3a" + megabyteOf("\u0301") + megabyteOf("\u0323"), "3a" + megabyteOf("\u0323"), '<'},
+      {"marks of two parts", "3a" + megabyteOf("\u0F74") + megabyteOf("\u0F73"), "3b", '<'},
+      {"joined characters", "3" + megabyteOf("\U0001F468\u200D"), "3" + megabyteOf("\U0001F1E9"), '>'},
+      {"final letters", "3" + megabyteOf("Σ'"), "3" + megabyteOf("Σ'") + "1", '<'},
+  };
+  for (const auto& row : rows) {
+    testing_support::expectQuick(
+        row.name, [&] { EXPECT_EQ(compared(row.first, row.second), row.expected) << row.name; });
+  }
 }
 
 }  // namespace

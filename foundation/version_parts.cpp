@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <optional>
 
 #include "text/unicode_text.h"
 
@@ -42,9 +43,8 @@ bool isBetaWord(std::string_view text) {
                                                   [](char a, char b) { return lowercased(a) == b; });
 }
 
-// With `at` on white space: the first digit of "\s+(beta|b|d)\s*(\d+)" when that matches here, else null.
+// With `at` behind white space: the first digit of "(beta|b|d)\s*(\d+)" when that matches here, else null.
 const char* digitsOfBetaWord(const char* at, const char* end) {
-  while (at != end && unitAt(at) == Unit::space) ++at;
   const char* word = at;
   while (at != end && at - word < 5 && unitAt(at) == Unit::text) ++at;
   if (!isBetaWord({word, static_cast<std::size_t>(at - word)})) return nullptr;
@@ -74,6 +74,58 @@ Part::Kind kindOf(std::string_view character) {
   return Part::Kind::text;
 }
 
+// What "\s" of a regular expression matches: the characters with the property White_Space.
+bool isExpressionSpace(char32_t scalar) {
+  return (scalar >= 0x09 && scalar <= 0x0D) || scalar == 0x20 || scalar == 0x85 || scalar == 0xA0 ||
+         scalar == 0x1680 || (scalar >= 0x2000 && scalar <= 0x200A) || scalar == 0x2028 || scalar == 0x2029 ||
+         scalar == 0x202F || scalar == 0x205F || scalar == 0x3000;
+}
+
+std::size_t endOfSpace(std::string_view text, std::size_t offset) {
+  for (std::size_t next = offset; next < text.size(); offset = next) {
+    if (!isExpressionSpace(text::nextScalar(text, next))) break;
+  }
+  return offset;
+}
+
+// With `offset` behind white space: where the digits of "(beta|b|d)\s*(\d+)" begin when that matches here.
+std::optional<std::size_t> digitsOfBetaWord(std::string_view text, std::size_t offset) {
+  std::string_view word = text.substr(offset, 4);
+  if (!isBetaWord(word)) word = word.substr(0, 1);
+  if (!isBetaWord(word)) return std::nullopt;
+  const std::size_t digits = endOfSpace(text, offset + word.size());
+  std::size_t next = digits;
+  if (digits == text.size() || !text::isDecimalDigit(text::nextScalar(text, next))) return std::nullopt;
+  return digits;
+}
+
+// The text with plain spaces for no-break ones, and "b" for every "\s+(beta|b|d)\s*" in front of a digit.
+// Each run of white space is looked at once: an expression's matcher would begin anew at every space of a
+// long run.
+std::string normalised(std::string_view text) {
+  constexpr std::string_view noBreakSpace = "\u00A0";
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t offset = 0; offset < text.size();) {
+    const std::size_t start = offset;
+    offset = endOfSpace(text, offset);
+    if (offset == start) {
+      (void)text::nextScalar(text, offset);
+      result.append(text.substr(start, offset - start));
+    } else if (const std::optional<std::size_t> digits = digitsOfBetaWord(text, offset)) {
+      result.push_back('b');
+      offset = *digits;
+    } else {
+      for (std::string_view run = text.substr(start, offset - start); !run.empty();) {
+        const bool isNoBreak = run.starts_with(noBreakSpace);
+        result.push_back(isNoBreak ? ' ' : run.front());
+        run.remove_prefix(isNoBreak ? noBreakSpace.size() : 1);
+      }
+    }
+  }
+  return result;
+}
+
 // The digits that the text begins with.
 std::int32_t leadingInteger(std::string_view text) {
   std::int32_t number = 0;
@@ -86,6 +138,17 @@ std::int32_t leadingInteger(std::string_view text) {
 }
 
 }  // namespace
+
+// With white space at hand: where the digits begin when a beta word with its number follows the run, else
+// null. What was found out about a run holds for each of its spaces.
+const char* ASCIIPartReader::digitsBehindSpace() {
+  if (at_ < plainSpaceEnd_) return nullptr;
+  const char* runEnd = at_;
+  while (runEnd != end_ && unitAt(runEnd) == Unit::space) ++runEnd;
+  const char* digits = digitsOfBetaWord(runEnd, end_);
+  if (digits == nullptr) plainSpaceEnd_ = runEnd;
+  return digits;
+}
 
 bool ASCIIPartReader::next(Part& part) {
   if (at_ == end_) return false;
@@ -106,7 +169,7 @@ bool ASCIIPartReader::next(Part& part) {
       ++at_;
       return true;
     case Unit::space:
-      if (const char* digits = digitsOfBetaWord(at_, end_)) {
+      if (const char* digits = digitsBehindSpace()) {
         part = {Part::Kind::text, 0, {}, true};
         at_ = digits;
         return true;
@@ -121,7 +184,7 @@ bool ASCIIPartReader::next(Part& part) {
   while (at_ != end_ && unitAt(at_) == Unit::text) ++at_;
   part = {Part::Kind::text, 0, {start, static_cast<std::size_t>(at_ - start)}, false};
   if (at_ != end_ && unitAt(at_) == Unit::space) {
-    if (const char* digits = digitsOfBetaWord(at_, end_)) {
+    if (const char* digits = digitsBehindSpace()) {
       part.endsWithBeta = true;
       at_ = digits;
     }
@@ -151,18 +214,8 @@ int ASCIIPartReader::compareText(const Part& left, const Part& right) {
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-UnicodePartReader::UnicodePartReader(std::string_view text) {
-  constexpr std::string_view noBreakSpace = "\u00A0";
-  std::string spaced;
-  for (std::size_t place = text.find(noBreakSpace); place != std::string_view::npos;
-       place = text.find(noBreakSpace)) {
-    spaced.append(text.substr(0, place)).push_back(' ');
-    text.remove_prefix(place + noBreakSpace.size());
-  }
-  spaced.append(text);
-  normalised_ = text::replacingMatches(spaced, R"(\s+(beta|b|d)\s*(\d+))", "b$2");
-  characters_ = text::characters(normalised_);
-}
+UnicodePartReader::UnicodePartReader(std::string_view text)
+    : normalised_(normalised(text)), characters_(text::characters(normalised_)) {}
 
 bool UnicodePartReader::next(Part& part) {
   if (at_ == characters_.size()) return false;

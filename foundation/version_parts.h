@@ -23,17 +23,21 @@ struct Part {
 // Reads plain ASCII in place, rewriting beta words as it goes. Borrows the text; allocates nothing.
 class ASCIIPartReader {
  public:
-  explicit ASCIIPartReader(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
+  explicit ASCIIPartReader(std::string_view text)
+      : at_(text.data()), end_(text.data() + text.size()), plainSpaceEnd_(at_) {}
   // False when there are no more parts.
   [[nodiscard]] bool next(Part& part);
   [[nodiscard]] static int compareText(const Part& left, const Part& right);
 
  private:
+  [[nodiscard]] const char* digitsBehindSpace();
+
   const char* at_;
   const char* end_;
+  const char* plainSpaceEnd_;  // no beta word follows the white space before it
 };
 
-// Reads any UTF-8 by user-perceived characters, after the rewriting that the regular expression describes.
+// Reads any UTF-8 by user-perceived characters, after the same rewriting.
 class UnicodePartReader {
  public:
   explicit UnicodePartReader(std::string_view text);

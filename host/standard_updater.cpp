@@ -25,7 +25,8 @@ bool OrvoStandardUpdater::isInstalling() const { return core_->isInstalling(); }
 
 std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
                                                          OrvoStandardUpdaterSurroundings surroundings) {
-  const std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
+  const std::shared_ptr<WindowToolkit> toolkit =
+      makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
   const std::shared_ptr<ServicedMainThread> mainThread = ServicedMainThread::make(makeSystemMainThread());
   const SystemHost host = makeSystemHost(surroundings.bundle, std::nullopt, mainThread);
   if (configuration.currentOSVersion.empty()) {

@@ -47,7 +47,8 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
           .fileManager = host.fileSystem,
           .networkClient = std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
           .unzipper = std::make_shared<OrvoUpdateSystemUnzipper>(tools),
-          .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace(host.fileSystem, host.bundles)),
+          .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(
+              makeSystemWorkspace(host.fileSystem, host.bundles)),
           .appBundleValidator = std::make_shared<OrvoAppBundleCodeSignatureValidator>(
               host.fileSystem, tools, host.process, makeSystemLog()),
           .replacementLauncher = launcherClient,

@@ -65,6 +65,8 @@ TEST(TextFormatTest, ArgumentsGoWhereTheTranslatorPutThem) {
   EXPECT_EQ(formatText("%2$@ / %1$@", {"1", "2"}), "2 / 1");
   EXPECT_EQ(formatText("100%% %@ %@ %d", {"x"}), "100% x  %d");
   EXPECT_EQ(formatText("%3$@%0$@%", {"x"}), "%0$@%");
+  EXPECT_EQ(formatText("%1 %1$ %1$d %-1$@ %99999999999999999999$@", {"x"}),
+            "%1 %1$ %1$d %-1$@ %99999999999999999999$@");
 }
 
 }  // namespace

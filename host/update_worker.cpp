@@ -1,6 +1,5 @@
 #include "host/update_worker.h"
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -89,7 +88,8 @@ void UpdateWorker::run() {
         sleeper_ = CancellationSource();
         awakened = sleeper_.token();
         if (alarm_) {
-          const std::chrono::nanoseconds nap = std::min(longestNap, alarm_->date - now);
+          const bool isFar = alarm_->date > now + longestNap;  // perhaps farther than can be counted
+          const std::chrono::nanoseconds nap = isFar ? longestNap : alarm_->date - now;
           napNanoseconds = static_cast<std::uint64_t>(nap.count());
         }
       }

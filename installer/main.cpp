@@ -28,12 +28,13 @@ ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacement
       std::make_shared<OrvoAppBundleReplacementProcessPrivilegeChecker>(with.processInformation);
   with.relauncher =
       std::make_shared<OrvoAppBundleLaunchdRelauncher>(OrvoAppBundleLaunchdRelauncher::Collaborators{
-          .workspaceRelauncher = std::make_shared<OrvoAppBundleWorkspaceRelauncher>(makeSystemWorkspace(with.fileSystem, bundles)),
+          .workspaceRelauncher = std::make_shared<OrvoAppBundleWorkspaceRelauncher>(
+              makeSystemWorkspace(with.fileSystem, bundles)),
           .privilegeChecker = with.privilegeChecker,
           .authorizationProvider = std::make_shared<OrvoAppBundleSecurityAuthorizationProvider>(
               makeSystemSecurityAuthorizationClient()),
-          .jobSubmitter =
-              std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(makeSystemJobControl(with.fileSystem, bundles)),
+          .jobSubmitter = std::make_shared<OrvoAppBundleServiceManagementJobSubmitter>(
+              makeSystemJobControl(with.fileSystem, bundles)),
           .bundles = bundles,
           .launchUserContext = request.launchUserContext});
   with.systemLog = makeSystemLog();

@@ -9,10 +9,10 @@
 
 namespace pellam {
 
-// The user's calendar in a time zone. A value; reading it costs no allocation. Any thread.
+// The user's calendar in a time zone. A value; any thread.
 class Calendar {
  public:
-  // The user's current calendar in the system time zone, taken when the value is made.
+  // The user's current calendar in the system time zone, whichever that is when the calendar is asked.
   Calendar() = default;
   // The same in a named zone ("Europe/Berlin"); an unknown name counts as UTC.
   explicit Calendar(std::string timeZoneIdentifier) : timeZone_(std::move(timeZoneIdentifier)) {}

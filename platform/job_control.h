@@ -41,6 +41,7 @@ class JobControl {
                                                  AuthorizationReference authorization) = 0;
 };
 
-[[nodiscard]] std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles);
+[[nodiscard]] std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem,
+                                                               std::shared_ptr<BundleLoading> bundles);
 
 }  // namespace pellam

@@ -31,7 +31,8 @@ class PropertyListReadError : public PellamError {
 // The binary form, "bplist00". Throws std::invalid_argument for nesting beyond 128 levels. Any thread.
 [[nodiscard]] std::vector<std::uint8_t> writeBinaryPropertyList(const PropertyListValue& value);
 
-// The XML form, UTF-8, tab-indented, with the platform's document type line.
+// The XML form, UTF-8, tab-indented, with the platform's document type line. Throws std::invalid_argument for
+// nesting beyond 128 levels, and on Linux for a date outside the years 1 to 9999, which the form cannot tell.
 [[nodiscard]] std::string writeXMLPropertyList(const PropertyListValue& value);
 
 }  // namespace pellam

@@ -70,7 +70,8 @@ class ServiceConnectionMaking {
 // `hostBundle` is the application whose services are meant; a command-line host may name another application
 // than its own.
 [[nodiscard]] std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles);
+    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem,
+    std::shared_ptr<BundleLoading> bundles);
 
 // The service's end of one connection. Calls arrive on the connection's own thread.
 class IncomingServiceConnection {

@@ -88,10 +88,11 @@ struct ProgressLayout {
 };
 
 // The contents of the update prompt. A column of `columnWidth` at the leading edge holds the logo, centred,
-// at its top, at `logoScale` of the column's width; to its right, from top to bottom and `textSpacing` apart: headline
-// (one line, bold), sentence (wrapping, a little smaller), caption (bold, smaller still), and a bordered box
-// without padding, at least `minimumNotesHeight` high, filled by a web view; the buttons lie along the bottom
-// edge. `margin` separates everything from the window's edges, the box from the buttons, and the buttons.
+// at its top, at `logoScale` of the column's width; to its right, from top to bottom and `textSpacing` apart:
+// headline (one line, bold), sentence (wrapping, a little smaller), caption (bold, smaller still), and a
+// bordered box without padding, at least `minimumNotesHeight` high, filled by a web view; the buttons lie
+// along the bottom edge. `margin` separates everything from the window's edges, the box from the buttons, and
+// the buttons.
 struct UpdatePromptContent {
   PromptLayout layout;
   std::string logoImageName;  // an image resource of the main bundle; unknown: the column stays empty

@@ -22,6 +22,7 @@ class Workspace {
   [[nodiscard]] virtual bool open(const URL& url) = 0;
 };
 
-[[nodiscard]] std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles);
+[[nodiscard]] std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem,
+                                                             std::shared_ptr<BundleLoading> bundles);
 
 }  // namespace pellam

@@ -3,8 +3,6 @@
 #include <future>
 #include <utility>
 
-#include "platform/url_session.h"
-
 namespace pellam {
 
 namespace {

@@ -5,10 +5,9 @@
 #include "foundation/byte_buffer.h"
 #include "foundation/url_loading.h"
 #include "pellam/cancellation.h"
+#include "platform/url_session.h"
 
 namespace pellam {
-
-class URLSessionMaking;
 
 // A body and what the server said about it.
 struct NetworkData {
@@ -29,6 +28,9 @@ class PellamNetworkClient {
 // Performs each request on a session of the platform and passes its result or error through unchanged.
 class PellamURLSessionNetworkClient final : public PellamNetworkClient {
  public:
+  // With the system's own sessions, which then do not say for whom they ask. Only who uses this constructor
+  // links them.
+  PellamURLSessionNetworkClient() : PellamURLSessionNetworkClient(makeSystemURLSessions({})) {}
   explicit PellamURLSessionNetworkClient(std::shared_ptr<URLSessionMaking> sessions)
       : sessions_(std::move(sessions)) {}
   [[nodiscard]] NetworkData data(const URLRequest& request, const CancellationToken& cancellation) override;

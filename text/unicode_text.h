@@ -45,11 +45,6 @@ namespace pellam::text {
 
 [[nodiscard]] bool isValidUTF8(std::string_view text);
 
-// Every match of the pattern, case-insensitively, replaced by the template ("$2" is the second group). The
-// text itself when the expression cannot be built.
-[[nodiscard]] std::string replacingMatches(std::string_view text, std::string_view pattern,
-                                           std::string_view replacementTemplate);
-
 // A number of bytes as the platform shows the size of a file in the user's language, zero-padded fraction
 // digits: "12.0 MB".
 [[nodiscard]] std::string fileByteCount(long long bytes);

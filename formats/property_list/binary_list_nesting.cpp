@@ -26,6 +26,8 @@ class BinaryListLayout {
     if (isSound) count_ = static_cast<std::size_t>(count);
   }
 
+  // How many references there is room for: more than that, and the objects lie over each other.
+  [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(table_) / referenceSize_; }
   // Zero for what is no list.
   [[nodiscard]] std::size_t count() const { return count_; }
   [[nodiscard]] std::size_t root() const { return static_cast<std::size_t>(root_); }
@@ -91,6 +93,7 @@ bool binaryListNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) 
   // How many containers lie within each other in each object, itself included, once that is known.
   std::vector<int> heights(layout.count(), unseen);
   std::vector<Open> path;
+  std::size_t room = layout.room();
   std::size_t visited = layout.root();
   for (;;) {
     if (heights[visited] == open) return true;
@@ -98,6 +101,8 @@ bool binaryListNestsDeeperThan(std::span<const std::uint8_t> bytes, int levels) 
       const auto references = layout.references(visited);
       heights[visited] = references.isContainer ? open : 0;
       if (references.isContainer) path.push_back({visited, references});
+      if (references.count > room) return true;
+      room -= references.count;
     }
     if (static_cast<int>(path.size()) + std::max(heights[visited], 0) > levels) return true;
     // The next reference of the innermost open container; those that have no more are closed. A reference

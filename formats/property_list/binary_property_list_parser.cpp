@@ -29,6 +29,7 @@ class Parser {
   PropertyListValue parse() {
     readTrailer();
     checkLayout();
+    textUses_.resize(objectCount_);
     PropertyListValue root;
     readObject(topObject_, root, 1);
     return root;
@@ -174,6 +175,10 @@ class Parser {
     if (!budget_.take(size)) fail("shared objects expand beyond the limit", offset);
   }
 
+  void takeRepeated(std::size_t size, std::size_t offset) {
+    if (!budget_.takeRepeated(size)) fail("shared objects expand beyond the limit", offset);
+  }
+
   [[nodiscard]] std::uint64_t referenceAt(std::size_t offset) const {
     const std::uint64_t object = number(offset, referenceSize_);
     if (object >= objectCount_) fail("reference out of range", offset);
@@ -212,8 +217,7 @@ class Parser {
       }
       case 0x5:
       case 0x6:
-        take(count, offset);
-        storage.emplace<PropertyListText>(textAt(header, offset));
+        storage.emplace<PropertyListText>(textOf(static_cast<std::size_t>(object), header, offset));
         return;
       case 0x8: {
         take(0, offset);
@@ -250,13 +254,14 @@ class Parser {
     learnShape(header.start, count);
     // A dictionary inside this one may teach another shape before this one is done.
     const std::shared_ptr<const Shape> shape = shape_;
-    take(shape->keysLength, header.start);
+    takeRepeated(shape->keysLength, header.start);
     std::vector<PropertyListValue> values(count);
     for (std::size_t index = 0; index < count; ++index) {
       const std::size_t place = header.start + keysSize + index * referenceSize_;
       readObject(referenceAt(place), values[shape->places[index]], depth + 1);
     }
     if (!shape->hasEqualKeys) return {shape->keys, std::move(values)};
+    take(shape->keysLength, header.start);
     std::vector<PropertyListDictionary::Entry> entries;
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
@@ -306,6 +311,26 @@ class Parser {
     shape->hasEqualKeys = std::adjacent_find(ordered.begin(), ordered.end()) != ordered.end();
     shape->keys = std::make_shared<const PropertyListDictionary::Keys>(std::move(ordered));
     shape_ = std::move(shape);
+  }
+
+  // What a text object stands for. Writers keep equal texts once, so the third and every later reference
+  // shares the memory of the second; most texts have one reference only and cost no more than a note of it.
+  [[nodiscard]] PropertyListText textOf(std::size_t object, const Header& header, std::size_t offset) {
+    const auto count = static_cast<std::size_t>(header.count);
+    std::size_t& use = textUses_[object];
+    if (use >= firstShared) {
+      takeRepeated(count, offset);
+      return sharedTexts_[use - firstShared];
+    }
+    take(count, offset);
+    PropertyListText text = textAt(header, offset);
+    if (use == 0) {
+      use = 1;
+    } else {
+      use = firstShared + sharedTexts_.size();
+      sharedTexts_.push_back(text);
+    }
+    return text;
   }
 
   [[nodiscard]] PropertyListText textAt(const Header& header, std::size_t offset) {
@@ -365,8 +390,11 @@ class Parser {
 
   [[nodiscard]] Date dateAt(std::size_t start) const {
     const double seconds = std::bit_cast<double>(number(start, 8)) + secondsFrom1970To2001;
-    constexpr double limit = 9.2e12;  // seconds that fit Date
-    if (!(seconds > -limit && seconds < limit)) fail("a date out of range", start - 1);
+    if (std::isnan(seconds)) fail("a date that is no number", start - 1);
+    // Beyond what a Date holds, the nearest one that it does: so every date that is written is read again.
+    constexpr double limit = 9'223'372'036'854;
+    if (seconds >= limit) return Date::max();
+    if (seconds <= -limit) return Date::min();
     return Date(std::chrono::microseconds(std::llround(seconds * 1e6)));
   }
 
@@ -379,6 +407,10 @@ class Parser {
   std::size_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   std::shared_ptr<const Shape> shape_;
+  // For each object: nothing, that it was read as a text, or that and its place among the shared ones.
+  static constexpr std::size_t firstShared = 2;
+  std::vector<std::size_t> textUses_;
+  std::vector<PropertyListText> sharedTexts_;
 };
 
 }  // namespace

@@ -80,19 +80,44 @@ bool isContainer(std::string_view name) {
   return false;
 }
 
-bool elementsNest(std::string_view text, int levels) {
+// Where tags end. Many may begin before one ">", so it is looked for once for all of them.
+class TagEnds {
+ public:
+  explicit TagEnds(std::string_view document) : document_(document) {}
+
+  // The text up to the next ">", or what is left without one.
+  [[nodiscard]] std::string_view tagAt(std::size_t start) {
+    if (start > end_ || end_ == 0) {
+      end_ = std::min(document_.find('>', start), document_.size());
+      const std::size_t quote = document_.substr(start, end_ - start).find_last_of("\"'");
+      behindLastQuote_ = quote == document_.npos ? 0 : start + quote + 1;
+    }
+    return document_.substr(start, end_ - start);
+  }
+  // Whether that text, from the same start, has quotes in it.
+  [[nodiscard]] bool isQuoted(std::size_t start) const { return start < behindLastQuote_; }
+
+ private:
+  std::string_view document_;
+  std::size_t end_ = 0;
+  std::size_t behindLastQuote_ = 0;
+};
+
+bool elementsNest(std::string_view document, int levels) {
   Depth depth(levels);
-  while (!depth.isExceeded()) {
+  TagEnds ends(document);
+  for (std::string_view text = document; !depth.isExceeded(); text.remove_prefix(1)) {
     text.remove_prefix(std::min(text.find('<'), text.size()));
+    while (skipped(text, "<!--", "-->") || skipped(text, "<![CDATA[", "]]>") || skipped(text, "<?", "?>")) {
+      text.remove_prefix(std::min(text.find('<'), text.size()));
+    }
     if (text.empty()) break;
-    if (skipped(text, "<!--", "-->") || skipped(text, "<![CDATA[", "]]>") || skipped(text, "<?", "?>"))
-      continue;
-    const std::string_view tag = text.substr(0, std::min(text.find('>'), text.size()));
+    const std::size_t start = document.size() - text.size();
+    const std::string_view tag = ends.tagAt(start);
     if (tag.starts_with("</") && isContainer(tag.substr(2))) depth.close();
     // With quotes in it, what looks like the end of an empty element may be text.
-    const bool isEmpty = tag.ends_with('/') && tag.find_first_of("\"'") == tag.npos;
+    const bool isEmpty = tag.ends_with('/') && !ends.isQuoted(start);
     if (isContainer(tag.substr(1)) && !isEmpty) depth.open();
-    text.remove_prefix(1);
   }
   return depth.isExceeded();
 }

@@ -6,15 +6,17 @@
 #include <vector>
 
 #include "formats/property_list/nesting_guard.h"
+#include "tests/support/megabyte.h"
 
 // What the bodies of a system need whose frameworks read lists recursively.
 namespace pellam {
 namespace {
 
-std::string repeated(const std::string& text, int count) {
-  std::string result;
-  for (int index = 0; index < count; ++index) result += text;
-  return result;
+using testing_support::megabyteOf;
+using testing_support::repeated;
+
+bool isDeep(const std::string& list) {
+  return listNestsDeeperThan({reinterpret_cast<const std::uint8_t*>(list.data()), list.size()}, 128);
 }
 
 TEST(NestingGuardTest, SeesEveryNestingOfTheTextForms) {
@@ -49,10 +51,61 @@ TEST(NestingGuardTest, SeesEveryNestingOfTheTextForms) {
       {"binary, and nothing behind it", "bplist00" + repeated("(", 600), false},
       {"nothing", "", false},
   };
+  for (const auto& row : rows) EXPECT_EQ(isDeep(row.text), row.isDeeper) << row.name;
+}
+
+TEST(NestingGuardTest, LongListsTakeNoLongerThanTheirLength) {
+  const struct {
+    const char* name;
+    std::string text;
+    bool isDeeper;
+  } rows[] = {
+      {"tags without an end", "<x>" + megabyteOf("<"), false},
+      {"tags with one end", "<x>" + megabyteOf("<") + "/>", false},
+      {"tags with one end and a quote", "<x>" + megabyteOf("<x") + "'/>" + megabyteOf("<y") + "/>", false},
+      {"empty containers with one end", "<x>" + megabyteOf("<dict ") + "/>", false},
+      {"containers with a quote", "<x>'" + repeated("<dict ", 128) + "'/>", false},
+      {"one more", "<x>'" + repeated("<dict ", 129) + "'/>", true},
+      {"comments that do not begin", "<x>" + megabyteOf("<!-"), false},
+      {"comments within comments", megabyteOf("/*"), false},
+      {"slashes", megabyteOf(" / "), false},
+  };
   for (const auto& row : rows) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(row.text.data());
-    EXPECT_EQ(listNestsDeeperThan({bytes, row.text.size()}, 128), row.isDeeper) << row.name;
+    testing_support::expectQuick(row.name, [&] { EXPECT_EQ(isDeep(row.text), row.isDeeper) << row.name; });
   }
+}
+
+// Big-endian, as binary lists write them.
+std::string number(std::size_t value, int size) {
+  std::string text;
+  for (int place = size - 1; place >= 0; --place)
+    text += static_cast<char>(value >> (8U * static_cast<unsigned>(place)));
+  return text;
+}
+
+// A root that refers to each of many arrays. Their heads stand close behind each other, so that all of them
+// claim the same long run of references.
+std::string overlappingArrays(std::size_t arrays, std::size_t references) {
+  std::string list = "bplist00";
+  std::string table = number(list.size(), 4);
+  list += "\xAF\x12" + number(arrays, 4);
+  for (std::size_t index = 1; index <= arrays; ++index) list += number(index, 4);
+  for (std::size_t index = 0; index < arrays; ++index) {
+    table += number(list.size(), 4);
+    list += "\xAF\x12" + number(references, 4);
+  }
+  for (std::size_t index = 0; index < references + 2 * arrays; ++index) list += number(arrays + 1, 4);
+  table += number(list.size(), 4);
+  list += '\x09';
+  const std::size_t tableOffset = list.size();
+  return list + table + std::string(6, '\0') + "\4\4" + number(arrays + 2, 8) + number(0, 8) +
+         number(tableOffset, 8);
+}
+
+TEST(NestingGuardTest, ArraysThatLieOverEachOtherAreNotReadOneByOne) {
+  testing_support::expectQuick("overlapping",
+                               [] { EXPECT_TRUE(isDeep(overlappingArrays(50'000, 100'000))); });
+  EXPECT_FALSE(isDeep(overlappingArrays(1, 100'000)));
 }
 
 // A binary list of containers, each given by its kind and the objects that it refers to; one byte for each
@@ -90,9 +143,6 @@ TEST(NestingGuardTest, KnowsHowDeepABinaryListIsBeforeItIsRead) {
     }
     objects.emplace_back(kind, "");
     return objects;
-  };
-  const auto isDeep = [](const std::string& list) {
-    return listNestsDeeperThan({reinterpret_cast<const std::uint8_t*>(list.data()), list.size()}, 128);
   };
   EXPECT_FALSE(isDeep(binaryList(chain(array, 128, "", ""))));
   EXPECT_TRUE(isDeep(binaryList(chain(array, 129, "", ""))));

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <set>
 
 namespace pellam {
 namespace {
@@ -116,6 +117,38 @@ TEST(PropertyListTest, ReadsXMLAsFoundInTheWild) {
        true},
   };
   for (const auto& row : rows) EXPECT_EQ(read(row.document), row.value) << row.name;
+}
+
+// Whoever writes a date must not lose the whole list when it is read.
+TEST(PropertyListTest, EveryDateThatIsWrittenIsRead) {
+  for (const Date date : {Date::max(), Date::min(), distantPast}) {
+    EXPECT_EQ(readPropertyList(writeBinaryPropertyList(date)), PropertyListValue(date))
+        << date.time_since_epoch().count();
+  }
+  EXPECT_EQ(read(writeXMLPropertyList(distantPast)), PropertyListValue(distantPast));
+  for (const Date date : {Date::max(), Date::min(), distantPast - std::chrono::microseconds(1)}) {
+    try {
+      (void)writeXMLPropertyList(date);
+      ADD_FAILURE() << date.time_since_epoch().count();
+    } catch (const std::invalid_argument& error) {
+      EXPECT_STREQ(error.what(), "a date outside the years 1 to 9999");
+    }
+  }
+}
+
+// Writers keep equal texts once; reading them back must not make a copy for every place.
+TEST(PropertyListTest, TextsThatTheBinaryFormSharesAreSharedInMemory) {
+  PropertyListArray entries;
+  for (int index = 0; index < 3000; ++index) {
+    entries.emplace_back(PropertyListDictionary{{"id", index}, {"notes", std::string(10'000, 'n')}});
+  }
+  const PropertyListValue list = readPropertyList(writeBinaryPropertyList(entries));
+  EXPECT_EQ(list, PropertyListValue(entries));
+  std::set<const char*> places;
+  for (const PropertyListValue& entry : *list.array()) {
+    places.insert(entry.dictionary()->findString("notes")->view().data());
+  }
+  EXPECT_LE(places.size(), 2U);
 }
 
 TEST(PropertyListTest, ReadsTheOldStyle) {

@@ -334,6 +334,8 @@ class Parser {
       readValue(readTag(), values.emplace_back(), depth + 1);
     }
     readClosingTag(tag.name);
+    // Room that was made for the entries of a larger one is given back.
+    if (values.capacity() / 2 > values.size()) values.shrink_to_fit();
     return shapes_.dictionary(std::move(keys), std::move(values));
   }
 

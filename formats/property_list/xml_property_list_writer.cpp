@@ -53,7 +53,11 @@ class Writer {
   void element(std::uint32_t value, int) { tagged("integer", std::to_string(value)); }
   void element(std::uint64_t value, int) { tagged("integer", std::to_string(value)); }
   void element(double value, int) { tagged("real", realText(value)); }
-  void element(Date value, int) { tagged("date", iso8601Text(value)); }
+  void element(Date value, int) {
+    const std::string text = iso8601Text(value);
+    if (!parseISO8601(text)) throw std::invalid_argument("a date outside the years 1 to 9999");
+    tagged("date", text);
+  }
 
   void element(const PropertyListText& value, int) {
     text_ += "<string>";

@@ -1,6 +1,8 @@
 #include "platform/bundle_loading.h"
 
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "platform/macos/foundation_bridge.h"
 
@@ -20,12 +22,14 @@ class SystemBundleLoader final : public BundleLoading {
     NSDictionary<NSString*, id>* information =
         CFBridgingRelease(CFBundleCopyInfoDictionaryInDirectory((__bridge CFURLRef)url));
     Bundle bundle{path, {}};
+    std::vector<PropertyListDictionary::Entry> entries;
     for (NSString* key in information) {
       // The system may add entries of its own that are no property-list values.
-      if (const auto value = macos::valueOf(information[key])) {
-        bundle.informationDictionary.set(macos::textOf(key), *value);
+      if (auto value = macos::valueOf(information[key])) {
+        entries.emplace_back(macos::textOf(key), *std::move(value));
       }
     }
+    bundle.informationDictionary = PropertyListDictionary(std::move(entries));
     return bundle;
   }
 

@@ -51,9 +51,7 @@ struct stat statusOf(const Path& path) {
   return status;
 }
 
-Date dateOf(const struct timespec& time) {
-  return Date(std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_nsec / 1000));
-}
+Date dateOf(const struct timespec& time) { return dateFromSeconds(time.tv_sec, time.tv_nsec / 1000); }
 
 // A hidden name beside the path that nobody else uses.
 Path hiddenSibling(const Path& path, const char* purpose) {

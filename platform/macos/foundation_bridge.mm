@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,8 @@ namespace {
 struct Converter {
   int depth;
   std::size_t left;
+  std::size_t repeatable = left + (std::size_t{64} << 20);
+  std::unordered_map<const void*, PropertyListText> longTexts = {};  // that came before
 
   // False when nothing is left for one more value of that length.
   bool take(std::size_t length) {
@@ -23,6 +26,24 @@ struct Converter {
   std::optional<std::string> string(NSString* object) {
     if (!take(object.length)) return std::nullopt;
     return textOf(object);
+  }
+  // The entries of a binary list may all hold one and the same string: it is copied once, and costs nothing
+  // but a limit to how often it will be read.
+  std::optional<PropertyListText> text(NSString* object) {
+    constexpr NSUInteger shortest = 64;
+    if (object.length >= shortest) {
+      const auto known = longTexts.find((__bridge const void*)object);
+      if (known != longTexts.end()) {
+        if (known->second.size() > repeatable || !take(0)) return std::nullopt;
+        repeatable -= known->second.size();
+        return known->second;
+      }
+    }
+    std::optional<std::string> copied = string(object);
+    if (!copied) return std::nullopt;
+    PropertyListText result{std::string_view(*copied)};
+    if (object.length >= shortest) longTexts.emplace((__bridge const void*)object, result);
+    return result;
   }
   std::optional<PropertyListValue> value(NSObject* object);
   std::optional<PropertyListDictionary> dictionary(NSDictionary* object);
@@ -59,7 +80,7 @@ std::optional<PropertyListDictionary> Converter::dictionary(NSDictionary* object
 }
 
 std::optional<PropertyListValue> Converter::value(NSObject* object) {
-  if ([object isKindOfClass:[NSString class]]) return string(static_cast<NSString*>(object));
+  if ([object isKindOfClass:[NSString class]]) return text(static_cast<NSString*>(object));
   const bool isData = [object isKindOfClass:[NSData class]] == YES;
   if (depth == 0 || !take(isData ? static_cast<NSData*>(object).length : 0)) return std::nullopt;
   if ([object isKindOfClass:[NSNumber class]]) return numberOf(static_cast<NSNumber*>(object));

@@ -97,20 +97,6 @@ int compareLiterally(std::string_view left, std::string_view right) {
   return static_cast<int>([stringFrom(left) compare:stringFrom(right)]);
 }
 
-std::string replacingMatches(std::string_view text, std::string_view pattern,
-                             std::string_view replacementTemplate) {
-  NSRegularExpression* expression =
-      [NSRegularExpression regularExpressionWithPattern:stringFrom(pattern)
-                                                options:NSRegularExpressionCaseInsensitive
-                                                  error:nil];
-  if (expression == nil) return std::string(text);
-  NSString* string = stringFrom(text);
-  return textOf([expression stringByReplacingMatchesInString:string
-                                                     options:0
-                                                       range:NSMakeRange(0, string.length)
-                                                withTemplate:stringFrom(replacementTemplate)]);
-}
-
 std::string fileByteCount(long long bytes) {
   NSByteCountFormatter* formatter = [[NSByteCountFormatter alloc] init];
   formatter.countStyle = NSByteCountFormatterCountStyleFile;

@@ -100,7 +100,9 @@ class ServiceConnectionContractTest : public testing::Test {
   }
   static std::string serviceName() { return host().bundleIdentifier().value() + ".service"; }
   static std::shared_ptr<ServiceConnection> connect(const std::string& name = serviceName()) {
-    return makeSystemServiceConnections(host().path, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))->connectionToService(name);
+    return makeSystemServiceConnections(host().path, makeSystemFileSystem(),
+                                        makeSystemBundleLoader(makeSystemFileSystem()))
+        ->connectionToService(name);
   }
   // With everything that it calls in the log, and started.
   void open(bool hasReceiver = true, std::function<void()> atProgress = nullptr) {
@@ -348,7 +350,8 @@ TEST_F(ServiceConnectionContractTest, DroppingTheLastReferenceCallsNothingFurthe
 }
 
 TEST_F(ServiceConnectionContractTest, AMissingServiceIsNoConnectionOrAnInvalidOne) {
-  EXPECT_EQ(makeSystemServiceConnections(testing_support::TemporaryFolder().path(), makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))
+  EXPECT_EQ(makeSystemServiceConnections(testing_support::TemporaryFolder().path(), makeSystemFileSystem(),
+                                         makeSystemBundleLoader(makeSystemFileSystem()))
                 ->connectionToService(serviceName()),
             nullptr)
       << "another bundle's service";

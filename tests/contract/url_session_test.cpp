@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "services/network_client.h"
 #include "tests/contract/url_session_fixture.h"
 #include "tests/support/loopback_http_server.h"
 #include "tests/support/temporary_folder.h"
@@ -330,6 +331,17 @@ TEST_F(URLSessionContractTest, LetsGoOfTheDelegateOnceTheTaskHasCompleted) {
       std::this_thread::sleep_for(1ms);
     EXPECT_TRUE(watched.expired()) << (isCancelled ? "cancelled" : "completed");
   }
+}
+
+// The client that an application makes without further ado passes on what the server says.
+TEST_F(URLSessionContractTest, TheNetworkClientNeedsNoSessionsGiven) {
+  LoopbackHTTPServer server([](const Request&, const Connection& connection) {
+    connection.answer("404 Not Found", "no such page");
+  });
+  PellamURLSessionNetworkClient client;
+  const NetworkData data = client.data({*URL::parse(server.address("/")), {}, {}}, CancellationToken());
+  EXPECT_EQ(data.response.statusCode, 404);
+  EXPECT_EQ(std::string(data.body.span().begin(), data.body.span().end()), "no such page");
 }
 
 }  // namespace

@@ -117,6 +117,23 @@ TEST_F(CommandLineTest, EvaluatesAsAHostWould) {
   EXPECT_EQ(evaluated(feed, baseContext()), expected);
 }
 
+TEST_F(CommandLineTest, TheSelectedEntryIsFoundWhateverItHolds) {
+  const char* const odd = R"(<plist><array>
+    <dict><key>type</key><string>update</string><key>id</key><string>old</string>
+      <key>current</key><string>2.0</string><key>interval</key><real>nan</real></dict>
+    <dict><key>type</key><string>update</string><key>id</key><string>odd</string>
+      <key>current</key><string>3.0</string><key>interval</key><real>nan</real></dict>
+    <dict><key>type</key><string>update</string><key>id</key><string>odd</string>
+      <key>current</key><string>3.0</string><key>interval</key><real>nan</real></dict>
+  </array></plist>)";
+  JSON context = baseContext();
+  context.erase("lastNewsDisplayedDate");
+  const JSON report = evaluated(odd, context);
+  EXPECT_EQ(report["selectedIndex"], 1);
+  EXPECT_EQ(report["entries"][2]["display"], nullptr);
+  EXPECT_EQ(report["application"]["resolvedSleepInterval"], 86'400.0);
+}
+
 TEST_F(CommandLineTest, ContextFieldsReachTheirPlace) {
   const struct {
     const char* name;
@@ -152,6 +169,7 @@ TEST_F(CommandLineTest, ContextFieldsReachTheirPlace) {
        nullptr},
       {"minimum", {{"minimumRefetchIntervalSeconds", 9000}}, "/application/resolvedSleepInterval", 9000.0},
       {"unknown members", {{"note", "x"}}, "/selectedIndex", 3},
+      {"the longest reminder interval", {{"checkUpdatesAfterHours", INT64_MAX / 3600}}, "/selectedIndex", 3},
   };
   for (const auto& row : rows) {
     JSON context = baseContext();
@@ -215,6 +233,10 @@ TEST_F(CommandLineTest, FailuresAreOneLineWithTheirStatus) {
        1,
        "",
        (folder_ / "h.json").string() + ": \"existingNewsDictionary\" holds a null"},
+      {{"evaluate", good, "--context", context("i.json", "{\"checkUpdatesAfterHours\":2562047788015216}")},
+       1,
+       "",
+       (folder_ / "i.json").string() + ": \"checkUpdatesAfterHours\" overflows when counted in seconds"},
       {{"evaluate", file("broken.plist", "<plist>"), "--context", empty},
        1,
        "{\"error\":\"feedFailedToParse\"}\n",

@@ -142,6 +142,9 @@ EvaluationContext parseEvaluationContext(std::string_view json) {
 
   members.read("lastNewsDisplayedDate", display.lastNewsDisplayedDate);
   members.read("checkUpdatesAfterHours", display.checkUpdatesAfterHours);
+  if (display.checkUpdatesAfterHours > INT64_MAX / 3600) {
+    throw ContextError("\"checkUpdatesAfterHours\" overflows when counted in seconds");
+  }
   members.read("storedFeedIdentifier", display.storedFeedIdentifier);
   members.read("shouldResetStoredFeedIdentifier", display.shouldResetStoredFeedIdentifier);
 

@@ -29,8 +29,10 @@ JSON json(const PropertyListValue& value) {
     return elements;
   }
   if (const PropertyListDictionary* dictionary = value.dictionary()) {
+    // Every key comes once; the members' own operators would look for it among all before it.
     JSON members = JSON::object();
-    for (const auto& [key, member] : *dictionary) members[key] = json(member);
+    auto& list = members.get_ref<JSON::object_t&>();
+    for (const auto& [key, member] : *dictionary) list.emplace_back(key, json(member));
     return members;
   }
   return value.description();
@@ -76,9 +78,9 @@ std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext c
 
   context.application.pipelineResult =
       pipeline.evaluate(feed, context.applicability, context.display, comparator);
-  const auto& candidate = context.application.pipelineResult.selectedCandidate;
 
-  // The candidate does not say where it stood, so its place is found again on the way through the entries.
+  // The candidate does not say where it stood. The first entry that is selected from a feed of its own is the
+  // one; comparing contents would not do, as a number that is none equals nothing.
   JSON entries = JSON::array();
   JSON selectedIndex = nullptr;
   for (std::size_t index = 0; index < feed.size(); ++index) {
@@ -89,8 +91,8 @@ std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext c
       const OrvoUpdateFeedDisplayResult result =
           evaluator.evaluateDisplay(feed[index], applicability, context.display, comparator);
       display = json(result);
-      if (candidate && candidate->display == result && candidate->applicability == applicability &&
-          candidate->feed == feed[index]) {
+      if (pipeline.evaluate({feed[index]}, context.applicability, context.display, comparator)
+              .selectedCandidate) {
         selectedIndex = index;
       }
     }

@@ -227,7 +227,8 @@ class BusServiceConnection final : public ServiceConnection {
 
 class BusServiceConnections final : public ServiceConnectionMaking {
  public:
-  BusServiceConnections(const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles)
+  BusServiceConnections(const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem,
+                        std::shared_ptr<BundleLoading> bundles)
       : services_(hostBundle / "Contents" / "XPCServices"),
         fileSystem_(std::move(fileSystem)),
         bundles_(std::move(bundles)) {}
@@ -268,7 +269,8 @@ class BusServiceConnections final : public ServiceConnectionMaking {
 }  // namespace
 
 std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem> fileSystem,
+    std::shared_ptr<BundleLoading> bundles) {
   return std::make_shared<BusServiceConnections>(hostBundle, std::move(fileSystem), std::move(bundles));
 }
 

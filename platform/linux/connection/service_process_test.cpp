@@ -14,12 +14,12 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "host/launcher_client.h"
 #include "host/service_launcher_connection.h"
 #include "launcher-protocol/replacement_message.h"
 #include "launcher-protocol/service_info.h"
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/linux/connection/raw_bus_peer.h"
 #include "platform/linux/connection/service_process.h"
 #include "platform/linux/jobs/embedded_jobs.h"
@@ -79,7 +79,8 @@ struct HostBundle {
       std::uint64_t milliseconds = 20'000) const {
     return std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
         std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
-            makeSystemServiceConnections(application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))),
+            makeSystemServiceConnections(application, makeSystemFileSystem(),
+                                         makeSystemBundleLoader(makeSystemFileSystem()))),
         serviceName,
         LaunchTimeouts{std::chrono::milliseconds(milliseconds), std::chrono::milliseconds(milliseconds)});
   }
@@ -148,7 +149,8 @@ TEST(FakeServices, AreSurvivedWhateverTheyDo) {
 
 TEST(FakeServices, AreNotFoundWhereTheBundleHasNone) {
   HostBundle host(PELLAM_FAKE_SERVICE_PROGRAM, "is-silent");
-  const auto connections = makeSystemServiceConnections(host.application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+  const auto connections = makeSystemServiceConnections(host.application, makeSystemFileSystem(),
+                                                        makeSystemBundleLoader(makeSystemFileSystem()));
   for (const char* name : {"com.example.Other", "", ".", "..", "../XPCServices", "a/b"}) {
     EXPECT_EQ(connections->connectionToService(name), nullptr) << name;
   }
@@ -163,8 +165,9 @@ TEST(FakeServices, AreNotFoundWhereTheBundleHasNone) {
 
 TEST(ServiceConnection, CanBeDroppedWithoutEverBeingUsed) {
   const HostBundle host(PELLAM_FAKE_SERVICE_PROGRAM, "is-silent");
-  const auto connection =
-      makeSystemServiceConnections(host.application, makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()))->connectionToService(host.serviceName);
+  const auto connection = makeSystemServiceConnections(host.application, makeSystemFileSystem(),
+                                                       makeSystemBundleLoader(makeSystemFileSystem()))
+                              ->connectionToService(host.serviceName);
   ASSERT_NE(connection, nullptr);
 }
 
@@ -180,7 +183,8 @@ struct RealService : testing::Test {
   }
   void TearDown() override {
     try {
-      EmbeddedJobs(EmbeddedJobs::defaultFolder()).remove("com.example.Editor.pellam-updater", JobRemoval::waitsForTheEnd);
+      EmbeddedJobs(EmbeddedJobs::defaultFolder())
+          .remove("com.example.Editor.pellam-updater", JobRemoval::waitsForTheEnd);
     } catch (const PlatformError&) {  // NOLINT(bugprone-empty-catch)
       // Nothing was submitted.
     }

@@ -12,9 +12,9 @@
 #include <string>
 #include <thread>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "platform/authorization.h"
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/job_control.h"
 #include "platform/linux/jobs/job_process.h"
 #include "tests/support/temporary_folder.h"
@@ -185,8 +185,10 @@ class AdministratorTest : public testing::Test {
     std::string answers = std::to_string(status);
     if (status == 0) {
       const std::string script = "id -u > " + (folder_ / "who").string();
-      const auto control = makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
-      (void)control->remove(JobControlDomain::systemLaunchd, "com.example.pellam-updater", reference, JobRemoval::waitsForTheEnd);
+      const auto control =
+          makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+      (void)control->remove(JobControlDomain::systemLaunchd, "com.example.pellam-updater", reference,
+                            JobRemoval::waitsForTheEnd);
       const JobControlOutcome job =
           control->submit(JobControlDomain::systemLaunchd,
                           {{"Label", "com.example.pellam-updater"},

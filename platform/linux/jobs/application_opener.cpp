@@ -65,8 +65,9 @@ bool isOpenedByManager(const ProcessUser& user, const JobDescription& job, const
 }  // namespace
 
 void openApplication(const OpenRequest& request, const FileSystem& fileSystem, const BundleLoading& bundles) {
-  JobDescription job{
-      request.application.filename().string(), {mainExecutable(request.application, fileSystem, bundles).string()}, 0};
+  JobDescription job{request.application.filename().string(),
+                     {mainExecutable(request.application, fileSystem, bundles).string()},
+                     0};
   std::optional<ProcessUser> user;
   if (request.user && *request.user != ::geteuid()) {
     if (::geteuid() != 0) throw jobError(EPERM, "opening an application as another user");

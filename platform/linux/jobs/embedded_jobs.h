@@ -28,8 +28,8 @@ class EmbeddedJobs {
   // returns (0: it is over already). Others who work on the label wait meanwhile.
   void submit(const JobDescription& job, const std::function<pid_t()>& start);
 
-  // Ends the job's process: a request to terminate and, when it waits, after five seconds by force. ENOENT when
-  // there is no record of the label.
+  // Ends the job's process: a request to terminate and, when it waits, after five seconds by force. ENOENT
+  // when there is no record of the label.
   void remove(const std::string& label, JobRemoval removal);
 
  private:

@@ -13,9 +13,9 @@
 #include <set>
 #include <thread>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "platform/authorization.h"
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/job_control.h"
 #include "platform/linux/jobs/application_opener.h"
 #include "platform/linux/jobs/job_process.h"
@@ -219,14 +219,16 @@ struct Application : Jobs {
 };
 
 TEST_F(Application, IsOpenedAsThisUserAndBelongsToNoJob) {
-  const auto control = makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+  const auto control =
+      makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
   const PropertyListDictionary job{
       {"Label", "com.example.pellam-test-relaunch"},
       {"ProgramArguments", PropertyListArray{"/usr/bin/open", application.string()}}};
   const JobControlOutcome outcome = control->submit(JobControlDomain::userLaunchd, job, nullptr);
   ASSERT_TRUE(outcome.succeeded) << outcome.error->description;
   ASSERT_TRUE(becomesTrue([&] { return fs::exists(trace); }));
-  (void)control->remove(JobControlDomain::userLaunchd, "com.example.pellam-test-relaunch", nullptr, JobRemoval::waitsForTheEnd);
+  (void)control->remove(JobControlDomain::userLaunchd, "com.example.pellam-test-relaunch", nullptr,
+                        JobRemoval::waitsForTheEnd);
   std::ifstream stream(trace);
   std::string process;
   for (std::string line; std::getline(stream, line);) process = line;
@@ -237,7 +239,8 @@ TEST_F(Application, IsOpenedAsThisUserAndBelongsToNoJob) {
 TEST_F(Application, IsOpenedWithTheWholeIdentityOfAnotherUser) {
   if (::getuid() != 0) GTEST_SKIP() << "needs root to become another user";
   const ProcessUser nobody = ProcessUser::lookUp(65'534);
-  openApplication({application, 65'534}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem()));
+  openApplication({application, 65'534}, *makeSystemFileSystem(),
+                  *makeSystemBundleLoader(makeSystemFileSystem()));
   const std::string group = std::to_string(nobody.group);
   const std::vector<std::string> lines = whoItIs();
   ASSERT_EQ(lines.size(), 6U);
@@ -246,13 +249,25 @@ TEST_F(Application, IsOpenedWithTheWholeIdentityOfAnotherUser) {
   EXPECT_EQ(lines[2], group) << "no group of root's is left";
   EXPECT_EQ(lines[3], nobody.homeDirectory);
   EXPECT_EQ(lines[4], nobody.name);
-  EXPECT_EQ(failure([&] { openApplication({application, 4'000'000}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), ENOENT);
+  EXPECT_EQ(failure([&] {
+              openApplication({application, 4'000'000}, *makeSystemFileSystem(),
+                              *makeSystemBundleLoader(makeSystemFileSystem()));
+            }),
+            ENOENT);
 }
 
 TEST_F(Application, IsNotOpenedWhenItIsNone) {
-  EXPECT_EQ(failure([&] { openApplication({folder / "None.app", std::nullopt}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), ENOEXEC);
+  EXPECT_EQ(failure([&] {
+              openApplication({folder / "None.app", std::nullopt}, *makeSystemFileSystem(),
+                              *makeSystemBundleLoader(makeSystemFileSystem()));
+            }),
+            ENOEXEC);
   fs::permissions(application / "Contents/MacOS/Editor", fs::perms(0644));
-  EXPECT_EQ(failure([&] { openApplication({application, std::nullopt}, *makeSystemFileSystem(), *makeSystemBundleLoader(makeSystemFileSystem())); }), EACCES);
+  EXPECT_EQ(failure([&] {
+              openApplication({application, std::nullopt}, *makeSystemFileSystem(),
+                              *makeSystemBundleLoader(makeSystemFileSystem()));
+            }),
+            EACCES);
 }
 
 TEST(PrivilegedProgram, MustBeRootsAloneAllTheWayUp) {

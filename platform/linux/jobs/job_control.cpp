@@ -83,7 +83,8 @@ class SystemJobControl final : public JobControl {
 
 }  // namespace
 
-std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem,
+                                                 std::shared_ptr<BundleLoading> bundles) {
   return std::make_shared<SystemJobControl>(std::move(fileSystem), std::move(bundles));
 }
 

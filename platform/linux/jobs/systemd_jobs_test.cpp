@@ -10,9 +10,9 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "platform/authorization.h"
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/job_control.h"
 #include "platform/linux/jobs/application_opener.h"
 #include "platform/linux/jobs/elevated_program.h"
@@ -30,13 +30,16 @@ constexpr const char* label = "com.example.pellam-test \xc3\xbc/job";
 
 struct SystemdJobControl : testing::Test {
   TemporaryFolder folder;
-  std::shared_ptr<JobControl> control = makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+  std::shared_ptr<JobControl> control =
+      makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
 
   void SetUp() override {
     if (::access("/run/systemd/system", F_OK) != 0) GTEST_SKIP() << "systemd is not running";
     if (::getuid() != 0) GTEST_SKIP() << "needs root for jobs of the system";
   }
-  void TearDown() override { (void)control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd); }
+  void TearDown() override {
+    (void)control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd);
+  }
 
   JobControlOutcome submit(const std::vector<std::string>& arguments) {
     PropertyListArray list(arguments.begin(), arguments.end());
@@ -85,9 +88,11 @@ TEST_F(SystemdJobControl, RefusesASecondJobOfTheLabelUntilTheFirstIsRemoved) {
   EXPECT_EQ(second.error->domain, "org.freedesktop.systemd1.UnitExists");
   const pid_t process = processIn("pid");
   ASSERT_NE(stampOf(process), std::nullopt);
-  EXPECT_TRUE(control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
+  EXPECT_TRUE(
+      control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
   EXPECT_EQ(stampOf(process), std::nullopt);
-  EXPECT_FALSE(control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
+  EXPECT_FALSE(
+      control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
   EXPECT_TRUE(submit(shell("exit 0")).succeeded);
 }
 
@@ -120,7 +125,8 @@ TEST_F(SystemdJobControl, LeavesWhatAJobHasStartedRunning) {
       submit(shell("setsid sh -c 'echo $$ > child.new; mv child.new child; exec sleep 100' & sleep 100"))
           .succeeded);
   ASSERT_TRUE(appears("child"));
-  EXPECT_TRUE(control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
+  EXPECT_TRUE(
+      control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
   const pid_t child = processIn("child");
   EXPECT_NE(stampOf(child), std::nullopt);
   ::kill(child, SIGKILL);
@@ -160,7 +166,8 @@ TEST_F(SystemdJobControl, GivesAnOrdinaryUserItsOwnManagerAndNotTheSystems) {
   if (child == 0) {
     if (::setresuid(identity, identity, identity) != 0) ::_exit(1);
     ::setenv("XDG_RUNTIME_DIR", ("/run/user/" + std::string(user)).c_str(), 1);
-    const auto own = makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+    const auto own =
+        makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
     const auto outcome = [&](JobControlDomain domain, const std::string& program) {
       const JobControlOutcome result = own->submit(
           domain,

@@ -4,14 +4,19 @@
 #include <sys/file.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "platform/file_system.h"
+#include "platform/linux/settings/private_file.h"
 #include "platform/linux/system/file_descriptor.h"
+#include "platform/linux/system/posix_error.h"
 #include "platform/property_list.h"
 #include "platform/system_log.h"
 
@@ -39,6 +44,17 @@ class SettingsFile final : public PellamKeyValueStoring {
  public:
   SettingsFile(std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem)
       : file_(std::move(file)), fileSystem_(std::move(fileSystem)) {}
+  SettingsFile(const SettingsFile&) = delete;
+  SettingsFile& operator=(const SettingsFile&) = delete;
+  ~SettingsFile() override {
+    const auto isDue = [](const auto& entry) { return entry.second.isStorable; };
+    if (std::none_of(unsaved_.begin(), unsaved_.end(), isDue)) return;
+    try {
+      save();
+    } catch (const std::exception&) {
+      // The log has a line about it since the change was made.
+    }
+  }
 
   bool boolForKey(std::string_view key) const override {
     const auto value = objectForKey(key);
@@ -72,7 +88,7 @@ class SettingsFile final : public PellamKeyValueStoring {
 
   std::optional<PropertyListValue> objectForKey(std::string_view key) const override {
     const std::lock_guard lock(mutex_);
-    if (const auto unsaved = unsaved_.find(key); unsaved != unsaved_.end()) return unsaved->second;
+    if (const auto unsaved = unsaved_.find(key); unsaved != unsaved_.end()) return unsaved->second.value;
     const PropertyListDictionary settings = readable();
     const PropertyListValue* value = settings.find(key);
     return value == nullptr ? std::nullopt : std::optional(*value);
@@ -80,39 +96,83 @@ class SettingsFile final : public PellamKeyValueStoring {
 
   void set(std::optional<PropertyListValue> value, std::string_view key) override {
     const std::lock_guard lock(mutex_);
-    unsaved_[std::string(key)] = std::move(value);
+    const std::string name(key);
+    const auto complain = [&](const std::string& reason) {
+      log_("The setting \"" + name + "\" cannot be saved: " + reason);
+    };
+    const std::optional<std::string> obstacle = value ? obstacleToStoring(name, *value) : std::nullopt;
+    unsaved_.insert_or_assign(name, Change{std::move(value), !obstacle});
+    if (obstacle) return complain(*obstacle);
     try {
-      fileSystem_->createDirectory(file_.parent_path());
-      // Another process that changes the settings waits here, so that neither change is lost.
-      const std::string lockFile = file_.string() + ".lock";
-      const FileDescriptor turn(::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-      if (turn.isOpen()) (void)::flock(turn.get(), LOCK_EX);
-      PropertyListDictionary settings;
-      try {
-        settings = read();
-      } catch (const PropertyListReadError&) {
-        // What it held is lost to this program, but not to a person who can mend it.
-        const std::filesystem::path damaged = file_.string() + ".damaged";
-        fileSystem_->writeFileAtomically(damaged, fileSystem_->readFile(file_).span());
-        log_("The settings in " + file_.string() + " cannot be read; they are kept in " + damaged.string());
-      }
-      for (const auto& [changed, newValue] : unsaved_) {
-        if (newValue) {
-          settings.set(changed, *newValue);
-        } else {
-          settings.erase(changed);
-        }
-      }
-      fileSystem_->writeFileAtomically(file_, writeBinaryPropertyList(settings));
-      unsaved_.clear();
+      save();
     } catch (const std::exception& error) {
-      log_("The setting \"" + std::string(key) + "\" cannot be saved: " + error.what());
+      complain(error.what());
     }
   }
 
   void removeObjectForKey(std::string_view key) override { set(std::nullopt, key); }
 
  private:
+  struct Change {
+    std::optional<PropertyListValue> value;  // absent: the key was removed
+    bool isStorable;                         // what is not holds for this process alone
+  };
+
+  // Why no file can hold the value, if none can. One such value must not keep the others from the file.
+  static std::optional<std::string> obstacleToStoring(const std::string& key,
+                                                      const PropertyListValue& value) {
+    try {
+      (void)readPropertyList(writeBinaryPropertyList(PropertyListDictionary{{key, value}}));
+      return std::nullopt;
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+  }
+
+  // Brings the file up to date, or throws.
+  void save() {
+    fileSystem_->createDirectory(file_.parent_path());
+    const FileDescriptor turn = waitForTurn();
+    PropertyListDictionary settings;
+    try {
+      settings = read();
+    } catch (const PropertyListReadError&) {
+      // What it held is lost to this program, but not to a person who can mend it.
+      const std::filesystem::path damaged = file_.string() + ".damaged";
+      replacePrivateFile(*fileSystem_, damaged, fileSystem_->readFile(file_).span());
+      log_("The settings in " + file_.string() + " cannot be read; they are kept in " + damaged.string());
+    }
+    for (const auto& [key, change] : unsaved_) {
+      if (!change.isStorable) continue;
+      if (change.value) {
+        settings.set(key, *change.value);
+      } else {
+        settings.erase(key);
+      }
+    }
+    replacePrivateFile(*fileSystem_, file_, writeBinaryPropertyList(settings));
+    std::erase_if(unsaved_, [](const auto& entry) { return entry.second.isStorable; });
+  }
+
+  // Another process that changes the settings waits for this one, so that neither change is lost. One that
+  // keeps its turn (stopped, or gone from the network) must not stop this program: after a second in vain the
+  // change stays unsaved, and nobody waits again until the turn was free once.
+  FileDescriptor waitForTurn() {
+    const std::string lockFile = file_.string() + ".lock";
+    FileDescriptor turn(::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!turn.isOpen()) return turn;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + (hasWaitedInVain_ ? Clock::duration() : longestWait);
+    while (::flock(turn.get(), LOCK_EX | LOCK_NB) != 0) {
+      if (errno != EWOULDBLOCK && errno != EINTR) return turn;  // a volume without turns
+      hasWaitedInVain_ = Clock::now() >= end;
+      if (hasWaitedInVain_) posix::throwError(EWOULDBLOCK, lockFile);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    hasWaitedInVain_ = false;
+    return turn;
+  }
+
   // Throws PropertyListReadError for a damaged file, std::system_error for one that cannot be opened; a file
   // that is not there yet, or empty, is an empty dictionary.
   [[nodiscard]] PropertyListDictionary read() const {
@@ -134,8 +194,9 @@ class SettingsFile final : public PellamKeyValueStoring {
   }
 
   mutable std::mutex mutex_;
-  // Changes that are not in the file yet; absent values were removed.
-  std::map<std::string, std::optional<PropertyListValue>, std::less<>> unsaved_;
+  static constexpr std::chrono::seconds longestWait{1};
+  bool hasWaitedInVain_ = false;
+  std::map<std::string, Change, std::less<>> unsaved_;  // changes that are not in the file
   std::filesystem::path file_;
   std::shared_ptr<FileSystem> fileSystem_;
   DiagnosticLog log_ = makeSystemLog();

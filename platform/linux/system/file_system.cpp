@@ -320,7 +320,7 @@ class LinuxFileSystem final : public FileSystem {
 
  private:
   static Date dateOf(const struct statx_timestamp& stamp) {
-    return Date(std::chrono::seconds(stamp.tv_sec) + std::chrono::microseconds(stamp.tv_nsec / 1000));
+    return dateFromSeconds(stamp.tv_sec, stamp.tv_nsec / 1000);
   }
 
   // The copy is complete and on the disk before it gets its name.

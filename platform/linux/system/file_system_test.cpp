@@ -119,5 +119,19 @@ TEST_F(FileSystemTest, ReleasesTheQuarantineMarkOfTheItemItself) {
   EXPECT_EQ(::getxattr(path.c_str(), "user.com.apple.quarantine", &value, 1), -1);
 }
 
+// Volumes in memory keep any time that somebody sets.
+TEST_F(FileSystemTest, TimesBeyondAllDatesAreTheLastOnes) {
+  if (otherVolume_.empty()) GTEST_SKIP() << "no volume in memory";
+  const fs::path file = otherVolume_ / "file";
+  std::ofstream(file) << "x";
+  for (const auto& [seconds, expected] : {std::pair{INT64_MAX, Date::max()},
+                                          {INT64_MIN, Date::min()},
+                                          {std::int64_t{5}, Date(std::chrono::seconds(5))}}) {
+    const struct timespec times[] = {{seconds, 0}, {seconds, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    EXPECT_EQ(files_->attributes(file).modificationDate, expected) << seconds;
+  }
+}
+
 }  // namespace
 }  // namespace pellam

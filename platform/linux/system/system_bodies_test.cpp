@@ -124,7 +124,8 @@ echo "$1" >> "$(dirname "$0")/opened-to-the-end"
   }
 
   TemporaryFolder folder_;
-  std::shared_ptr<Workspace> workspace_ = makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+  std::shared_ptr<Workspace> workspace_ =
+      makeSystemWorkspace(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
 };
 
 TEST_F(WorkspaceTest, OpensWithoutWaitingForTheProgramAndWithoutHoldingItsStreams) {

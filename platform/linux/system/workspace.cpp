@@ -64,7 +64,8 @@ class DesktopWorkspace final : public Workspace {
 
 }  // namespace
 
-std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem, std::shared_ptr<BundleLoading> bundles) {
+std::shared_ptr<Workspace> makeSystemWorkspace(std::shared_ptr<FileSystem> fileSystem,
+                                               std::shared_ptr<BundleLoading> bundles) {
   return std::make_shared<DesktopWorkspace>(std::move(fileSystem), std::move(bundles));
 }
 

@@ -1,50 +1,56 @@
 #include "platform/calendar.h"
 
+#include <cmath>
 #include <limits>
 
-#include <unicode/ucal.h>
 #include <unicode/udat.h>
 
+#include "platform/linux/text/current_time_zone.h"
 #include "platform/linux/text/icu_strings.h"
-#include "platform/linux/text/time_zone_table.h"
 
 namespace pellam {
 
 namespace {
 
-using std::chrono::days;
 using std::chrono::floor;
-using std::chrono::milliseconds;
-using Milliseconds = std::chrono::sys_time<milliseconds>;
+using std::chrono::seconds;
 
-constexpr double millisecondsThatFit = 9e15;  // within Date, and exact in ICU's doubles
+constexpr std::int64_t secondsPerDay = 86'400;
 
-std::optional<Date> dateFromICU(double value) {
-  if (!(value > -millisecondsThatFit && value < millisecondsThatFit)) return std::nullopt;
-  return Milliseconds(milliseconds(static_cast<std::int64_t>(value)));
+// Within Date, and exact in ICU's doubles.
+constexpr std::int64_t secondsThatFit = 9'000'000'000'000;
+
+std::optional<Date> dateAt(std::int64_t utc) {
+  if (utc <= -secondsThatFit || utc >= secondsThatFit) return std::nullopt;
+  return Date(seconds(utc));
 }
 
-// The ICU objects of the zone that this thread used last; opening them is what costs.
-struct SlowPath {
-  std::u16string identifier;
-  icu::Owned<UCalendar, ucal_close> calendar;
-  icu::Owned<UDateFormat, udat_close> formatter;
-
-  explicit SlowPath(const std::u16string& zone) : identifier(zone) {
+// The days that are not written plainly are the platform's formatter's to read, by the clocks of UTC: the
+// zones of its library are older than the system's. One for each thread; opening it is what costs.
+UDateFormat* dayFormatter() {
+  thread_local const icu::Owned<UDateFormat, udat_close> formatter = [] {
     UErrorCode status = U_ZERO_ERROR;
-    const std::int32_t zoneLength = icu::length(zone.size());
-    calendar.reset(ucal_open(zone.data(), zoneLength, "en_US", UCAL_GREGORIAN, &status));
-    formatter.reset(
-        udat_open(UDAT_PATTERN, UDAT_PATTERN, "en_US", zone.data(), zoneLength, u"yyyy-MM-dd", -1, &status));
-    if (formatter != nullptr) udat_setLenient(formatter.get(), 0);
-  }
+    icu::Owned<UDateFormat, udat_close> opened(
+        udat_open(UDAT_PATTERN, UDAT_PATTERN, "en_US", u"UTC", -1, u"yyyy-MM-dd", -1, &status));
+    if (opened != nullptr) udat_setLenient(opened.get(), 0);
+    return opened;
+  }();
+  return formatter.get();
+}
 
-  static SlowPath& forZone(const std::u16string& zone) {
-    thread_local std::optional<SlowPath> last;
-    if (!last || last->identifier != zone) last.emplace(zone);
-    return *last;
-  }
-};
+// The start of the day by the clocks of UTC, in seconds.
+std::optional<std::int64_t> readDay(std::string_view text) {
+  UDateFormat* formatter = dayFormatter();
+  if (formatter == nullptr || text.size() > 1000) return std::nullopt;
+  const std::u16string wide = icu::toUTF16(text);
+  UErrorCode status = U_ZERO_ERROR;
+  std::int32_t position = 0;
+  const double parsed = udat_parse(formatter, wide.data(), icu::length(wide.size()), &position, &status);
+  if (U_FAILURE(status) || position != icu::length(wide.size())) return std::nullopt;
+  constexpr double limit = static_cast<double>(secondsThatFit) * 1000;
+  if (!(parsed > -limit && parsed < limit)) return std::nullopt;
+  return static_cast<std::int64_t>(std::floor(parsed / 1000));
+}
 
 // The day when the text is exactly four digits, "-", two digits, "-", two digits.
 std::optional<std::chrono::year_month_day> plainDay(std::string_view text) {
@@ -69,44 +75,38 @@ std::optional<std::chrono::year_month_day> plainDay(std::string_view text) {
 }  // namespace
 
 std::optional<Date> Calendar::addingDays(Date date, std::int64_t dayCount) const {
-  constexpr std::int64_t limit = std::numeric_limits<std::int32_t>::max();
-  if (dayCount > limit || dayCount < -limit) return std::nullopt;
-  const TimeZoneTable& table = TimeZoneTable::named(timeZone_);
-  const auto start = floor<milliseconds>(date);
-  const auto remainder = date - start;
-  if (const auto local = table.localFromUTC(start.time_since_epoch().count())) {
-    if (const auto utc = table.utcFromLocal(*local + dayCount * std::int64_t{86'400'000})) {
-      return Milliseconds(milliseconds(*utc)) + remainder;
-    }
+  constexpr std::int64_t mostDays = std::numeric_limits<std::int32_t>::max();
+  if (dayCount > mostDays || dayCount < -mostDays) return std::nullopt;
+  const std::int64_t utc = floor<seconds>(date).time_since_epoch().count();
+  const std::optional<Date> start = dateAt(utc);
+  if (!start) return std::nullopt;
+  const TimeZoneTable& zone = timeZoneNamed(timeZone_);
+  const std::int64_t offset = zone.offsetAt(utc);
+  const TimeZoneTable::Instants instants = zone.instantsOf(utc + offset + dayCount * secondsPerDay);
+  // A time that the clock shows twice is the one without a change on the way; one that it never shows is
+  // counted as if the clock had not been put forward yet.
+  std::int64_t moved = instants.otherwise;
+  if (instants.first) {
+    const bool isFirst = *instants.first == utc + dayCount * secondsPerDay;
+    moved = isFirst ? *instants.first : *instants.last;
   }
-  UCalendar* calendar = SlowPath::forZone(table.identifier()).calendar.get();
-  if (calendar == nullptr) return std::nullopt;
-  UErrorCode status = U_ZERO_ERROR;
-  ucal_setMillis(calendar, static_cast<double>(start.time_since_epoch().count()), &status);
-  ucal_add(calendar, UCAL_DATE, static_cast<std::int32_t>(dayCount), &status);
-  const std::optional<Date> moved = dateFromICU(ucal_getMillis(calendar, &status));
-  if (U_FAILURE(status) || !moved) return std::nullopt;
-  return *moved + remainder;
+  const std::optional<Date> result = dateAt(moved);
+  if (!result) return std::nullopt;
+  return *result + (date - *start);
 }
 
 std::optional<Date> Calendar::parseDay(std::string_view text) const {
-  const TimeZoneTable& table = TimeZoneTable::named(timeZone_);
+  std::optional<std::int64_t> midnight;
   // Before 1583 the platform's calendar is the Julian one.
   if (const auto day = plainDay(text); day && day->year() >= std::chrono::year(1583)) {
     if (!day->ok()) return std::nullopt;
-    const Milliseconds midnight{std::chrono::sys_days(*day)};
-    if (const auto utc = table.utcFromLocal(midnight.time_since_epoch().count())) {
-      return Milliseconds(milliseconds(*utc));
-    }
+    midnight = std::int64_t{std::chrono::sys_days(*day).time_since_epoch().count()} * secondsPerDay;
+  } else {
+    midnight = readDay(text);
   }
-  UDateFormat* formatter = SlowPath::forZone(table.identifier()).formatter.get();
-  if (formatter == nullptr || text.size() > 1000) return std::nullopt;
-  const std::u16string wide = icu::toUTF16(text);
-  UErrorCode status = U_ZERO_ERROR;
-  std::int32_t position = 0;
-  const double parsed = udat_parse(formatter, wide.data(), icu::length(wide.size()), &position, &status);
-  if (U_FAILURE(status) || position != icu::length(wide.size())) return std::nullopt;
-  return dateFromICU(parsed);
+  if (!midnight) return std::nullopt;
+  const std::optional<std::int64_t> utc = timeZoneNamed(timeZone_).instantsOf(*midnight).last;
+  return utc ? dateAt(*utc) : std::nullopt;
 }
 
 }  // namespace pellam

@@ -2,38 +2,41 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
+
+#include "platform/linux/text/time_zone_file.h"
 
 namespace pellam {
 
-// The offsets of one time zone between 1900 and 2100, taken from ICU once, so that the usual conversions are
-// a binary search without allocation. Immutable; any thread. Milliseconds since 1970 throughout, "local"
-// meaning the wall clock read as if it were UTC. Nothing outside the span and around changes of the offset,
-// where a wall-clock time may not exist or may exist twice: there the caller asks ICU.
+// The offsets of one time zone at all times, so that every conversion is a binary search without allocation.
+// Immutable; any thread. Seconds since 1970 throughout, "local" meaning the wall clock read as if it were
+// UTC.
 class TimeZoneTable {
  public:
-  // The empty identifier means the system's zone; an unknown one counts as UTC.
-  explicit TimeZoneTable(const std::string& identifier);
+  // UTC.
+  TimeZoneTable() : TimeZoneTable(TimeZoneData()) {}
+  explicit TimeZoneTable(const TimeZoneData& data);
 
-  [[nodiscard]] const std::u16string& identifier() const { return identifier_; }
-  [[nodiscard]] std::optional<std::int64_t> utcFromLocal(std::int64_t local) const;
-  [[nodiscard]] std::optional<std::int64_t> localFromUTC(std::int64_t utc) const;
+  [[nodiscard]] std::int64_t offsetAt(std::int64_t utc) const;
 
-  // The table of a zone: one for the whole process for the system's, one per thread for every other.
-  [[nodiscard]] static const TimeZoneTable& named(const std::string& identifier);
+  // When the wall clock shows a time: once, or twice where it is put back, or never where it is put forward.
+  struct Instants {
+    std::optional<std::int64_t> first;
+    std::optional<std::int64_t> last;  // the same as `first` when it is shown once
+    std::int64_t otherwise = 0;        // when it is never shown: the instant if the clock had not been put
+  };
+  [[nodiscard]] Instants instantsOf(std::int64_t local) const;
 
  private:
-  struct Period {
-    std::int64_t utcStart;
-    std::int64_t localStart;      // the earliest wall clock that may belong to this period
-    std::int64_t localSafeStart;  // from here on it belongs to no earlier period
-    std::int64_t offset;
-  };
-  void addPeriod(std::int64_t utcStart, std::int64_t offsetBefore, std::int64_t offset);
+  void add(OffsetChange change);
+  void addRule(const TimeZoneRule& rule, bool isForAllTimes);
+  // By how much a time must be moved to lie where the changes are listed.
+  [[nodiscard]] std::int64_t shiftFor(std::int64_t time) const;
 
-  std::u16string identifier_;
-  std::vector<Period> periods_;
+  std::vector<OffsetChange> changes_;  // the first is for all time before the second
+  // Outside these the changes repeat themselves every 400 years, as the calendar does.
+  std::optional<std::int64_t> listedFrom_;
+  std::optional<std::int64_t> listedUntil_;
 };
 
 }  // namespace pellam

@@ -2,10 +2,10 @@
 
 #include <thread>
 
-#include "platform/file_system.h"
-#include "platform/bundle_loading.h"
 #include "host/ready_install_confirmation.h"
 #include "pellam/cancellation.h"
+#include "platform/bundle_loading.h"
+#include "platform/file_system.h"
 #include "platform/linux/ui/alert_window.h"
 #include "platform/linux/ui/window_test_fixture.h"
 #include "tests/support/recording_toolkit.h"

@@ -16,7 +16,8 @@ void addRow(GtkWidget* stack, GtkWidget* row, const std::string& identifier) {
 
 void fillWithProgress(GtkWidget* contentView, const ProgressContent& content) {
   const auto margin = static_cast<int>(std::lround(content.layout.margin));
-  GtkWidget* stack = gtk_box_new(GTK_ORIENTATION_VERTICAL, static_cast<int>(std::lround(content.layout.spacing)));
+  GtkWidget* stack =
+      gtk_box_new(GTK_ORIENTATION_VERTICAL, static_cast<int>(std::lround(content.layout.spacing)));
   gtk_widget_set_valign(stack, GTK_ALIGN_CENTER);
   gtk_widget_set_vexpand(stack, TRUE);
   gtk_widget_set_margin_start(stack, margin);

@@ -10,18 +10,6 @@
 @property(readonly, class, copy) NSCharacterSet* whitespaceAndNewlineCharacterSet;
 - (BOOL)longCharacterIsMember:(uint32_t)theLongChar;
 @end
-typedef NS_OPTIONS(NSUInteger, NSRegularExpressionOptions) { NSRegularExpressionCaseInsensitive = 1 << 0 };
-typedef NS_OPTIONS(NSUInteger, NSMatchingOptions) { NSMatchingReportProgress = 1 << 0 };
-API_MAC(10.7)
-@interface NSRegularExpression : NSObject <NSCopying, NSSecureCoding>
-+ (nullable NSRegularExpression*)regularExpressionWithPattern:(NSString*)pattern
-                                                      options:(NSRegularExpressionOptions)options
-                                                        error:(NSError**)error;
-- (NSString*)stringByReplacingMatchesInString:(NSString*)string
-                                      options:(NSMatchingOptions)options
-                                        range:(NSRange)range
-                                 withTemplate:(NSString*)templ;
-@end
 @interface NSFormatter : NSObject <NSCopying, NSCoding>
 @end
 typedef NS_ENUM(NSInteger, NSByteCountFormatterCountStyle) {

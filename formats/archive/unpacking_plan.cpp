@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "formats/archive/entry_name.h"
+#include "text/unicode_text.h"
 
 namespace pellam::archive {
 
@@ -101,8 +102,10 @@ class Planner {
     }
   }
 
+  // Equal for two names of one folder exactly when some file system in use takes them for the same: case and
+  // the composition of accented characters do not count.
   static std::string keyOf(std::size_t parent, std::string_view name) {
-    return std::to_string(parent) + "/" + collisionKey(name);
+    return std::to_string(parent) + "/" + text::comparisonKey(name);
   }
 
   // The child of that name. Another spelling that a file system may take for the same is refused.

@@ -91,10 +91,11 @@ class ConfinedFolder {
                                                             unsigned permissions) = 0;
   virtual void makeLink(const std::string& name, const std::string& target) = 0;
 
-  // The nine bits of a folder that this user may read, exactly; ENOTDIR for what is no folder.
-  virtual void setFolderPermissions(const std::string& name, unsigned permissions) = 0;
-  // Of the item itself, a link's own, in seconds since 1970. That it cannot be kept is no failure; that there
-  // is no such item is (ENOENT).
+  // The nine bits of this folder itself, exactly.
+  virtual void setPermissions(unsigned permissions) = 0;
+  // This folder's own, in seconds since 1970. That it cannot be kept is no failure.
+  virtual void setModificationTime(std::int64_t seconds) = 0;
+  // The same of an item, a link's own; that there is no such item is a failure (ENOENT).
   virtual void setModificationTime(const std::string& name, std::int64_t seconds) = 0;
 
   // Moves the item, with all that is in it, to a free name in the other folder, in one step. EXDEV where the

@@ -222,11 +222,14 @@ class MacConfinedFolder final : public ConfinedFolder {
     if (::symlinkat(target.c_str(), folder_.get(), checkedName(name)) != 0) fail(errno, name);
   }
 
-  void setFolderPermissions(const std::string& name, unsigned permissions) override {
-    const FileDescriptor folder = macos::openName(folder_.get(), checkedName(name), folderFlags);
-    if (!folder.isOpen() || ::fchmod(folder.get(), static_cast<mode_t>(permissions & permissionBits)) != 0) {
-      fail(errno, name);
+  void setPermissions(unsigned permissions) override {
+    if (::fchmod(folder_.get(), static_cast<mode_t>(permissions & permissionBits)) != 0) {
+      throwError(errno, path_);
     }
+  }
+
+  void setModificationTime(std::int64_t seconds) override {
+    (void)::futimens(folder_.get(), modifiedAt(seconds).data());
   }
 
   void setModificationTime(const std::string& name, std::int64_t seconds) override {

@@ -36,8 +36,8 @@ class DittoTest : public testing::Test {
     std::ostringstream output;
     std::ostringstream errors;
     const std::atomic<bool> stop = false;
-    const int status =
-        runDitto({"-x", "-k", (root_ / "a.zip").string(), destination().string()}, output, errors, stop);
+    const int status = runDitto(*folders_, {"-x", "-k", (root_ / "a.zip").string(), destination().string()},
+                                output, errors, stop);
     EXPECT_EQ(output.str(), "");
     return {status, errors.str()};
   }
@@ -69,6 +69,7 @@ class DittoTest : public testing::Test {
     return status.st_mode & 07777;
   }
 
+  const std::shared_ptr<FolderOpening> folders_ = makeSystemFolderOpening();
   fs::path root_;
 };
 
@@ -130,6 +131,15 @@ TEST_F(DittoTest, UnpacksApplications) {
   EXPECT_EQ(modeOf(destination() / "App.app/readonly"), 0444U);
   EXPECT_EQ(modeOf(destination() / "App.app/foreign"), 0644U);
   EXPECT_EQ(modeOf(destination() / "App.app/Contents/Empty"), 0755U);
+}
+
+TEST_F(DittoTest, SeveralItemsMayLieAtTheTop) {
+  const ZipBuilder builder{.entries = {folder("A/"), file("A/b/c/d"), link("l", "A/b"), folder("B/"),
+                                       file("B/x/y"), file("f"), link("A/b/m", "c"), file("A/z/e"),
+                                       link("B/n", "../A")}};
+  ASSERT_EQ(unpack(builder.build()).errors, "");
+  EXPECT_EQ(contentOf(destination()),
+            "A/|A/b/|A/b/c/|A/b/c/d=x|A/b/m->c|A/z/|A/z/e=x|B/|B/n->../A|B/x/|B/x/y=x|f=x|l->A/b|");
 }
 
 TEST_F(DittoTest, CommentsMayLookLikeEndRecords) {
@@ -353,7 +363,8 @@ TEST_F(DittoTest, GivesUpWhenTold) {
   const std::atomic<bool> stop = true;
   std::ostringstream output;
   std::ostringstream errors;
-  EXPECT_EQ(runDitto({"-x", "-k", (root_ / "a.zip").string(), destination().string()}, output, errors, stop),
+  EXPECT_EQ(runDitto(*folders_, {"-x", "-k", (root_ / "a.zip").string(), destination().string()}, output,
+                     errors, stop),
             1);
   EXPECT_NE(errors.str().find(": interrupted\n"), std::string::npos);
   EXPECT_FALSE(fs::exists(root_ / "new"));
@@ -370,14 +381,14 @@ TEST_F(DittoTest, OtherUsesAreRefused) {
                                              {"-x", "-k", "", "b"}}) {
     std::ostringstream output;
     std::ostringstream errors;
-    EXPECT_EQ(runDitto(arguments, output, errors, stop), 1);
+    EXPECT_EQ(runDitto(*folders_, arguments, output, errors, stop), 1);
     EXPECT_EQ(errors.str(), "usage: pellam-ditto -x -k ARCHIVE DESTINATION\n");
   }
   std::ostringstream output;
   std::ostringstream errors;
-  EXPECT_EQ(
-      runDitto({"-x", "-k", (root_ / "missing.zip").string(), destination().string()}, output, errors, stop),
-      1);
+  EXPECT_EQ(runDitto(*folders_, {"-x", "-k", (root_ / "missing.zip").string(), destination().string()},
+                     output, errors, stop),
+            1);
   EXPECT_NE(errors.str().find("missing.zip: No such file or directory\n"), std::string::npos) << errors.str();
 }
 
@@ -386,12 +397,12 @@ TEST_F(DittoTest, LimitsCountTheWholeContent) {
       << ZipBuilder{.entries = {file("a", "1234"), file("b", "1234")}}.build();
   UnpackingOptions options;
   options.limits.largestTotal = 7;
-  EXPECT_THROW(unpackZipArchive(root_ / "a.zip", destination(), options), ArchiveError);
+  EXPECT_THROW(unpackZipArchive(*folders_, root_ / "a.zip", destination(), options), ArchiveError);
   options.limits.largestTotal = 8;
   options.limits.largestCount = 1;
-  EXPECT_THROW(unpackZipArchive(root_ / "a.zip", destination(), options), ArchiveError);
+  EXPECT_THROW(unpackZipArchive(*folders_, root_ / "a.zip", destination(), options), ArchiveError);
   options.limits.largestCount = 2;
-  EXPECT_NO_THROW(unpackZipArchive(root_ / "a.zip", destination(), options));
+  EXPECT_NO_THROW(unpackZipArchive(*folders_, root_ / "a.zip", destination(), options));
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ using posix::throwError;
 
 // Without it a named pipe would hold the program up.
 constexpr int readingFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
+constexpr unsigned permissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 std::array<timespec, 2> modifiedAt(std::int64_t seconds) {
@@ -151,9 +152,9 @@ class LinuxConfinedFolder final : public ConfinedFolder {
   }
 
   std::unique_ptr<NewFile> createFile(const std::string& path, unsigned permissions) override {
-    FileDescriptor file = posix::openBeneath(folder_.get(), checkedPath(path),
-                                             O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                             permissions & (S_IRWXU | S_IRWXG | S_IRWXO));
+    FileDescriptor file =
+        posix::openBeneath(folder_.get(), checkedPath(path),
+                           O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, permissions & permissionBits);
     if (!file.isOpen()) fail(errno, path);
     return std::make_unique<CreatedFile>(std::move(file), shown(path));
   }
@@ -163,11 +164,12 @@ class LinuxConfinedFolder final : public ConfinedFolder {
     if (::symlinkat(target.c_str(), folder_.get(), checkedName(name)) != 0) fail(errno, name);
   }
 
-  void setFolderPermissions(const std::string& name, unsigned permissions) override {
-    const FileDescriptor folder = posix::openBeneath(folder_.get(), checkedName(name), folderFlags);
-    if (!folder.isOpen() || ::fchmod(folder.get(), permissions & (S_IRWXU | S_IRWXG | S_IRWXO)) != 0) {
-      fail(errno, name);
-    }
+  void setPermissions(unsigned permissions) override {
+    if (::fchmod(folder_.get(), permissions & permissionBits) != 0) throwError(errno, path_);
+  }
+
+  void setModificationTime(std::int64_t seconds) override {
+    (void)::futimens(folder_.get(), modifiedAt(seconds).data());
   }
 
   void setModificationTime(const std::string& name, std::int64_t seconds) override {
@@ -228,7 +230,7 @@ class LinuxFolderOpening final : public FolderOpening {
   unsigned withheldPermissions() const override {
     const mode_t mask = ::umask(S_IRWXG | S_IRWXO);
     (void)::umask(mask);
-    return mask & (S_IRWXU | S_IRWXG | S_IRWXO);
+    return mask & permissionBits;
   }
 };
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <system_error>
 
 #include "formats/archive/zip_unpacker.h"
 #include "tests/support/zip_builder.h"

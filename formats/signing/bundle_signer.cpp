@@ -1,5 +1,6 @@
 #include <exception>
 #include <memory>
+#include <system_error>
 
 #include "formats/signing/bundle_signature.h"
 #include "formats/signing/bundle_verifier.h"

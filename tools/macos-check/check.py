@@ -22,8 +22,13 @@ WORK = ROOT / "build/macos-check"
 BUILD = WORK / "build"
 GOOGLETEST = pathlib.Path("/usr/src/googletest")
 # What is only for the other system, and what is no part of a program.
-ELSEWHERE = re.compile(r"platform/linux/|formats/(?:archive|signing)/|tools/pellam_ditto/|benchmarks/|fuzz/|tools/pellam_codesign/|tools/macos-check/|tests/(?!contract/)|(?!tests/contract/).*_test\.cpp$"
+ELSEWHERE = re.compile(r"platform/linux/|benchmarks/|fuzz/|tools/macos-check/|tests/(?!contract/|support/zip_builder)"
+                       r"|(?!tests/contract/|formats/archive/|formats/signing/|tools/pellam_(?:ditto|codesign)/).*_test\.cpp$"
                        r"|.*_fakes\.cpp$")
+
+
+# What the build tells the test programs about others.
+TOLD_TO_TESTS = ['-DPELLAM_CODESIGN=""']
 
 
 class Refused(Exception):
@@ -69,7 +74,9 @@ def build():
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
     bundle = check_bundle()
-    return (f"{bundle} and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
+    for tool in ("pellam-codesign", "pellam-ditto"):
+        check_program(BUILD / "bin" / tool)
+    return (f"{bundle}, two of the vendor's tools and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
             f"body libraries; {check_seams()} seam functions have a body")
 
 
@@ -84,8 +91,9 @@ def check_tests():
     listing = json.loads(run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"]).stdout)
     programs = {test["name"]: pathlib.Path(test["command"][0]) for test in listing["tests"] if test.get("command")}
     bundle = BUILD / "bin/PellamConnectionContractTests.app/Contents"
-    wanted = {"PellamContractTests": BUILD / "bin/PellamContractTests",
-              "PellamConnectionContractTests": bundle / "MacOS/PellamConnectionContractTests"}
+    wanted = {name: BUILD / "bin" / name for name in ("PellamArchiveTests", "PellamCodesignTests", "PellamContractTests",
+                                                      "PellamDittoTests", "PellamSignatureFormatsTests")}
+    wanted["PellamConnectionContractTests"] = bundle / "MacOS/PellamConnectionContractTests"
     if programs != wanted:
         raise Refused(f"ctest would run {programs}")
     host = plistlib.loads((bundle / "Info.plist").read_bytes())
@@ -194,6 +202,8 @@ def check_types(cache, architecture, name):
     prefix = str(toolchain.prefix_header(WORK, architecture, kind))
     command = [*toolchain.compiler(architecture, WORK, language_of(name)), "-include-pch", prefix, "-fsyntax-only",
                str(ROOT / name)]
+    if kind == "tests":
+        command += TOLD_TO_TESTS
     known, record = cache.succeeded(command)
     if known:
         return ""
@@ -229,7 +239,7 @@ def include_problems(sources):
     lines = []
     for name, text in sources:
         for header in re.findall(r"^\s*#\s*(?:include|import)\s*<([^>]+)>", text, re.M):
-            if "." not in header or header.startswith(("nlohmann/", "gtest/")) or (HERE / "include" / header).exists():
+            if "." not in header or header.startswith(toolchain.THIRD_PARTY) or (HERE / "include" / header).exists():
                 continue
             lines.append(f"{name}: error: <{header}> is no header of this system that the check knows")
     return lines
@@ -237,7 +247,7 @@ def include_problems(sources):
 
 def lint():
     names = [name for name in tracked("*.cpp", "*.h", "*.mm") if not ELSEWHERE.match(name)]
-    included = "".join((ROOT / name).read_text() for name in names if name.startswith("tests/"))
+    included = "".join((ROOT / name).read_text() for name in names if name.startswith("tests/") or name.endswith("_test.cpp"))
     names += [name for name in tracked("tests/support/*.h") if f'#include "{name}"' in included]
     sources = [(name, (ROOT / name).read_text()) for name in names]
     problems = include_problems(sources) + include_lint.problems(ROOT, sources)

@@ -23,10 +23,12 @@ BUILD = WORK / "build"
 GOOGLETEST = pathlib.Path("/usr/src/googletest")
 # What is only for the other system, and what is no part of a program.
 ELSEWHERE = re.compile(r"platform/linux/|benchmarks/|fuzz/|tools/macos-check/|tests/(?!contract/|support/zip_builder)"
-                       r"|(?!tests/contract/|formats/archive/|formats/signing/|tools/pellam_(?:ditto|codesign)/).*_test\.cpp$"
+                       r"|(?!tests/contract/|formats/archive/|formats/signing/|tools/pellam_(?:ditto|codesign|feed)/).*_test\.cpp$"
                        r"|.*_fakes\.cpp$")
 
 
+# The programs for vendors and hosts; each needs a library of others.
+TOOLS = ("pellam-codesign", "pellam-ditto", "pellam-feed", "pellam-update")
 # What the build tells the test programs about others.
 TOLD_TO_TESTS = ['-DPELLAM_CODESIGN=""']
 
@@ -55,28 +57,42 @@ def in_parallel(work, items):
 
 # --- the build for the first architecture -----------------------------------------------------------------------
 
+def configure(folder, has_libraries):
+    """Configures with the project's own CMake files, the way that scripts/test-on-mac takes."""
+    settings = toolchain.cmake_settings(WORK) | {"CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "",
+                                                 "PELLAM_BUILD_TESTS": "ON", "PELLAM_GOOGLETEST_SOURCE": GOOGLETEST}
+    for name in ("nlohmann_json", "OpenSSL", "Libdeflate"):
+        settings[f"CMAKE_DISABLE_FIND_PACKAGE_{name}"] = "OFF" if has_libraries else "ON"
+    result = run(["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", *(f"-D{name}={value}" for name, value in settings.items())])
+    if result.returncode:
+        raise Refused(result.stdout + result.stderr)
+
+
+def check_without_libraries():
+    """A Mac with nothing but the system's tools builds everything but the vendor's."""
+    folder = WORK / "without-libraries"
+    configure(folder, has_libraries=False)
+    programs = run(["ninja", "-C", folder, "-n"]).stdout
+    tools = sorted(set(re.findall(r"Linking CXX executable bin/(pellam-[\w-]+)", programs)))
+    if tools or "bin/PellamUpdateInstaller" not in programs:
+        raise Refused(f"without their libraries, these tools would be built: {tools}\n{programs[-1000:]}")
+
+
 def build():
-    """Configures with the project's own CMake files and builds every program that the system consists of."""
+    """Builds every program that the system consists of."""
     prefixes = [(architecture, kind) for architecture in ARCHITECTURES for kind in toolchain.PREFIX_KINDS]
     problems = [text for text in in_parallel(lambda one: toolchain.make_prefix_header(WORK, *one), prefixes) if text]
     if problems:
         raise Refused("\n".join(problems))
-    settings = toolchain.cmake_settings(WORK) | {
-        "CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "",
-        # The way that scripts/test-on-mac takes.
-        "PELLAM_BUILD_TESTS": "ON", "PELLAM_GOOGLETEST_SOURCE": GOOGLETEST,
-        # As on a Mac with nothing but the system's tools; the programs that need the library are read below.
-        "CMAKE_DISABLE_FIND_PACKAGE_nlohmann_json": "ON"}
-    result = run(["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", *(f"-D{name}={value}" for name, value in settings.items())])
-    if result.returncode:
-        raise Refused(result.stdout + result.stderr)
+    check_without_libraries()
+    configure(BUILD, has_libraries=True)
     result = run(["ninja", "-C", BUILD, "-k", "0"])
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
     bundle = check_bundle()
-    for tool in ("pellam-codesign", "pellam-ditto"):
+    for tool in TOOLS:
         check_program(BUILD / "bin" / tool)
-    return (f"{bundle}, two of the vendor's tools and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
+    return (f"{bundle}, {len(TOOLS)} tools and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
             f"body libraries; {check_seams()} seam functions have a body")
 
 
@@ -92,7 +108,7 @@ def check_tests():
     programs = {test["name"]: pathlib.Path(test["command"][0]) for test in listing["tests"] if test.get("command")}
     bundle = BUILD / "bin/PellamConnectionContractTests.app/Contents"
     wanted = {name: BUILD / "bin" / name for name in ("PellamArchiveTests", "PellamCodesignTests", "PellamContractTests",
-                                                      "PellamDittoTests", "PellamSignatureFormatsTests")}
+                                                      "PellamDittoTests", "PellamFeedToolTests", "PellamSignatureFormatsTests")}
     wanted["PellamConnectionContractTests"] = bundle / "MacOS/PellamConnectionContractTests"
     if programs != wanted:
         raise Refused(f"ctest would run {programs}")

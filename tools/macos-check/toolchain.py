@@ -89,6 +89,17 @@ def prepare(work):
     for name in THIRD_PARTY:
         for source in (USR_INCLUDE / name, MULTIARCH_INCLUDE / name):
             _link(third_party / name, source)
+    # The installed package's own file would bring all other headers along.
+    _write_if_changed(work / "generated/nlohmann_json/nlohmann_jsonConfig.cmake", f"""
+if(NOT TARGET nlohmann_json::nlohmann_json)
+  add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+  target_include_directories(nlohmann_json::nlohmann_json INTERFACE "{third_party}")
+endif()
+""")
+    _write_if_changed(work / "generated/nlohmann_json/nlohmann_jsonConfigVersion.cmake", """
+set(PACKAGE_VERSION 3.11)
+set(PACKAGE_VERSION_COMPATIBLE TRUE)
+""")
     _write_if_changed(work / "generated/config/__config_site",
                       _adapted(LLVM / "include/c++/v1/__config_site", CONFIGURATION))
     _write_if_changed(work / "generated/c/bits/alltypes.h", _adapted(MUSL / "bits/alltypes.h", BASIC_TYPES))
@@ -115,6 +126,7 @@ def cmake_settings(work):
             "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags), "PELLAM_CHECK_WARNINGS": ";".join(WARNINGS),
             "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
             "PELLAM_CHECK_TESTS_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "tests")),
+            "nlohmann_json_DIR": str(work / "generated/nlohmann_json"),
             "OPENSSL_INCLUDE_DIR": str(work / "generated/third-party"),
             "OPENSSL_CRYPTO_LIBRARY": str(work / "sysroot/usr/local/lib/libcrypto.tbd"),
             "Libdeflate_INCLUDE_DIR": str(work / "generated/third-party"),

@@ -91,7 +91,9 @@ int main() {
   testing_support::SigningAuthority authority(folder / "authority");
   authority.issue("developer", "/OU=TEAM");
   const fs::path bundle = makeBundle(folder);
+  const auto folders = makeSystemFolderOpening();
   codesign::signBundle(
+      *folders, *makeSystemFileSystem(),
       {bundle, authority.certificate("developer"), authority.key("developer"), std::nullopt, std::nullopt});
 
   const unsigned cores = std::max(1U, std::thread::hardware_concurrency());
@@ -99,7 +101,9 @@ int main() {
   std::vector<double> digesting;
   for (int round = 0; round < rounds; ++round) {
     digesting.push_back(seconds([&] { digestOnAllCores(cores); }));
-    verifying.push_back(seconds([&] { codesign::verifyBundle({bundle, authority.anchors(), true, true}); }));
+    verifying.push_back(seconds([&] {
+      codesign::verifyBundle(*folders, {bundle, authority.anchors(), true, true});
+    }));
   }
   const double megabytes = static_cast<double>(totalBytes) / 1e6;
   const double verified = megabytes / median(verifying);

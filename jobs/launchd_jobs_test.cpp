@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "installer/launchd_relauncher.h"
-#include "launcher-service/service_fakes.h"
+#include "tests/support/service_fakes.h"
 
 namespace pellam {
 namespace {

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "launcher-service/phase_budget.h"
-#include "launcher-service/service_fakes.h"
+#include "tests/support/service_fakes.h"
 
 namespace pellam {
 namespace {

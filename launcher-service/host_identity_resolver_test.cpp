@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "launcher-protocol/launch_refusal.h"
-#include "launcher-service/service_fakes.h"
+#include "tests/support/service_fakes.h"
 
 namespace pellam {
 namespace {

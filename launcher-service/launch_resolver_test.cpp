@@ -5,8 +5,8 @@
 #include "installer/failure_report.h"
 #include "launcher-protocol/launch_refusal.h"
 #include "launcher-protocol/replacement_message.h"
-#include "launcher-service/service_fakes.h"
 #include "tests/support/forwarding_file_system.h"
+#include "tests/support/service_fakes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace pellam {

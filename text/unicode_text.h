@@ -36,6 +36,10 @@ namespace pellam::text {
 // Equal ignoring case, by full case folding.
 [[nodiscard]] bool equalsIgnoringCase(std::string_view left, std::string_view right);
 
+// A text to compare and never to show: the same for two texts exactly when they differ in nothing but case,
+// by full case folding, and in how accented characters are composed. Decomposed, folded, decomposed again.
+[[nodiscard]] std::string comparisonKey(std::string_view text);
+
 // The order of the platform's plain string comparison without options: negative, zero or positive. Case
 // counts; texts that differ only in how an accented character is composed are equal.
 [[nodiscard]] int compareLiterally(std::string_view left, std::string_view right);

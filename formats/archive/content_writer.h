@@ -3,9 +3,11 @@
 #include <atomic>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
+#include "formats/archive/unpacking_options.h"
 #include "formats/archive/unpacking_plan.h"
-#include "formats/archive/zip_unpacker.h"
+#include "platform/confined_folder.h"
 
 namespace pellam::archive {
 
@@ -13,9 +15,13 @@ namespace pellam::archive {
 // and leaves what it has made; the caller removes the folder.
 class ContentWriter {
  public:
-  ContentWriter(const Descriptor& archive, const UnpackingPlan& plan, const Descriptor& root,
-                const UnpackingOptions& options)
-      : archive_(archive), plan_(plan), root_(root), options_(options) {}
+  ContentWriter(const ReadOnlyFile& archive, const UnpackingPlan& plan, ConfinedFolder& root,
+                unsigned withheldPermissions, const UnpackingOptions& options)
+      : archive_(archive),
+        plan_(plan),
+        root_(root),
+        withheldPermissions_(withheldPermissions),
+        options_(options) {}
 
   void write();
 
@@ -24,16 +30,17 @@ class ContentWriter {
   void writeFiles();
   void workThroughFiles();
   void writeFile(const PlannedFile& file, class EntryInflater& inflater, class ReusedBuffer& buffer) const;
-  void writeLarge(const PlannedFile& file, const Descriptor& output, class EntryInflater& inflater) const;
-  void makeLinks(const std::unordered_map<std::string, std::string>& targets) const;
+  void makeLinks(ConfinedFolder& folder, const std::vector<const PlannedFile*>& links) const;
   void finishFolders() const;
-  [[nodiscard]] std::unordered_map<std::string, std::string> readLinkTargets() const;
+  void readLinkTargets();
   void throwIfStopped() const;
 
-  const Descriptor& archive_;
+  const ReadOnlyFile& archive_;
   const UnpackingPlan& plan_;
-  const Descriptor& root_;
+  ConfinedFolder& root_;
+  const unsigned withheldPermissions_;
   const UnpackingOptions& options_;
+  std::unordered_map<std::string, std::string> targets_;  // of every link, by its path
   std::atomic<std::size_t> next_ = 0;
   std::atomic<bool> hasFailed_ = false;
 };

@@ -22,7 +22,7 @@ void EntryInflater::Free::operator()(libdeflate_decompressor* decompressor) cons
   libdeflate_free_decompressor(decompressor);
 }
 
-EntryInflater::EntryInflater(const Descriptor& archive)
+EntryInflater::EntryInflater(const ReadOnlyFile& archive)
     : archive_(archive), decompressor_(libdeflate_alloc_decompressor()) {
   if (decompressor_ == nullptr) throw std::bad_alloc();
 }
@@ -30,7 +30,8 @@ EntryInflater::EntryInflater(const Descriptor& archive)
 void EntryInflater::inflate(const ZipEntry& entry, std::span<std::uint8_t> content) {
   const auto compressedSize = static_cast<std::size_t>(entry.compressedSize);
   const std::span<std::uint8_t> source = entry.isDeflated ? compressed_.sized(compressedSize) : content;
-  if (!archive_.readAt(entry.dataOffset, source)) throw ArchiveError("the archive is truncated");
+  if (archive_.readAt(entry.dataOffset, source) != source.size())
+    throw ArchiveError("the archive is truncated");
   if (entry.isDeflated) {
     std::size_t used = 0;
     std::size_t made = 0;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "formats/archive/zip_directory.h"
+#include "platform/confined_folder.h"
 
 struct libdeflate_decompressor;
 
@@ -24,7 +25,7 @@ class ReusedBuffer {
 // Turns the compressed data of one entry into its content. One per thread.
 class EntryInflater {
  public:
-  explicit EntryInflater(const Descriptor& archive);
+  explicit EntryInflater(const ReadOnlyFile& archive);
 
   // Fills `content`, which has the entry's size exactly. Throws ArchiveError when the data does not inflate
   // to just that size or the checksum is another one.
@@ -34,7 +35,7 @@ class EntryInflater {
   struct Free {
     void operator()(libdeflate_decompressor* decompressor) const;
   };
-  const Descriptor& archive_;
+  const ReadOnlyFile& archive_;
   std::unique_ptr<libdeflate_decompressor, Free> decompressor_;
   ReusedBuffer compressed_;
 };

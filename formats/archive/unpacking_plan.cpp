@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "formats/archive/entry_name.h"
+#include "foundation/confined_path.h"
+#include "text/unicode_text.h"
 
 namespace pellam::archive {
 
@@ -101,8 +103,10 @@ class Planner {
     }
   }
 
+  // Equal for two names of one folder exactly when some file system in use takes them for the same: case and
+  // the composition of accented characters do not count.
   static std::string keyOf(std::size_t parent, std::string_view name) {
-    return std::to_string(parent) + "/" + collisionKey(name);
+    return std::to_string(parent) + "/" + text::comparisonKey(name);
   }
 
   // The child of that name. Another spelling that a file system may take for the same is refused.
@@ -155,35 +159,20 @@ UnpackingPlan planUnpacking(const std::vector<ZipEntry>& entries, std::uint64_t 
 }
 
 void checkLinkTarget(const std::string& path, const std::unordered_map<std::string, std::string>& targets) {
-  constexpr int mostLinks = 40;  // as many as the kernel follows
-  const std::string shown = shownName(path);
-  int followed = 0;
-  std::vector<std::string> place;          // where the walk stands, all links resolved
-  std::vector<std::string> waiting{path};  // what is still to be walked, the next piece last
-  while (!waiting.empty()) {
-    const std::string piece = std::move(waiting.back());
-    waiting.pop_back();
-    if (const std::size_t slash = piece.find('/'); slash != std::string::npos) {
-      waiting.push_back(piece.substr(slash + 1));
-      waiting.push_back(piece.substr(0, slash));
-      continue;
-    }
-    if (piece.empty() || piece == ".") continue;
-    if (piece == "..") {
-      if (place.empty()) throw ArchiveError("link leads outside: " + shown);
-      place.pop_back();
-      continue;
-    }
-    place.push_back(piece);
-    std::string reached;
-    for (const std::string& name : place) reached = joined(reached, name);
+  const LinkEnd end = followLinks(path, [&](const std::string& reached, bool) -> std::optional<std::string> {
     const auto link = targets.find(reached);
-    if (link == targets.end()) continue;
-    if (link->second.empty()) throw ArchiveError("link without a target: " + shown);
-    if (link->second.starts_with('/')) throw ArchiveError("link leads outside: " + shown);
-    if (++followed > mostLinks) throw ArchiveError("links in a circle: " + shown);
-    place.pop_back();
-    waiting.push_back(link->second);
+    if (link == targets.end()) return std::nullopt;
+    return link->second;
+  });
+  switch (end) {
+    case LinkEnd::inside:
+      return;
+    case LinkEnd::outside:
+      throw ArchiveError("link leads outside: " + shownName(path));
+    case LinkEnd::circle:
+      throw ArchiveError("links in a circle: " + shownName(path));
+    case LinkEnd::nowhere:
+      throw ArchiveError("link without a target: " + shownName(path));
   }
 }
 

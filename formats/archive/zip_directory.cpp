@@ -1,7 +1,5 @@
 #include "formats/archive/zip_directory.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -36,6 +34,12 @@ constexpr std::uint32_t see64 = 0xFFFFFFFF;
 constexpr unsigned flagEncrypted = 1U << 0 | 1U << 6 | 1U << 13;
 constexpr unsigned flagDescriptor = 1U << 3;
 constexpr unsigned flagPatch = 1U << 5;
+
+// The kinds of item in the modes that Unix's programs write.
+constexpr unsigned kindMask = 0170000;
+constexpr unsigned kindFolder = 0040000;
+constexpr unsigned kindFile = 0100000;
+constexpr unsigned kindLink = 0120000;
 
 // Little-endian numbers, front to back. Reading beyond the end is the caller's archive being truncated.
 class Fields {
@@ -73,7 +77,7 @@ struct DirectoryPlace {
 
 class Reader {
  public:
-  explicit Reader(const Descriptor& archive) : archive_(archive), size_(archive.size()) {}
+  explicit Reader(const ReadOnlyFile& archive) : archive_(archive), size_(archive.size()) {}
 
   std::vector<ZipEntry> read() {
     const DirectoryPlace place = findDirectory();
@@ -95,7 +99,7 @@ class Reader {
  private:
   std::vector<std::uint8_t> bytesAt(std::uint64_t offset, std::size_t count) const {
     std::vector<std::uint8_t> bytes(count);
-    if (offset > size_ || count > size_ - offset || !archive_.readAt(offset, bytes)) {
+    if (offset > size_ || count > size_ - offset || archive_.readAt(offset, bytes) != count) {
       throw ArchiveError("the archive is truncated");
     }
     return bytes;
@@ -282,17 +286,17 @@ class Reader {
     constexpr unsigned madeOnDarwin = 19;
     const unsigned mode = madeBy == madeOnUnix || madeBy == madeOnDarwin ? attributes >> 16U : 0;
     const bool hasSlash = entry.name.ends_with('/');
-    switch (mode & S_IFMT) {
+    switch (mode & kindMask) {
       case 0:
         entry.type = hasSlash ? EntryType::folder : EntryType::file;
         break;
-      case S_IFREG:
+      case kindFile:
         entry.type = EntryType::file;
         break;
-      case S_IFDIR:
+      case kindFolder:
         entry.type = EntryType::folder;
         break;
-      case S_IFLNK:
+      case kindLink:
         entry.type = EntryType::link;
         break;
       default:
@@ -304,8 +308,7 @@ class Reader {
       throw ArchiveError("a folder with content: " + shown);
     // Set-user, set-group and sticky bits are dropped.
     entry.permissions = mode & 0777U;
-    if ((mode & S_IFMT) == 0 && mode == 0)
-      entry.permissions = entry.type == EntryType::folder ? 0755U : 0644U;
+    if (mode == 0) entry.permissions = entry.type == EntryType::folder ? 0755U : 0644U;
   }
 
   void readLocalHeader(ZipEntry& entry, const Sizes& sizes, std::uint16_t flags, std::uint16_t method,
@@ -390,13 +393,13 @@ class Reader {
     }
   }
 
-  const Descriptor& archive_;
+  const ReadOnlyFile& archive_;
   std::uint64_t size_;
   std::vector<Extent> extents_;
 };
 
 }  // namespace
 
-std::vector<ZipEntry> readZipDirectory(const Descriptor& archive) { return Reader(archive).read(); }
+std::vector<ZipEntry> readZipDirectory(const ReadOnlyFile& archive) { return Reader(archive).read(); }
 
 }  // namespace pellam::archive

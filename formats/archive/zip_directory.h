@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "formats/archive/descriptor.h"
+#include "platform/confined_folder.h"
 
 namespace pellam::archive {
 
@@ -35,6 +35,6 @@ struct ZipEntry {
 // program does not unpack: more than one possible end record, entries that overlap or disagree with their
 // local header, encryption, other methods than storing and deflating, split archives, special files, names
 // that are not UTF-8. std::system_error when reading fails.
-[[nodiscard]] std::vector<ZipEntry> readZipDirectory(const Descriptor& archive);
+[[nodiscard]] std::vector<ZipEntry> readZipDirectory(const ReadOnlyFile& archive);
 
 }  // namespace pellam::archive

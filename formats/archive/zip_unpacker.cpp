@@ -1,16 +1,16 @@
 #include "formats/archive/zip_unpacker.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <cstdio>
-#include <cstdlib>
-
 #include <cerrno>
+#include <exception>
+#include <memory>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "formats/archive/content_writer.h"
 #include "formats/archive/entry_name.h"
+#include "formats/archive/failure_name.h"
+#include "platform/confined_folder.h"
 
 namespace pellam::archive {
 
@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 // it made, from the inside out and only while they are empty.
 class DestinationFolder {
  public:
-  explicit DestinationFolder(const fs::path& path) {
+  DestinationFolder(FolderOpening& folders, const fs::path& path) : folders_(folders) {
     fs::path missing = path;
     while (!missing.empty() && !fs::exists(fs::symlink_status(missing))) {
       made_.push_back(missing);
@@ -45,78 +45,104 @@ class DestinationFolder {
 
  private:
   void remove() {
-    for (const fs::path& folder : made_) (void)::rmdir(folder.c_str());
+    for (const fs::path& folder : made_) {
+      try {
+        folders_.removeEmptyFolder(folder);
+      } catch (const std::exception&) {
+        // Somebody uses it by now, or has moved it away.
+      }
+    }
   }
 
+  FolderOpening& folders_;
   std::vector<fs::path> made_;  // the innermost first
 };
 
-// A hidden folder inside the destination that disappears with everything in it.
+// A hidden folder inside the destination, for this process alone, that disappears with everything in it.
 class HiddenFolder {
  public:
-  explicit HiddenFolder(const fs::path& destination) {
-    std::string pattern = (destination / ".pellam-ditto-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), shownName(destination.string()));
+  HiddenFolder(ConfinedFolder& destination, const fs::path& shownPath)
+      : destination_(destination),
+        name_(at(shownPath.native(), [&] { return destination.makeUniqueFolder(".pellam-ditto-"); })) {
+    try {
+      folder_ = destination_.openFolder(name_);
+    } catch (...) {
+      remove();
+      throw;
     }
-    path_ = pattern;
   }
   HiddenFolder(const HiddenFolder&) = delete;
   HiddenFolder& operator=(const HiddenFolder&) = delete;
-  ~HiddenFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
+  ~HiddenFolder() { remove(); }
 
-  [[nodiscard]] const fs::path& path() const { return path_; }
+  [[nodiscard]] ConfinedFolder& folder() const { return *folder_; }
 
  private:
-  fs::path path_;
+  void remove() noexcept {
+    try {
+      destination_.removeTree(name_);
+    } catch (const std::exception&) {
+      // The failure that brought us here is the one to report.
+    }
+  }
+
+  ConfinedFolder& destination_;
+  std::string name_;
+  std::unique_ptr<ConfinedFolder> folder_;
 };
 
-// Moves the name from one folder into the other unless it exists there. Zero or an error number.
-int moveWithoutOverwriting(const Descriptor& from, const Descriptor& to, const std::string& name) {
-  if (::renameat2(from.number(), name.c_str(), to.number(), name.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system without the flag: look first.
-  struct stat status {};
-  if (::fstatat(to.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
-  return ::renameat(from.number(), name.c_str(), to.number(), name.c_str()) == 0 ? 0 : errno;
+ArchiveError alreadyThere(const std::string& name) {
+  return ArchiveError("already at the destination: " + shownName(name));
 }
 
-void moveIntoPlace(const std::vector<std::string>& names, const Descriptor& from, const Descriptor& to) {
+void moveIntoPlace(const std::vector<std::string>& names, ConfinedFolder& from, ConfinedFolder& to) {
   for (std::size_t index = 0; index < names.size(); ++index) {
-    const int error = moveWithoutOverwriting(from, to, names[index]);
-    if (error == 0) continue;
-    for (std::size_t moved = index; moved-- > 0;) (void)moveWithoutOverwriting(to, from, names[moved]);
-    if (error == EEXIST) throw ArchiveError("already at the destination: " + shownName(names[index]));
-    throw std::system_error(error, std::generic_category(), shownName(names[index]));
+    try {
+      from.moveInto(names[index], to, names[index]);
+    } catch (const std::system_error& error) {
+      for (std::size_t moved = index; moved-- > 0;) {
+        try {
+          to.moveInto(names[moved], from, names[moved]);
+        } catch (const std::system_error&) {
+          // Nothing more can be done for this one; the others go back.
+        }
+      }
+      if (error.code().value() == EEXIST) throw alreadyThere(names[index]);
+      throw std::system_error(error.code(), shownName(names[index]));
+    }
   }
 }
 
-void refuseExistingNames(const std::vector<std::string>& names, const Descriptor& destination) {
+void refuseExistingNames(const std::vector<std::string>& names, const ConfinedFolder& destination) {
   for (const std::string& name : names) {
-    struct stat status {};
-    if (::fstatat(destination.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-      throw ArchiveError("already at the destination: " + shownName(name));
-    }
+    if (destination.describe(name)) throw alreadyThere(name);
+  }
+}
+
+// Whoever unpacks knows the archive and the destination, so failures at these two name the cause alone.
+template <typename Open>
+auto opened(const Open& open) {
+  try {
+    return open();
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code());
   }
 }
 
 }  // namespace
 
-void unpackZipArchive(const fs::path& archive, const fs::path& destination, const UnpackingOptions& options) {
-  const Descriptor file = Descriptor::openFile(archive);
-  const std::vector<ZipEntry> entries = readZipDirectory(file);
-  const UnpackingPlan plan = planUnpacking(entries, file.size(), options.limits);
+void unpackZipArchive(FolderOpening& folders, const fs::path& archive, const fs::path& destination,
+                      const UnpackingOptions& options) {
+  const auto file = opened([&] { return folders.openFile(archive); });
+  const std::vector<ZipEntry> entries = readZipDirectory(*file);
+  const UnpackingPlan plan = planUnpacking(entries, file->size(), options.limits);
 
-  DestinationFolder made(fs::absolute(destination));
-  const Descriptor target = Descriptor::openFolder(destination);
-  refuseExistingNames(plan.topLevelNames, target);
-  const HiddenFolder hidden(destination);
-  const Descriptor root = Descriptor::openFolder(hidden.path());
-  ContentWriter(file, plan, root, options).write();
-  moveIntoPlace(plan.topLevelNames, root, target);
+  DestinationFolder made(folders, fs::absolute(destination));
+  const auto target = opened([&] { return folders.openFolder(destination); });
+  at(destination.native(), [&] { refuseExistingNames(plan.topLevelNames, *target); });
+  const HiddenFolder hidden(*target, destination);
+  ContentWriter(*file, plan, hidden.folder(), folders.withheldPermissions(), options).write();
+  moveIntoPlace(plan.topLevelNames, hidden.folder(), *target);
   made.keep();
 }
 

@@ -1,17 +1,11 @@
 #pragma once
 
-#include <atomic>
 #include <filesystem>
 
-#include "formats/archive/unpacking_plan.h"
+#include "formats/archive/unpacking_options.h"
+#include "platform/confined_folder.h"
 
 namespace pellam::archive {
-
-struct UnpackingOptions {
-  UnpackingLimits limits;
-  unsigned workers = 0;                     // 0: one per processor, at most eight
-  const std::atomic<bool>* stop = nullptr;  // set by the caller to give up soon
-};
 
 // Unpacks a zip archive into the destination folder, which is made with its parents when it does not exist.
 //
@@ -26,7 +20,7 @@ struct UnpackingOptions {
 //
 // Throws ArchiveError for what is wrong with the archive or already at the destination, std::system_error
 // when the system fails (no space left). Blocks for the whole time; uses several threads.
-void unpackZipArchive(const std::filesystem::path& archive, const std::filesystem::path& destination,
-                      const UnpackingOptions& options = {});
+void unpackZipArchive(FolderOpening& folders, const std::filesystem::path& archive,
+                      const std::filesystem::path& destination, const UnpackingOptions& options = {});
 
 }  // namespace pellam::archive

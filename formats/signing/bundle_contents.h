@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,7 +10,7 @@
 
 #include "formats/signing/digest.h"
 #include "pellam/property_list_value.h"
-#include "platform/linux/system/file_descriptor.h"
+#include "platform/confined_folder.h"
 
 namespace pellam::codesign {
 
@@ -29,7 +30,7 @@ class BundleContents {
  public:
   static constexpr std::string_view signatureFolder = "_CodeSignature";
 
-  explicit BundleContents(std::filesystem::path bundle);
+  BundleContents(const FolderOpening& folders, std::filesystem::path bundle);
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
   [[nodiscard]] const Bytes& infoPlist() const { return infoPlist_; }
@@ -38,8 +39,8 @@ class BundleContents {
   [[nodiscard]] const std::string& executable() const { return executable_; }
   [[nodiscard]] std::uint64_t executableSize() const { return executableSize_; }
 
-  // A regular file below Contents, opened for reading; not open when there is none or a link is in the way.
-  [[nodiscard]] FileDescriptor openFile(const std::string& pathBelowContents) const;
+  // A regular file below Contents, opened for reading; nothing when there is none or a link is in the way.
+  [[nodiscard]] std::unique_ptr<ReadOnlyFile> openFile(const std::string& pathBelowContents) const;
   // Its contents, when it is there and not longer than the limit.
   [[nodiscard]] std::optional<Bytes> readFile(const std::string& pathBelowContents, std::size_t limit) const;
 
@@ -53,11 +54,12 @@ class BundleContents {
 
  private:
   void requireCleanRoot() const;
-  void collect(int folder, const std::string& prefix, int depth, std::vector<BundleItem>& found) const;
+  void collect(const ConfinedFolder& folder, const std::string& prefix, int depth,
+               std::vector<BundleItem>& found) const;
 
   std::filesystem::path path_;
-  FileDescriptor root_;
-  FileDescriptor contents_;
+  std::unique_ptr<ConfinedFolder> root_;
+  std::unique_ptr<ConfinedFolder> contents_;
   Bytes infoPlist_;
   PropertyListDictionary information_;
   std::string executable_;

@@ -18,8 +18,9 @@ std::string format(const std::string& extension) {
 
 }  // namespace
 
-std::vector<std::string> describeBundle(const std::filesystem::path& bundlePath) {
-  const BundleContents bundle(bundlePath);
+std::vector<std::string> describeBundle(const FolderOpening& folders,
+                                        const std::filesystem::path& bundlePath) {
+  const BundleContents bundle(folders, bundlePath);
   const OpenedSignature opened(bundle);
   const CodeDirectory& directory = opened.codeDirectory;
   const Digest digest = Sha256().of(opened.codeDirectoryBytes);

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "formats/signing/digest.h"
+#include "platform/confined_folder.h"
+#include "platform/file_system.h"
 
 namespace pellam::codesign {
 
@@ -21,7 +23,7 @@ struct SigningRequest {
 
 // Seals the bundle and signs the seal; an earlier signature is replaced. Nested code must be signed already
 // and intact. On failure the bundle has the signature that it had before, or none that is valid.
-void signBundle(const SigningRequest& request);
+void signBundle(const FolderOpening& folders, FileSystem& files, const SigningRequest& request);
 
 struct VerificationRequest {
   std::filesystem::path bundle;
@@ -32,9 +34,10 @@ struct VerificationRequest {
 
 // Returns when every byte that the signature covers is as it was signed, nothing was added, and the signer is
 // trusted.
-void verifyBundle(const VerificationRequest& request);
+void verifyBundle(const FolderOpening& folders, const VerificationRequest& request);
 
 // What the signature says, one "Key=value" a line. Says nothing about whether it is true.
-[[nodiscard]] std::vector<std::string> describeBundle(const std::filesystem::path& bundle);
+[[nodiscard]] std::vector<std::string> describeBundle(const FolderOpening& folders,
+                                                      const std::filesystem::path& bundle);
 
 }  // namespace pellam::codesign

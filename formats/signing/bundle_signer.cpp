@@ -1,5 +1,6 @@
 #include <exception>
 #include <memory>
+#include <system_error>
 
 #include "formats/signing/bundle_signature.h"
 #include "formats/signing/bundle_verifier.h"
@@ -18,12 +19,13 @@ std::span<const std::uint8_t> bytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-SealedItem::NestedCode sealNestedCode(const BundleContents& bundle, const std::string& path) {
+SealedItem::NestedCode sealNestedCode(const FolderOpening& folders, const BundleContents& bundle,
+                                      const std::string& path) {
   const std::filesystem::path nestedPath = bundle.path() / "Contents" / path;
   try {
-    const BundleContents nested(nestedPath);
+    const BundleContents nested(folders, nestedPath);
     const OpenedSignature signature(nested);
-    verifySealedContents(nested, signature, false);
+    verifySealedContents(folders, nested, signature, false);
     return {codeHash(signature.codeDirectoryBytes), signature.requirement.text()};
   } catch (const CodeSigningError& error) {
     std::vector<std::string> details = error.details();
@@ -32,7 +34,8 @@ SealedItem::NestedCode sealNestedCode(const BundleContents& bundle, const std::s
   }
 }
 
-ResourceSeal sealOf(const BundleContents& bundle, std::vector<std::optional<Digest>>& pages) {
+ResourceSeal sealOf(const FolderOpening& folders, const BundleContents& bundle,
+                    std::vector<std::optional<Digest>>& pages) {
   const std::vector<BundleItem> items = bundle.items();
   std::vector<std::optional<Digest>> digests(items.size());
   ParallelHasher hasher(bundle);
@@ -63,7 +66,7 @@ ResourceSeal sealOf(const BundleContents& bundle, std::vector<std::optional<Dige
         sealed.linkTarget = item.linkTarget;
         break;
       case BundleItem::Kind::nestedCode:
-        sealed.nestedCode = sealNestedCode(bundle, item.path);
+        sealed.nestedCode = sealNestedCode(folders, bundle, item.path);
         break;
       case BundleItem::Kind::other:
         refuse("only files, folders and links can be sealed");
@@ -82,9 +85,9 @@ std::string identifierFor(const BundleContents& bundle, const SigningRequest& re
 
 }  // namespace
 
-void signBundle(const SigningRequest& request) {
+void signBundle(const FolderOpening& folders, FileSystem& files, const SigningRequest& request) {
   const SigningIdentity identity(request.certificateFile, request.keyFile);
-  const BundleContents bundle(request.bundle);
+  const BundleContents bundle(folders, request.bundle);
 
   CodeDirectory directory;
   directory.identifier = identifierFor(bundle, request);
@@ -101,7 +104,7 @@ void signBundle(const SigningRequest& request) {
   directory.codeLimit = bundle.executableSize();
   std::vector<std::optional<Digest>> pages((directory.codeLimit + CodeDirectory::pageSize - 1) /
                                            CodeDirectory::pageSize);
-  const std::string resources = sealOf(bundle, pages).encoded();
+  const std::string resources = sealOf(folders, bundle, pages).encoded();
   for (const std::optional<Digest>& page : pages) {
     if (!page) throw CodeSigningError(bundle.path(), "the main executable cannot be read");
     directory.pages.push_back(*page);
@@ -116,14 +119,13 @@ void signBundle(const SigningRequest& request) {
   const Bytes signature = identity.sign(directoryBytes);
 
   // The signature comes last: what was interrupted before has none that is valid.
-  const std::shared_ptr<FileSystem> fileSystem = makeSystemFileSystem();
   const std::filesystem::path contents = request.bundle / "Contents";
   try {
-    fileSystem->createDirectory(contents / BundleContents::signatureFolder);
-    fileSystem->writeFileAtomically(contents / resourcesFile, bytesOf(resources));
-    fileSystem->writeFileAtomically(contents / requirementsFile, requirements);
-    fileSystem->writeFileAtomically(contents / codeDirectoryFile, directoryBytes);
-    fileSystem->writeFileAtomically(contents / signatureFile, signature);
+    files.createDirectory(contents / BundleContents::signatureFolder);
+    files.writeFileAtomically(contents / resourcesFile, bytesOf(resources));
+    files.writeFileAtomically(contents / requirementsFile, requirements);
+    files.writeFileAtomically(contents / codeDirectoryFile, directoryBytes);
+    files.writeFileAtomically(contents / signatureFile, signature);
   } catch (const std::system_error& error) {
     throw CodeSigningError(bundle.path(), error.what());
   }

@@ -74,13 +74,13 @@ class SealComparison {
   }
 
   // Nested code carries its own signature; the seal says which one.
-  void requireNestedCode() const {
+  void requireNestedCode(const FolderOpening& folders) const {
     for (const BundleItem& item : items_) {
       if (item.kind != BundleItem::Kind::nestedCode) continue;
       const SealedItem::NestedCode& sealed = *sealedItem(item)->nestedCode;
       const std::string subcomponent = "In subcomponent: " + printable(fullPath(item.path));
       try {
-        const BundleContents nested(fullPath(item.path));
+        const BundleContents nested(folders, fullPath(item.path));
         const OpenedSignature signature(nested);
         if (codeHash(signature.codeDirectoryBytes) == sealed.hash &&
             signature.requirement.text() == sealed.requirement) {
@@ -150,19 +150,19 @@ void requireSameCode(const BundleContents& bundle, const CodeDirectory& director
   if (!isSame) throw CodeSigningError(bundle.path(), reason::invalidSignature);
 }
 
-void verifyNested(const VerificationRequest& request, int depth) {
+void verifyNested(const FolderOpening& folders, const VerificationRequest& request, int depth) {
   if (depth > maximumNesting) throw CodeSigningError(request.bundle, reason::tooLarge);
-  const BundleContents bundle(request.bundle);
+  const BundleContents bundle(folders, request.bundle);
   const OpenedSignature signature(bundle);
   signature.signature.requireTrust(request.anchors);
-  verifySealedContents(bundle, signature, request.strict);
+  verifySealedContents(folders, bundle, signature, request.strict);
   if (!request.deep) return;
   for (const BundleItem& item : bundle.items()) {
     if (item.kind != BundleItem::Kind::nestedCode) continue;
     VerificationRequest nested = request;
     nested.bundle = request.bundle / "Contents" / item.path;
     try {
-      verifyNested(nested, depth + 1);
+      verifyNested(folders, nested, depth + 1);
     } catch (const CodeSigningError& error) {
       std::vector<std::string> details = error.details();
       details.insert(details.begin(), "In subcomponent: " + printable(error.path().string()));
@@ -173,7 +173,8 @@ void verifyNested(const VerificationRequest& request, int depth) {
 
 }  // namespace
 
-void verifySealedContents(const BundleContents& bundle, const OpenedSignature& signature, bool strict) {
+void verifySealedContents(const FolderOpening& folders, const BundleContents& bundle,
+                          const OpenedSignature& signature, bool strict) {
   requireSpecialSlots(bundle, signature);
   const ResourceSeal seal = openSeal(bundle, signature.codeDirectory);
   SealComparison comparison(bundle, seal);
@@ -188,9 +189,11 @@ void verifySealedContents(const BundleContents& bundle, const OpenedSignature& s
   requireSameCode(bundle, signature.codeDirectory, pages);
   comparison.requireEqual();
   if (strict) comparison.requireLinksInside();
-  comparison.requireNestedCode();
+  comparison.requireNestedCode(folders);
 }
 
-void verifyBundle(const VerificationRequest& request) { verifyNested(request, 0); }
+void verifyBundle(const FolderOpening& folders, const VerificationRequest& request) {
+  verifyNested(folders, request, 0);
+}
 
 }  // namespace pellam::codesign

@@ -161,7 +161,11 @@ std::optional<Date> CmsSignature::signingTime() const {
       ASN1_TIME_to_tm(value->value.asn1_string, &time) != 1) {
     return std::nullopt;
   }
-  return Date(std::chrono::seconds(::timegm(&time)));
+  const std::chrono::year_month_day day(std::chrono::year(time.tm_year + 1900),
+                                        std::chrono::month(static_cast<unsigned>(time.tm_mon + 1)),
+                                        std::chrono::day(static_cast<unsigned>(time.tm_mday)));
+  return Date(std::chrono::sys_days(day) + std::chrono::hours(time.tm_hour) +
+              std::chrono::minutes(time.tm_min) + std::chrono::seconds(time.tm_sec));
 }
 
 }  // namespace pellam::codesign

@@ -1,13 +1,11 @@
 #include "formats/signing/parallel_hasher.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <exception>
+#include <memory>
+#include <span>
+#include <system_error>
 #include <thread>
 
 namespace pellam::codesign {
@@ -19,20 +17,6 @@ constexpr std::uint64_t pagesPerPiece = 256;
 constexpr std::uint64_t sizeWorthAThread = std::uint64_t{1} << 20;
 constexpr unsigned maximumThreads = 8;
 
-// Fills the buffer as far as the file goes; nothing when reading fails.
-std::optional<std::size_t> readAt(int file, std::span<std::uint8_t> buffer, std::uint64_t offset) {
-  std::size_t filled = 0;
-  while (filled < buffer.size()) {
-    const ssize_t count =
-        ::pread(file, buffer.data() + filled, buffer.size() - filled, static_cast<off_t>(offset + filled));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
-  }
-  return filled;
-}
-
 }  // namespace
 
 class ParallelHasher::Worker {
@@ -40,36 +24,37 @@ class ParallelHasher::Worker {
   explicit Worker(const BundleContents& bundle) : bundle_(bundle), buffer_(bufferSize) {}
 
   void perform(const Work& work) {
-    const FileDescriptor file = bundle_.openFile(work.path);
-    if (!file.isOpen()) return;
-    if (work.pageSize == 0) {
-      hashFile(file.get(), work);
-    } else {
-      hashPages(file.get(), work);
+    try {
+      const std::unique_ptr<ReadOnlyFile> file = bundle_.openFile(work.path);
+      if (file == nullptr) return;
+      if (work.pageSize == 0) {
+        hashFile(*file, work);
+      } else {
+        hashPages(*file, work);
+      }
+    } catch (const std::system_error&) {
+      // A file that cannot be read to its end has no digest.
     }
   }
 
  private:
-  void hashFile(int file, const Work& work) {
+  void hashFile(const ReadOnlyFile& file, const Work& work) {
     digest_.begin();
     for (std::uint64_t offset = 0;;) {
-      const auto count = readAt(file, buffer_, offset);
-      if (!count) return;
-      digest_.update(std::span(buffer_).first(*count));
-      if (*count < buffer_.size()) break;
-      offset += *count;
+      const std::size_t count = file.readAt(offset, buffer_);
+      digest_.update(std::span(buffer_).first(count));
+      if (count < buffer_.size()) break;
+      offset += count;
     }
     *work.result = digest_.finish();
   }
 
-  void hashPages(int file, const Work& work) {
-    struct stat status {};
-    if (::fstat(file, &status) != 0 || static_cast<std::uint64_t>(status.st_size) != work.fileSize) return;
+  void hashPages(const ReadOnlyFile& file, const Work& work) {
+    if (file.size() != work.fileSize) return;
     for (std::uint64_t page = 0; page < work.pageCount; ++page) {
       const std::uint64_t offset = (work.firstPage + page) * work.pageSize;
       const auto length = static_cast<std::size_t>(std::min(work.pageSize, work.fileSize - offset));
-      const auto count = readAt(file, std::span(buffer_).first(length), offset);
-      if (count != length) return;
+      if (file.readAt(offset, std::span(buffer_).first(length)) != length) return;
       work.result[page] = digest_.of(std::span(buffer_).first(length));
     }
   }

@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "platform/macos/file_descriptor.h"
+#include "platform/macos/file_steps.h"
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam {
@@ -24,10 +25,8 @@ namespace {
 
 using Path = std::filesystem::path;
 using macos::FileDescriptor;
-
-[[noreturn]] void throwError(int error, const Path& path) {
-  throw std::system_error(error, std::generic_category(), path.native());
-}
+using macos::throwError;
+using macos::writeAll;
 
 // A path with a NUL inside would silently name another file.
 const char* cPath(const Path& path) {
@@ -78,21 +77,8 @@ void synchronizeFolderOf(const Path& path) {
   if (descriptor.isOpen()) synchronize(descriptor.get(), folder);
 }
 
-void writeAll(int descriptor, std::span<const std::uint8_t> bytes, const Path& path) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
-    if (written < 0 && errno != EINTR) throwError(errno, path);
-  }
-}
-
-// Renames to a name that must be free. Volumes without that kind of rename get a check and a plain rename.
 int renameToFreeName(const Path& source, const Path& destination) {
-  if (::renamex_np(source.c_str(), destination.c_str(), RENAME_EXCL) == 0) return 0;
-  if (errno != ENOTSUP) return errno;
-  struct stat status {};
-  if (::lstat(destination.c_str(), &status) == 0) return EEXIST;
-  return ::rename(source.c_str(), destination.c_str()) == 0 ? 0 : errno;
+  return macos::renameToFreeName(AT_FDCWD, source.native(), AT_FDCWD, destination.native());
 }
 
 int removeTree(const Path& path) {
@@ -147,13 +133,10 @@ void removeAccessList(const Path& path) {
     if (errno != ENOENT && errno != ENOTSUP) throwError(errno, path);
     return;
   }
-  const List none(::acl_init(0), &::acl_free);
   // By a descriptor, which a link has as well: the call that takes a path serves none.
   const FileDescriptor descriptor(::open(cPath(path), O_RDONLY | O_SYMLINK | O_NONBLOCK | O_CLOEXEC));
-  if (!none || !descriptor.isOpen() ||
-      ::acl_set_fd_np(descriptor.get(), none.get(), ACL_TYPE_EXTENDED) != 0) {
-    throwError(errno, path);
-  }
+  if (!descriptor.isOpen()) throwError(errno, path);
+  macos::removeAccessListOf(descriptor.get(), path);
 }
 
 bool resourceIsTrue(const Path& path, NSURLResourceKey key) {

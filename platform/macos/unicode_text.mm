@@ -93,6 +93,13 @@ bool equalsIgnoringCase(std::string_view left, std::string_view right) {
   return [stringFrom(left) compare:stringFrom(right) options:NSCaseInsensitiveSearch] == NSOrderedSame;
 }
 
+std::string comparisonKey(std::string_view text) {
+  NSString* folded = [stringFrom(text).decomposedStringWithCanonicalMapping
+      stringByFoldingWithOptions:NSCaseInsensitiveSearch
+                          locale:nil];
+  return textOf(folded.decomposedStringWithCanonicalMapping);
+}
+
 int compareLiterally(std::string_view left, std::string_view right) {
   return static_cast<int>([stringFrom(left) compare:stringFrom(right)]);
 }

@@ -101,6 +101,37 @@ TEST(UnicodeTextTest, CaseAndOrder) {
   EXPECT_FALSE(containsLetter("2.5 (+3)"));
 }
 
+TEST(UnicodeTextTest, ComparisonKeysForgetCaseAndCompositionAlone) {
+  const struct {
+    std::string_view left, right;
+    bool same;
+  } rows[] = {
+      {"README", "readme", true},
+      {"a", "b", false},
+      {"a", "a ", false},
+      {"é", "e\u0301", true},
+      {"É", "e\u0301", true},
+      {"é", "e", false},
+      {"straße", "STRASSE", true},
+      {"ﬀ", "FF", true},
+      {"ς", "Σ", true},
+      {"İ", "i\u0307", true},
+      {"ı", "i", false},
+      {"\u1E9E", "ss", true},
+      {"\u0390", "\u1FD3", true},    // the same letter twice in the tables
+      {"가", "\u1100\u1161", true},  // composed of its parts
+      {"\u212B", "å", true},         // a unit's sign is a letter
+      {"①", "1", false},             // alike, and not the same
+      {"Ａ", "A", false},            // nor is what is only wider
+      {"😀", "😁", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(comparisonKey(row.left) == comparisonKey(row.right), row.same) << row.left << " " << row.right;
+  }
+  EXPECT_EQ(comparisonKey(""), "");
+  EXPECT_EQ(comparisonKey("É"), "e\u0301");
+}
+
 TEST(UnicodeTextTest, RefusesIllFormedUTF8) {
   for (const std::string_view good : {"", "a\u00E9\u20AC\U0010FFFF", "\uFFFD"})
     EXPECT_TRUE(isValidUTF8(good));

@@ -22,8 +22,15 @@ WORK = ROOT / "build/macos-check"
 BUILD = WORK / "build"
 GOOGLETEST = pathlib.Path("/usr/src/googletest")
 # What is only for the other system, and what is no part of a program.
-ELSEWHERE = re.compile(r"platform/linux/|formats/(?:archive|signing)/|tools/pellam_ditto/|benchmarks/|fuzz/|tools/pellam_codesign/|tools/macos-check/|tests/(?!contract/)|(?!tests/contract/).*_test\.cpp$"
+ELSEWHERE = re.compile(r"platform/linux/|benchmarks/|fuzz/|tools/macos-check/|tests/(?!contract/|support/zip_builder)"
+                       r"|(?!tests/contract/|formats/archive/|formats/signing/|tools/pellam_(?:ditto|codesign|feed)/).*_test\.cpp$"
                        r"|.*_fakes\.cpp$")
+
+
+# The programs for vendors and hosts; each needs a library of others.
+TOOLS = ("pellam-codesign", "pellam-ditto", "pellam-feed", "pellam-update")
+# What the build tells the test programs about others.
+TOLD_TO_TESTS = ['-DPELLAM_CODESIGN=""']
 
 
 class Refused(Exception):
@@ -50,26 +57,42 @@ def in_parallel(work, items):
 
 # --- the build for the first architecture -----------------------------------------------------------------------
 
+def configure(folder, has_libraries):
+    """Configures with the project's own CMake files, the way that scripts/test-on-mac takes."""
+    settings = toolchain.cmake_settings(WORK) | {"CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "",
+                                                 "PELLAM_BUILD_TESTS": "ON", "PELLAM_GOOGLETEST_SOURCE": GOOGLETEST}
+    for name in ("nlohmann_json", "OpenSSL", "Libdeflate"):
+        settings[f"CMAKE_DISABLE_FIND_PACKAGE_{name}"] = "OFF" if has_libraries else "ON"
+    result = run(["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", *(f"-D{name}={value}" for name, value in settings.items())])
+    if result.returncode:
+        raise Refused(result.stdout + result.stderr)
+
+
+def check_without_libraries():
+    """A Mac with nothing but the system's tools builds everything but the vendor's."""
+    folder = WORK / "without-libraries"
+    configure(folder, has_libraries=False)
+    programs = run(["ninja", "-C", folder, "-n"]).stdout
+    tools = sorted(set(re.findall(r"Linking CXX executable bin/(pellam-[\w-]+)", programs)))
+    if tools or "bin/PellamUpdateInstaller" not in programs:
+        raise Refused(f"without their libraries, these tools would be built: {tools}\n{programs[-1000:]}")
+
+
 def build():
-    """Configures with the project's own CMake files and builds every program that the system consists of."""
+    """Builds every program that the system consists of."""
     prefixes = [(architecture, kind) for architecture in ARCHITECTURES for kind in toolchain.PREFIX_KINDS]
     problems = [text for text in in_parallel(lambda one: toolchain.make_prefix_header(WORK, *one), prefixes) if text]
     if problems:
         raise Refused("\n".join(problems))
-    settings = toolchain.cmake_settings(WORK) | {
-        "CMAKE_TOOLCHAIN_FILE": HERE / "toolchain.cmake", "CMAKE_BUILD_TYPE": "",
-        # The way that scripts/test-on-mac takes.
-        "PELLAM_BUILD_TESTS": "ON", "PELLAM_GOOGLETEST_SOURCE": GOOGLETEST,
-        # As on a Mac with nothing but the system's tools; the programs that need the library are read below.
-        "CMAKE_DISABLE_FIND_PACKAGE_nlohmann_json": "ON"}
-    result = run(["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", *(f"-D{name}={value}" for name, value in settings.items())])
-    if result.returncode:
-        raise Refused(result.stdout + result.stderr)
+    check_without_libraries()
+    configure(BUILD, has_libraries=True)
     result = run(["ninja", "-C", BUILD, "-k", "0"])
     if result.returncode:
         raise Refused("\n".join(line for line in result.stdout.splitlines() if not line.startswith(("[", "ninja:"))))
     bundle = check_bundle()
-    return (f"{bundle} and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
+    for tool in TOOLS:
+        check_program(BUILD / "bin" / tool)
+    return (f"{bundle}, {len(TOOLS)} tools and {check_tests()} test programs, linked for {ARCHITECTURES[0]}, and every member of {link_bodies()} "
             f"body libraries; {check_seams()} seam functions have a body")
 
 
@@ -84,8 +107,9 @@ def check_tests():
     listing = json.loads(run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"]).stdout)
     programs = {test["name"]: pathlib.Path(test["command"][0]) for test in listing["tests"] if test.get("command")}
     bundle = BUILD / "bin/PellamConnectionContractTests.app/Contents"
-    wanted = {"PellamContractTests": BUILD / "bin/PellamContractTests",
-              "PellamConnectionContractTests": bundle / "MacOS/PellamConnectionContractTests"}
+    wanted = {name: BUILD / "bin" / name for name in ("PellamArchiveTests", "PellamCodesignTests", "PellamContractTests",
+                                                      "PellamDittoTests", "PellamFeedToolTests", "PellamSignatureFormatsTests")}
+    wanted["PellamConnectionContractTests"] = bundle / "MacOS/PellamConnectionContractTests"
     if programs != wanted:
         raise Refused(f"ctest would run {programs}")
     host = plistlib.loads((bundle / "Info.plist").read_bytes())
@@ -194,6 +218,8 @@ def check_types(cache, architecture, name):
     prefix = str(toolchain.prefix_header(WORK, architecture, kind))
     command = [*toolchain.compiler(architecture, WORK, language_of(name)), "-include-pch", prefix, "-fsyntax-only",
                str(ROOT / name)]
+    if kind == "tests":
+        command += TOLD_TO_TESTS
     known, record = cache.succeeded(command)
     if known:
         return ""
@@ -229,7 +255,7 @@ def include_problems(sources):
     lines = []
     for name, text in sources:
         for header in re.findall(r"^\s*#\s*(?:include|import)\s*<([^>]+)>", text, re.M):
-            if "." not in header or header.startswith(("nlohmann/", "gtest/")) or (HERE / "include" / header).exists():
+            if "." not in header or header.startswith(toolchain.THIRD_PARTY) or (HERE / "include" / header).exists():
                 continue
             lines.append(f"{name}: error: <{header}> is no header of this system that the check knows")
     return lines
@@ -237,7 +263,7 @@ def include_problems(sources):
 
 def lint():
     names = [name for name in tracked("*.cpp", "*.h", "*.mm") if not ELSEWHERE.match(name)]
-    included = "".join((ROOT / name).read_text() for name in names if name.startswith("tests/"))
+    included = "".join((ROOT / name).read_text() for name in names if name.startswith("tests/") or name.endswith("_test.cpp"))
     names += [name for name in tracked("tests/support/*.h") if f'#include "{name}"' in included]
     sources = [(name, (ROOT / name).read_text()) for name in names]
     problems = include_problems(sources) + include_lint.problems(ROOT, sources)

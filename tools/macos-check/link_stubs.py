@@ -1,10 +1,14 @@
 """Writes the text stubs (.tbd) that stand in for the system's libraries, so that the linker proves every symbol.
 
 A framework exports what its declaration headers declare: classes, and what is marked FOUNDATION_EXPORT, CF_EXPORT
-or APPKIT_EXTERN. The C and C++ libraries export the committed lists in symbols/.
+or APPKIT_EXTERN. The C and C++ libraries export the committed lists in symbols/. Libraries of others export what
+their installed builds do.
 """
 import pathlib
 import re
+import subprocess
+
+import toolchain
 
 TARGETS = "[ arm64-macos, x86_64-macos ]"
 FRAMEWORKS = {"CoreFoundation": "A", "Foundation": "C", "AppKit": "C", "WebKit": "A", "CoreGraphics": "A",
@@ -61,6 +65,13 @@ def stub(install_name, symbols, classes=(), reexports=()):
     return text + "...\n"
 
 
+def exported(library):
+    """What an installed library of others exports, which is the same on every system: its own interface."""
+    listing = subprocess.run([toolchain.LLVM / "bin/llvm-nm", "--dynamic", "--defined-only", "--extern-only", "--just-symbol-name", library],
+                             capture_output=True, text=True, check=True)
+    return ["_" + name.split("@")[0] for name in listing.stdout.split()]
+
+
 def write(here, sysroot):
     """Fills the folder that is given to the linker as the system's root. Returns how much it holds."""
     def place(relative, text):
@@ -86,4 +97,6 @@ def write(here, sysroot):
           stub("/usr/lib/libc++abi.dylib", ["_" + name for name in listed(lists / "libcxxabi.txt")]))
     place("usr/lib/libSystem.tbd",
           stub("/usr/lib/libSystem.B.dylib", ["_" + name for name in listed(lists / "libsystem.txt")]))
+    for name in toolchain.LINKED:
+        place(f"usr/local/lib/{name}.tbd", stub(f"/usr/local/lib/{name}.dylib", exported(toolchain.LIBRARIES / f"{name}.so")))
     return counts

@@ -11,7 +11,13 @@ import subprocess
 ARCHITECTURES = ("arm64", "x86_64")
 DEPLOYMENT_TARGET = "13.5"
 LLVM = pathlib.Path(os.environ.get("LLVM", "/usr/lib/llvm-19"))
-MUSL = pathlib.Path("/usr/include/x86_64-linux-musl")
+USR_INCLUDE = pathlib.Path("/usr/include")
+MULTIARCH_INCLUDE = USR_INCLUDE / "x86_64-linux-gnu"
+MUSL = USR_INCLUDE / "x86_64-linux-musl"
+LIBRARIES = pathlib.Path("/usr/lib/x86_64-linux-gnu")
+# Headers of others, folders or files, that know nothing of the system, and what they need to be linked.
+THIRD_PARTY = ("nlohmann/", "gtest/", "openssl/", "libdeflate.h")
+LINKED = ("libcrypto", "libdeflate")
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 
@@ -58,6 +64,18 @@ def _write_if_changed(path, text):
         path.write_text(text)
 
 
+def _link(target, source):
+    """Makes the target stand for the source; a folder keeps what other sources have put into it."""
+    if source.is_dir():
+        if target.is_symlink():  # never a way into the source
+            target.unlink()
+        target.mkdir(parents=True, exist_ok=True)
+        for item in source.iterdir():
+            _link(target / item.name, item)
+    elif source.exists() and not target.is_symlink():
+        target.symlink_to(source)
+
+
 def prepare(work):
     """Writes the generated headers into the working folder. Raises ToolchainError naming what is missing."""
     for tool in ("clang++", "ld64.lld", "llvm-nm"):
@@ -68,9 +86,20 @@ def prepare(work):
     # The headers that a vendor's tool and the tests use.
     third_party = work / "generated/third-party"
     third_party.mkdir(parents=True, exist_ok=True)
-    for name in ("nlohmann", "gtest"):
-        if not (third_party / name).is_symlink():
-            (third_party / name).symlink_to(f"/usr/include/{name}")
+    for name in THIRD_PARTY:
+        for source in (USR_INCLUDE / name, MULTIARCH_INCLUDE / name):
+            _link(third_party / name, source)
+    # The installed package's own file would bring all other headers along.
+    _write_if_changed(work / "generated/nlohmann_json/nlohmann_jsonConfig.cmake", f"""
+if(NOT TARGET nlohmann_json::nlohmann_json)
+  add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+  target_include_directories(nlohmann_json::nlohmann_json INTERFACE "{third_party}")
+endif()
+""")
+    _write_if_changed(work / "generated/nlohmann_json/nlohmann_jsonConfigVersion.cmake", """
+set(PACKAGE_VERSION 3.11)
+set(PACKAGE_VERSION_COMPATIBLE TRUE)
+""")
     _write_if_changed(work / "generated/config/__config_site",
                       _adapted(LLVM / "include/c++/v1/__config_site", CONFIGURATION))
     _write_if_changed(work / "generated/c/bits/alltypes.h", _adapted(MUSL / "bits/alltypes.h", BASIC_TYPES))
@@ -97,6 +126,11 @@ def cmake_settings(work):
             "PELLAM_CHECK_CXX_FLAGS": " ".join(cxx_flags), "PELLAM_CHECK_WARNINGS": ";".join(WARNINGS),
             "PELLAM_CHECK_CXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "c++")),
             "PELLAM_CHECK_TESTS_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "tests")),
+            "nlohmann_json_DIR": str(work / "generated/nlohmann_json"),
+            "OPENSSL_INCLUDE_DIR": str(work / "generated/third-party"),
+            "OPENSSL_CRYPTO_LIBRARY": str(work / "sysroot/usr/local/lib/libcrypto.tbd"),
+            "Libdeflate_INCLUDE_DIR": str(work / "generated/third-party"),
+            "Libdeflate_LIBRARY": str(work / "sysroot/usr/local/lib/libdeflate.tbd"),
             "PELLAM_CHECK_OBJCXX_PREFIX": str(prefix_header(work, ARCHITECTURES[0], "objective-c++")),
             "CMAKE_PROJECT_Pellam_INCLUDE": str(HERE / "prefix_headers.cmake")}
 

@@ -1,11 +1,13 @@
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "formats/signing/bundle_signature.h"
 #include "formats/signing/signing_error.h"
 #include "platform/bundle_loading.h"
+#include "platform/confined_folder.h"
 #include "platform/file_system.h"
 #include "tools/pellam_codesign/arguments.h"
 
@@ -27,15 +29,17 @@ std::filesystem::path ownAnchors() {
 }
 
 void perform(const Arguments& arguments, const std::filesystem::path& bundle) {
+  const std::shared_ptr<FolderOpening> folders = makeSystemFolderOpening();
   switch (arguments.operation) {
     case Arguments::Operation::sign:
       return signBundle(
+          *folders, *makeSystemFileSystem(),
           {bundle, *arguments.certificateFile, *arguments.keyFile, arguments.team, arguments.identifier});
     case Arguments::Operation::verify:
-      return verifyBundle(
-          {bundle, arguments.anchors ? *arguments.anchors : ownAnchors(), arguments.strict, arguments.deep});
+      return verifyBundle(*folders, {bundle, arguments.anchors ? *arguments.anchors : ownAnchors(),
+                                     arguments.strict, arguments.deep});
     case Arguments::Operation::display:
-      for (const std::string& line : describeBundle(bundle)) printLine(line);
+      for (const std::string& line : describeBundle(*folders, bundle)) printLine(line);
   }
 }
 

@@ -390,6 +390,14 @@ TEST_F(CodesignTest, RefusesToSignWhatItCouldNotVouchFor) {
          return sign(app);
        },
        ": invalid signature (code or signature have been modified)\nIn subcomponent: "},
+      {"nested code behind a link",
+       [](const fs::path& app) {
+         const fs::path framework = app / "Contents/Frameworks/Old.framework";
+         put(framework / "Versions/A/Info.plist", infoPlist("com.example.old", "1"));
+         fs::create_symlink("Versions/A", framework / "Contents");
+         return sign(app);
+       },
+       ": bundle format unrecognized, invalid, or unsuitable\nIn subcomponent: "},
       {"absolute link",
        [](const fs::path& app) {
          fs::create_symlink("/etc/passwd", app / "Contents/Resources/out");

@@ -9,8 +9,8 @@
 
 namespace pellam::archive {
 
-int runDitto(const std::vector<std::string>& arguments, std::ostream& output, std::ostream& errors,
-             const std::atomic<bool>& stop) {
+int runDitto(FolderOpening& folders, const std::vector<std::string>& arguments, std::ostream& output,
+             std::ostream& errors, const std::atomic<bool>& stop) {
   constexpr const char* usage = "usage: pellam-ditto -x -k ARCHIVE DESTINATION\n";
   if (arguments.size() == 1 && arguments[0] == "--help") {
     output << usage;
@@ -28,7 +28,7 @@ int runDitto(const std::vector<std::string>& arguments, std::ostream& output, st
   UnpackingOptions options;
   options.stop = &stop;
   try {
-    unpackZipArchive(arguments[2], arguments[3], options);
+    unpackZipArchive(folders, arguments[2], arguments[3], options);
     return 0;
   } catch (const std::bad_alloc&) {
     return fail("out of memory");

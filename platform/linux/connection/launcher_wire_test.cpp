@@ -9,7 +9,7 @@
 #include "platform/linux/connection/bus_dictionary.h"
 #include "platform/linux/connection/bus_names.h"
 #include "platform/linux/connection/incoming_connection.h"
-#include "platform/linux/connection/raw_bus_peer.h"
+#include "tests/support/raw_bus_peer.h"
 
 namespace pellam {
 namespace {

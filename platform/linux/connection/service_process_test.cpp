@@ -20,10 +20,10 @@
 #include "launcher-protocol/service_info.h"
 #include "platform/bundle_loading.h"
 #include "platform/file_system.h"
-#include "platform/linux/connection/raw_bus_peer.h"
 #include "platform/linux/connection/service_process.h"
 #include "platform/linux/jobs/embedded_jobs.h"
 #include "platform/service_connection.h"
+#include "tests/support/raw_bus_peer.h"
 #include "tests/support/temporary_folder.h"
 
 namespace pellam {

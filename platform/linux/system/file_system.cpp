@@ -1,7 +1,6 @@
 #include "platform/file_system.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/xattr.h>
@@ -13,6 +12,7 @@
 #include <string_view>
 
 #include "platform/linux/system/file_descriptor.h"
+#include "platform/linux/system/file_steps.h"
 #include "platform/linux/system/file_tree.h"
 #include "platform/linux/system/posix_error.h"
 #include "platform/linux/system/private_temporary_folder.h"
@@ -22,7 +22,9 @@ namespace pellam {
 namespace {
 
 using posix::cPath;
+using posix::renameWithoutReplacing;
 using posix::throwError;
+using posix::writeAll;
 using Path = std::filesystem::path;
 
 constexpr const char* quarantineAttribute = "user.com.apple.quarantine";
@@ -68,47 +70,13 @@ Location locate(const Path& path) {
 
 // A hidden name that nobody else uses.
 std::string temporaryName(const std::string& name, const char* purpose) {
-  std::array<unsigned char, 8> random{};
-  if (::getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size())) {
-    throwError(errno, name);
-  }
-  std::string text = "." + name.substr(0, 200) + purpose;
-  for (const unsigned char byte : random) {
-    text += "0123456789abcdef"[byte >> 4];
-    text += "0123456789abcdef"[byte & 15];
-  }
-  return text;
+  return "." + name.substr(0, 200) + purpose + posix::randomLetters();
 }
 
 void synchronize(int folder, const std::string& path) {
   if (::fsync(folder) != 0 && errno != EINVAL && errno != EROFS && errno != EBADF && errno != ENOTSUP) {
     throwError(errno, path);
   }
-}
-
-void writeAll(int descriptor, std::span<const std::uint8_t> bytes, const std::string& path) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      throwError(errno, path);
-    }
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
-}
-
-// Renames to a name that must be free. Volumes without that kind of rename get a check and a plain rename.
-int renameWithoutReplacing(int sourceFolder, const std::string& source, int destinationFolder,
-                           const std::string& destination) {
-  if (::renameat2(sourceFolder, source.c_str(), destinationFolder, destination.c_str(), RENAME_NOREPLACE) ==
-      0) {
-    return 0;
-  }
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  struct stat status {};
-  if (::fstatat(destinationFolder, destination.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
-  if (errno != ENOENT) return errno;
-  return ::renameat(sourceFolder, source.c_str(), destinationFolder, destination.c_str()) == 0 ? 0 : errno;
 }
 
 void removeLeftover(int folder, const std::string& name) noexcept {

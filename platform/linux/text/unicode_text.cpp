@@ -1,10 +1,12 @@
 #include "text/unicode_text.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>
 #include <unicode/unorm.h>
+#include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 #include <unicode/utext.h>
 
@@ -22,6 +24,12 @@ bool isASCIILetter(char unit) { return (unit >= 'a' && unit <= 'z') || (unit >= 
 
 char lowercasedASCII(char unit) {
   return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
+}
+
+std::string allLowercasedASCII(std::string_view text) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(), lowercasedASCII);
+  return result;
 }
 
 // Opening one costs far more than using it; it keeps no text between uses.
@@ -151,11 +159,7 @@ std::string truncatedToCharacters(std::string_view text, std::size_t count) {
 }
 
 std::string lowercased(std::string_view text) {
-  if (icu::isASCII(text)) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), lowercasedASCII);
-    return result;
-  }
+  if (icu::isASCII(text)) return allLowercasedASCII(text);
   const std::u16string wide = icu::toUTF16(text);
   return icu::toUTF8(icu::filled([&](char16_t* buffer, std::int32_t capacity, UErrorCode* status) {
     return u_strToLower(buffer, capacity, wide.data(), icu::length(wide.size()), "", status);
@@ -168,6 +172,24 @@ bool equalsIgnoringCase(std::string_view left, std::string_view right) {
                       [](char a, char b) { return lowercasedASCII(a) == lowercasedASCII(b); });
   }
   return compareNormalised(left, right, U_COMPARE_IGNORE_CASE) == 0;
+}
+
+std::string comparisonKey(std::string_view text) {
+  if (icu::isASCII(text)) return allLowercasedASCII(text);
+  UErrorCode status = U_ZERO_ERROR;
+  const UNormalizer2* normalizer = unorm2_getNFDInstance(&status);
+  if (U_FAILURE(status)) throw std::runtime_error("no normalisation data");
+  const auto decomposed = [&](const std::u16string& wide) {
+    return icu::filled([&](char16_t* buffer, std::int32_t capacity, UErrorCode* error) {
+      return unorm2_normalize(normalizer, wide.data(), icu::length(wide.size()), buffer, capacity, error);
+    });
+  };
+  const std::u16string plain = decomposed(icu::toUTF16(text));
+  const std::u16string folded = icu::filled([&](char16_t* buffer, std::int32_t capacity, UErrorCode* error) {
+    return u_strFoldCase(buffer, capacity, plain.data(), icu::length(plain.size()), U_FOLD_CASE_DEFAULT,
+                         error);
+  });
+  return icu::toUTF8(decomposed(folded));
 }
 
 int compareLiterally(std::string_view left, std::string_view right) {

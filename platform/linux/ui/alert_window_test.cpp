@@ -1,7 +1,7 @@
 #include <gtk/gtk.h>
 
 #include "platform/linux/ui/alert_window.h"
-#include "platform/linux/ui/window_test_fixture.h"
+#include "tests/support/window_test_fixture.h"
 
 namespace pellam {
 

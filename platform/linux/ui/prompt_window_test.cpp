@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/ui/window_test_fixture.h"
+#include "tests/support/window_test_fixture.h"
 
 namespace pellam {
 

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "platform/linux/ui/release_notes_view.h"
-#include "platform/linux/ui/window_test_fixture.h"
+#include "tests/support/window_test_fixture.h"
 
 namespace pellam {
 

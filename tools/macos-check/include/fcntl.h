@@ -23,8 +23,20 @@
 #define F_SETFD 2
 #define F_GETFL 3
 #define F_SETFL 4
+#define F_PREALLOCATE 42
 #define F_FULLFSYNC 51
 #define F_DUPFD_CLOEXEC 67
+#define F_ALLOCATECONTIG 0x2
+#define F_ALLOCATEALL 0x4
+#define F_PEOFPOSMODE 3
+#define F_VOLPOSMODE 4
+typedef struct fstore {
+  unsigned int fst_flags;
+  int fst_posmode;
+  off_t fst_offset;
+  off_t fst_length;
+  off_t fst_bytesalloc;
+} fstore_t;
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -12,7 +12,9 @@ extern "C" {
 extern FILE* __stdinp;
 extern FILE* __stdoutp;
 extern FILE* __stderrp;
+int renameat(int, const char*, int, const char*);
 int renamex_np(const char*, const char*, unsigned int);
+int renameatx_np(int, const char*, int, const char*, unsigned int);
 #ifdef __cplusplus
 }
 #endif

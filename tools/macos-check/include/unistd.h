@@ -60,14 +60,17 @@ off_t lseek(int, off_t, int);
 long pathconf(const char*, int);
 int pause(void);
 int pipe(int[2]);
+ssize_t pread(int, void*, size_t, off_t);
 ssize_t read(int, void*, size_t);
 ssize_t readlink(const char*, char*, size_t);
+ssize_t readlinkat(int, const char*, char*, size_t);
 int rmdir(const char*);
 int setegid(gid_t);
 int seteuid(uid_t);
 int setgroups(int, const gid_t*);
 unsigned sleep(unsigned);
 int symlink(const char*, const char*);
+int symlinkat(const char*, int, const char*);
 void sync(void);
 #define SYNC_VOLUME_FULLSYNC 0x01
 #define SYNC_VOLUME_WAIT 0x02

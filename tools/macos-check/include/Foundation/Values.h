@@ -110,6 +110,7 @@ typedef NS_OPTIONS(NSUInteger, NSStringCompareOptions) {
   NSLiteralSearch = 2,
   NSNumericSearch = 64
 };
+@class NSLocale;
 @interface NSString : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
 @property(readonly) NSUInteger length;
 - (instancetype)init NS_DESIGNATED_INITIALIZER;
@@ -127,6 +128,9 @@ typedef NS_OPTIONS(NSUInteger, NSStringCompareOptions) {
 - (NSComparisonResult)compare:(NSString*)string;
 - (NSComparisonResult)compare:(NSString*)string options:(NSStringCompareOptions)mask;
 @property(readonly, copy) NSString* lowercaseString;
+@property(readonly, copy) NSString* decomposedStringWithCanonicalMapping;
+- (NSString*)stringByFoldingWithOptions:(NSStringCompareOptions)options
+                                 locale:(nullable NSLocale*)locale API_MAC(10.5);
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)enc;
 - (nullable NSData*)dataUsingEncoding:(NSStringEncoding)encoding allowLossyConversion:(BOOL)lossy;
 - (void)enumerateSubstringsInRange:(NSRange)range

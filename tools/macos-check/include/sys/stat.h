@@ -56,6 +56,8 @@ struct stat {
   long long st_qspare[2];
 };
 
+#define st_mtime st_mtimespec.tv_sec
+
 #ifdef __cplusplus
 extern "C" {
 #endif

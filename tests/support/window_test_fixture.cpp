@@ -1,4 +1,4 @@
-#include "platform/linux/ui/window_test_fixture.h"
+#include "tests/support/window_test_fixture.h"
 
 #include <gio/gio.h>
 

@@ -10,7 +10,7 @@
 
 #include "pellam/main_thread.h"
 #include "platform/linux/ui/system_window_toolkit.h"
-#include "platform/linux/ui/window_robot.h"
+#include "tests/support/window_robot.h"
 
 namespace pellam {
 

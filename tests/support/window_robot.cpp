@@ -1,4 +1,4 @@
-#include "platform/linux/ui/window_robot.h"
+#include "tests/support/window_robot.h"
 
 #include <X11/Xatom.h>
 #include <X11/extensions/XTest.h>

@@ -1,6 +1,5 @@
 #include "host/attempt_folders.h"
 
-#include <chrono>
 #include <exception>
 
 #include "foundation/item_path.h"
@@ -14,58 +13,56 @@ namespace {
 
 using Error = OrvoUpdateInstallerError;
 
-constexpr std::chrono::seconds staleAttemptAge{600};
-
 }  // namespace
 
-std::filesystem::path AttemptFolders::preferredFolder(const std::string& applicationName,
-                                                      const std::string& installerSubdirectoryName) const {
-  const std::optional<std::filesystem::path> support = parts_.fileManager->applicationSupportDirectory();
-  const std::filesystem::path base =
-      parts_.fileManager->resolvingSymlinks(support ? *support : parts_.fileManager->temporaryDirectory());
-  return base.string() + "/" + applicationName + "/" + installerSubdirectoryName;
+std::vector<AttemptFolders::Root> AttemptFolders::roots(const std::string& applicationName,
+                                                        const std::string& installerSubdirectoryName) const {
+  const auto root = [&](const std::filesystem::path& base, bool isTemporary) {
+    return Root{base, base.string() + "/" + applicationName + "/" + installerSubdirectoryName, isTemporary};
+  };
+  const FileSystem& files = *parts_.fileManager;
+  const std::optional<std::filesystem::path> support = files.applicationSupportDirectory();
+  const std::optional<std::filesystem::path> temporary = privateFolders_.baseIn(files.temporaryDirectory());
+  std::vector<Root> roots;
+  if (support) {
+    roots.push_back(root(files.resolvingSymlinks(*support), false));
+  } else if (temporary) {
+    roots.push_back(root(files.resolvingSymlinks(*temporary), true));
+  }
+  if (temporary) roots.push_back(root(*temporary, true));
+  return roots;
 }
 
-std::filesystem::path AttemptFolders::temporaryFolder(const std::string& applicationName,
-                                                      const std::string& installerSubdirectoryName) const {
-  return parts_.fileManager->temporaryDirectory().string() + "/" + applicationName + "/" +
-         installerSubdirectoryName;
+void AttemptFolders::makeFolder(const Root& root, const std::filesystem::path& folder) const {
+  if (root.isTemporary) {
+    privateFolders_.make(root.base, folder);
+  } else {
+    parts_.fileManager->createDirectory(folder);
+  }
 }
 
 ArchivePlacement AttemptFolders::place(std::span<const std::uint8_t> archive,
                                        const std::string& archiveFileName, const std::string& applicationName,
                                        const std::string& installerSubdirectoryName, Sharing sharing) const {
-  return writeArchiveToFirstUsableDestination(
-      archive, archiveFileName, destinations(applicationName, installerSubdirectoryName, sharing));
-}
-
-std::vector<std::filesystem::path> AttemptFolders::destinations(const std::string& applicationName,
-                                                                const std::string& installerSubdirectoryName,
-                                                                Sharing sharing) const {
-  std::vector<std::filesystem::path> folders = {preferredFolder(applicationName, installerSubdirectoryName),
-                                                temporaryFolder(applicationName, installerSubdirectoryName)};
-  if (sharing == Sharing::ownFolder) {
-    for (std::filesystem::path& folder : folders) folder /= parts_.identifiers->makeUUID();
-  }
-  return folders;
-}
-
-ArchivePlacement AttemptFolders::writeArchiveToFirstUsableDestination(
-    std::span<const std::uint8_t> data, const std::string& archiveFileName,
-    const std::vector<std::filesystem::path>& folders) const {
-  for (const std::filesystem::path& folder : folders) {
-    if (!isPlainFileName(archiveFileName)) continue;
-    const std::filesystem::path archive = folder / archiveFileName;
+  if (!isPlainFileName(archiveFileName)) throw Error(Error::Case::writeFailed);
+  for (const Root& root : roots(applicationName, installerSubdirectoryName)) {
+    std::filesystem::path folder = root.folder;
+    if (sharing == Sharing::ownFolder) folder /= parts_.identifiers->makeUUID();
+    const std::filesystem::path file = folder / archiveFileName;
     try {
-      parts_.fileManager->removeItem(archive);
+      makeFolder(root, folder);
+    } catch (const std::exception&) {
+      continue;  // the next candidate may do
+    }
+    try {
+      parts_.fileManager->removeItem(file);
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): normally there is nothing to remove
     }
     try {
-      parts_.fileManager->createDirectory(folder);
-      parts_.fileManager->writeFileAtomically(archive, data);
-      return {archive, folder};
+      parts_.fileManager->writeFileAtomically(file, archive);
+      return {file, folder};
     } catch (const std::exception&) {
-      removeIfEmpty(folder);  // the next candidate may do
+      removeIfEmpty(folder);
     }
   }
   throw Error(Error::Case::writeFailed);
@@ -97,39 +94,44 @@ std::filesystem::path AttemptFolders::findSingleAppBundle(const std::filesystem:
 int AttemptFolders::removeStale(const std::string& applicationName,
                                 const std::string& installerSubdirectoryName,
                                 const std::filesystem::path& runningApplication) const {
-  return removeStale({preferredFolder(applicationName, installerSubdirectoryName),
-                      temporaryFolder(applicationName, installerSubdirectoryName)},
-                     runningApplication);
-}
-
-int AttemptFolders::removeStale(const std::vector<std::filesystem::path>& roots,
-                                const std::filesystem::path& runningApplication) const {
   const std::filesystem::path running = parts_.fileManager->resolvingSymlinks(runningApplication);
-  const Date cutoff = parts_.clock->now() - staleAttemptAge;
   int total = 0;
-  for (const std::filesystem::path& root : roots) {
-    std::vector<std::filesystem::path> entries;
-    try {
-      entries = parts_.fileManager->contentsOfDirectory(root, false);
-    } catch (const std::exception&) {
-      continue;
-    }
-    int removed = 0;
-    for (const std::filesystem::path& entry : entries) {
-      try {
-        if (!isStaleAttempt(entry, cutoff, running)) continue;
-        parts_.fileManager->removeItem(entry);
-        ++removed;
-      } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the entry does not count
-      }
-    }
+  for (const Root& root : roots(applicationName, installerSubdirectoryName)) {
+    if (!isTrusted(root)) continue;
+    const int removed = removeStaleIn(root.folder, running);
     if (removed > 0) {
       parts_.systemLog("Removed " + std::to_string(removed) + " stale installer attempt folders from " +
-                       root.string() + ".");
+                       root.folder.string() + ".");
     }
     total += removed;
   }
   return total;
+}
+
+bool AttemptFolders::isTrusted(const Root& root) const {
+  return (!root.isTemporary || privateFolders_.isPrivate(root.base)) &&
+         privateFolders_.areOwn(root.base, root.folder);
+}
+
+int AttemptFolders::removeStaleIn(const std::filesystem::path& folder,
+                                  const std::filesystem::path& running) const {
+  std::vector<std::filesystem::path> entries;
+  try {
+    entries = parts_.fileManager->contentsOfDirectory(folder, false);
+  } catch (const std::exception&) {
+    return 0;
+  }
+  const Date cutoff = parts_.clock->now() - staleAge;
+  int removed = 0;
+  for (const std::filesystem::path& entry : entries) {
+    try {
+      if (!isStaleAttempt(entry, cutoff, running)) continue;
+      parts_.fileManager->removeItem(entry);
+      ++removed;
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the entry does not count
+    }
+  }
+  return removed;
 }
 
 bool AttemptFolders::isStaleAttempt(const std::filesystem::path& entry, Date cutoff,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/private_folders.h"
 #include "pellam/date.h"
 #include "pellam/logger.h"
 #include "platform/clock.h"
@@ -23,8 +25,9 @@ struct ArchivePlacement {
 };
 
 // The folders in which installations are staged: below the user's application support or, where nothing can
-// be written there, below the temporary folder. Keeps its collaborators and no state between calls. Blocks;
-// any thread.
+// be written there, below the temporary folder. A temporary folder that others share gets a private folder
+// for them, see PrivateFolders; one that cannot be trusted is left out. Keeps its collaborators and no state
+// between calls. Blocks; any thread.
 class AttemptFolders {
  public:
   struct Collaborators {
@@ -32,14 +35,19 @@ class AttemptFolders {
     std::shared_ptr<UUIDGenerating> identifiers;
     std::shared_ptr<PellamClock> clock;
     DiagnosticLog systemLog;
+    std::uint32_t effectiveUserID;
   };
+
+  // From this age on an attempt's folder is nobody's any more.
+  static constexpr std::chrono::seconds staleAge{600};
 
   enum class Sharing {
     ownFolder,    // a fresh folder for this attempt alone, named by a UUID
     sharedFolder  // the same folder for every attempt
   };
 
-  explicit AttemptFolders(Collaborators collaborators) : parts_(std::move(collaborators)) {}
+  explicit AttemptFolders(Collaborators collaborators)
+      : parts_(std::move(collaborators)), privateFolders_(parts_.fileManager, parts_.effectiveUserID) {}
 
   // Writes the archive into the first folder that takes it, replacing a file of its name. Throws
   // OrvoUpdateInstallerError (writeFailed) when none does or the name is no plain one; folders that this made
@@ -52,29 +60,32 @@ class AttemptFolders {
   // OrvoUpdateInstallerError: invalidArchive, noAppBundleFound or multipleAppBundlesFound.
   [[nodiscard]] std::filesystem::path findSingleAppBundle(const std::filesystem::path& folder) const;
 
-  // Deletes attempt folders that are at least ten minutes old and do not hold the running application.
-  // Returns how many were removed. Never throws.
+  // Deletes attempt folders that are at least ten minutes old and do not hold the running application. What
+  // lies behind a link, or in a folder of somebody else's, is left alone. Returns how many were removed.
+  // Never throws.
   int removeStale(const std::string& applicationName, const std::string& installerSubdirectoryName,
                   const std::filesystem::path& runningApplication) const;
 
  private:
-  [[nodiscard]] std::filesystem::path preferredFolder(const std::string& applicationName,
-                                                      const std::string& installerSubdirectoryName) const;
-  [[nodiscard]] std::filesystem::path temporaryFolder(const std::string& applicationName,
-                                                      const std::string& installerSubdirectoryName) const;
-  [[nodiscard]] std::vector<std::filesystem::path> destinations(const std::string& applicationName,
-                                                                const std::string& installerSubdirectoryName,
-                                                                Sharing sharing) const;
-  [[nodiscard]] ArchivePlacement writeArchiveToFirstUsableDestination(
-      std::span<const std::uint8_t> data, const std::string& archiveFileName,
-      const std::vector<std::filesystem::path>& folders) const;
+  // Where attempts are staged, and the folder that is trusted to be the user's.
+  struct Root {
+    std::filesystem::path base;
+    std::filesystem::path folder;
+    bool isTemporary;
+  };
+
+  [[nodiscard]] std::vector<Root> roots(const std::string& applicationName,
+                                        const std::string& installerSubdirectoryName) const;
+  void makeFolder(const Root& root, const std::filesystem::path& folder) const;
   void removeIfEmpty(const std::filesystem::path& folder) const;
-  int removeStale(const std::vector<std::filesystem::path>& roots,
-                  const std::filesystem::path& runningApplication) const;
+  [[nodiscard]] bool isTrusted(const Root& root) const;
+  [[nodiscard]] int removeStaleIn(const std::filesystem::path& folder,
+                                  const std::filesystem::path& running) const;
   [[nodiscard]] bool isStaleAttempt(const std::filesystem::path& entry, Date cutoff,
                                     const std::filesystem::path& running) const;
 
   Collaborators parts_;
+  PrivateFolders privateFolders_;
 };
 
 }  // namespace pellam

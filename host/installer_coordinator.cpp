@@ -1,8 +1,10 @@
 #include "host/installer_coordinator.h"
 
+#include <system_error>
 #include <utility>
 
 #include "host/ready_to_install_question.h"
+#include "host/shared_folder_exchange.h"
 #include "installer/failure_report.h"
 #include "installer/file_safety.h"
 #include "pellam/installer_error.h"
@@ -83,7 +85,8 @@ OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(Collaborators col
       folders_({.fileManager = parts_.fileManager,
                 .identifiers = parts_.environment.identifiers,
                 .clock = parts_.environment.clock,
-                .systemLog = parts_.environment.systemLog}) {}
+                .systemLog = parts_.environment.systemLog,
+                .effectiveUserID = parts_.environment.effectiveUserID}) {}
 
 // The archive's memory is given back before anything else is done.
 template <typename Request>
@@ -101,14 +104,14 @@ ArchivePlacement OrvoUpdateInstallerCoordinator::downloadAndPlace(const Request&
 OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundleUpdate(
     const OrvoAppBundleUpdateRequest& request, const Window& progressWindow,
     const LaunchProgressHandler& launchProgressHandler, const CancellationToken& cancellation) {
-  const InstallationTurn turn(isInstalling_);
   const WindowClosing closing(parts_.environment.mainThread, progressWindow);
+  const InstallationTurn turn(isInstalling_);
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
   validateReplacementHelperAvailable(request);
 
   const ArchivePlacement placement =
       downloadAndPlace(request, AttemptFolders::Sharing::ownFolder, progressWindow, cancellation);
-  unzipAndRemoveArchive(placement, progressWindow, cancellation);
+  unzipAndRemoveArchive(placement.archiveURL, placement.destinationFolderURL, progressWindow, cancellation);
 
   display_.show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
   const std::filesystem::path staged = folders_.findSingleAppBundle(placement.destinationFolderURL);
@@ -147,20 +150,37 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
 std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstallerRequest& request,
                                                           const Window& progressWindow,
                                                           const CancellationToken& cancellation) {
-  const InstallationTurn turn(isInstalling_);
   const WindowClosing closing(parts_.environment.mainThread, progressWindow);
+  const InstallationTurn turn(isInstalling_);
   if (!request.archiveURL) throw Error(Error::Case::missingArchiveURL);
 
   const ArchivePlacement placement =
       downloadAndPlace(request, AttemptFolders::Sharing::sharedFolder, progressWindow, cancellation);
-  unzipAndRemoveArchive(placement, progressWindow, cancellation);
+  unpackIntoSharedFolder(request, placement, progressWindow, cancellation);
 
   display_.show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});
   const std::filesystem::path installer = placement.destinationFolderURL / request.installerFileName;
-  if (!staysInside(request.installerFileName) || !parts_.launcher->openInstaller(installer)) {
-    throw Error(Error::Case::launchFailed);
-  }
+  if (!parts_.launcher->openInstaller(installer)) throw Error(Error::Case::launchFailed);
   return installer.string();
+}
+
+void OrvoUpdateInstallerCoordinator::unpackIntoSharedFolder(const OrvoUpdateInstallerRequest& request,
+                                                            const ArchivePlacement& placement,
+                                                            const Window& window,
+                                                            const CancellationToken& cancellation) {
+  const SharedFolderExchange::Collaborators collaborators{parts_.fileManager, parts_.environment.identifiers,
+                                                          parts_.environment.clock};
+  try {
+    SharedFolderExchange exchange(collaborators, placement.destinationFolderURL);
+    unzipAndRemoveArchive(placement.archiveURL, exchange.newContent(), window, cancellation);
+    if (!staysInside(request.installerFileName) ||
+        !parts_.fileManager->itemExists(exchange.newContent() / request.installerFileName)) {
+      throw Error(Error::Case::launchFailed);
+    }
+    exchange.bringIn();
+  } catch (const std::system_error&) {
+    throw Error(Error::Case::unzipFailed);
+  }
 }
 
 void OrvoUpdateInstallerCoordinator::validateReplacementHelperAvailable(
@@ -170,16 +190,16 @@ void OrvoUpdateInstallerCoordinator::validateReplacementHelperAvailable(
   }
 }
 
-void OrvoUpdateInstallerCoordinator::unzipAndRemoveArchive(const ArchivePlacement& placement,
+void OrvoUpdateInstallerCoordinator::unzipAndRemoveArchive(const std::filesystem::path& archive,
+                                                           const std::filesystem::path& folder,
                                                            const Window& window,
                                                            const CancellationToken& cancellation) {
   display_.show(window, {"Extracting update…", std::nullopt, std::nullopt});
-  const bool isUnpacked =
-      parts_.unzipper->unzip(placement.archiveURL.string(), placement.destinationFolderURL.string());
+  const bool isUnpacked = parts_.unzipper->unzip(archive.string(), folder.string());
   cancellation.throwIfCancelled();
   if (!isUnpacked) throw Error(Error::Case::unzipFailed);
   try {
-    parts_.fileManager->removeItem(placement.archiveURL);
+    parts_.fileManager->removeItem(archive);
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): an archive left behind does no harm
   }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -36,6 +37,7 @@ struct OrvoUpdateInstallerCoordinatorEnvironment {
   std::shared_ptr<UUIDGenerating> identifiers;
   std::shared_ptr<PellamClock> clock;
   DiagnosticLog systemLog;
+  std::uint32_t effectiveUserID;  // with whose rights the file manager works
 };
 
 // Drives an accepted offer to a started installer: download, staging, unpacking, validation, the wait for
@@ -69,7 +71,10 @@ class OrvoUpdateInstallerCoordinator {
                                                          const LaunchProgressHandler& launchProgressHandler,
                                                          const CancellationToken& cancellation);
 
-  // Opens an installer from the archive. Returns the path of the file that was opened.
+  // Opens an installer from the archive, which is unpacked into the folder that all such archives share:
+  // items of earlier ones with the same names give way, and stay when anything fails before the opening. An
+  // archive without the named file is launchFailed, whatever an earlier one left there. Returns the path of
+  // the file that was opened.
   std::string installUpdate(const OrvoUpdateInstallerRequest& request, const Window& progressWindow,
                             const CancellationToken& cancellation);
 
@@ -88,8 +93,10 @@ class OrvoUpdateInstallerCoordinator {
   [[nodiscard]] ArchivePlacement downloadAndPlace(const Request& request, AttemptFolders::Sharing sharing,
                                                   const Window& window,
                                                   const CancellationToken& cancellation);
-  void unzipAndRemoveArchive(const ArchivePlacement& placement, const Window& window,
-                             const CancellationToken& cancellation);
+  void unpackIntoSharedFolder(const OrvoUpdateInstallerRequest& request, const ArchivePlacement& placement,
+                              const Window& window, const CancellationToken& cancellation);
+  void unzipAndRemoveArchive(const std::filesystem::path& archive, const std::filesystem::path& folder,
+                             const Window& window, const CancellationToken& cancellation);
   void validateReplacementHelperAvailable(const OrvoAppBundleUpdateRequest& request) const;
   void prepareFailureReportURLForFreshHandoff(const std::optional<std::filesystem::path>& report);
 

@@ -2,13 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
-#include <thread>
-
-#include "pellam/installer_error.h"
-#include "pellam/main_thread_queue.h"
-#include "tests/support/coordinator_fakes.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/coordinator_fixture.h"
 
 namespace pellam {
 namespace {
@@ -17,147 +11,7 @@ namespace fs = std::filesystem;
 using namespace testing_support;
 using Case = OrvoUpdateInstallerError::Case;
 
-class InstallerCoordinatorTest : public testing::Test {
- protected:
-  InstallerCoordinatorTest() {
-    helper_ = folder_.write("Editor.app/Contents/MacOS/PellamUpdateInstaller", "#!/bin/sh\n");
-    fs::permissions(helper_, fs::perms::owner_all);
-    network_->answers["http://a/Editor.zip"] = 200;
-  }
-
-  OrvoUpdateInstallerCoordinator::Collaborators collaborators(
-      std::shared_ptr<OrvoUpdateInstallerNetworkClient> network, DiagnosticLog log) {
-    return {.fileManager = files_,
-            .networkClient = std::move(network),
-            .unzipper = unzipper_,
-            .launcher = opener_,
-            .appBundleValidator = validator_,
-            .replacementLauncher = launcher_,
-            .launchUserContextProvider =
-                [] {
-                  return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-                },
-            .environment = {.mainThread = mainThread_,
-                            .bundles = std::make_shared<EnglishBundles>(),
-                            .localizationBundle = {},
-                            .identifiers = makeSystemUUIDGenerator(),
-                            .clock = clock_,
-                            .systemLog = std::move(log)}};
-  }
-
-  OrvoUpdateInstallerCoordinator& coordinator() {
-    if (!coordinator_) {
-      coordinator_ = std::make_unique<OrvoUpdateInstallerCoordinator>(
-          collaborators(network_, [this](const std::string& line) { log_.push_back(line); }));
-    }
-    return *coordinator_;
-  }
-
-  OrvoAppBundleUpdateRequest request() const {
-    OrvoAppBundleUpdateRequest request;
-    request.archiveURL = URL::parse("http://a/Editor.zip");
-    request.archiveFileName = "Editor.zip";
-    request.applicationName = "Editor";
-    request.installedApplicationURL = folder_ / "Editor.app";
-    request.hostIdentity = {"com.example.editor", "1.0", 100, "TEAM", false};
-    request.helperExecutableURL = helper_;
-    request.installerSubdirectoryName = "SeamlessInstaller";
-    request.failureReportAttemptIdentifier = "attempt";
-    return request;
-  }
-
-  // Runs the work on a worker while this thread is the main thread, as in a host.
-  template <typename Work>
-  void onWorker(const Work& work) {
-    std::exception_ptr failure;
-    std::thread worker([&] {
-      try {
-        work();
-      } catch (...) {
-        failure = std::current_exception();
-      }
-      mainThread_->stop();
-    });
-    mainThread_->run();
-    worker.join();
-    if (failure) std::rethrow_exception(failure);
-  }
-
-  // The case that an install of the request ends with.
-  Case failureOf(const OrvoAppBundleUpdateRequest& request) {
-    try {
-      coordinator().installAppBundleUpdate(request, nullptr, [](const auto&) {}, {});
-    } catch (const OrvoUpdateInstallerError& error) {
-      return error.errorCase();
-    }
-    ADD_FAILURE() << "the installation did not fail";
-    return Case::relaunchFailed;
-  }
-
-  TemporaryFolder folder_;
-  fs::path helper_;
-  std::shared_ptr<RedirectedFileSystem> files_ = std::make_shared<RedirectedFileSystem>(folder_.path());
-  std::shared_ptr<ScriptedNetwork> network_ = std::make_shared<ScriptedNetwork>();
-  std::shared_ptr<FolderMaker> unzipper_ = std::make_shared<FolderMaker>();
-  std::shared_ptr<RecordingOpener> opener_ = std::make_shared<RecordingOpener>();
-  std::shared_ptr<RecordingValidator> validator_ = std::make_shared<RecordingValidator>();
-  std::shared_ptr<RecordingLauncher> launcher_ = std::make_shared<RecordingLauncher>();
-  std::shared_ptr<MainThreadQueue> mainThread_ = std::make_shared<MainThreadQueue>();
-  std::shared_ptr<PellamClock> clock_ = std::make_shared<FixedClock>();
-  std::vector<std::string> log_;
-  std::unique_ptr<OrvoUpdateInstallerCoordinator> coordinator_;
-};
-
-// Reports one chunk and, while the main thread is still at showing it, 999 more.
-struct ChattyNetwork final : OrvoUpdateInstallerNetworkClient {
-  using OrvoUpdateInstallerNetworkClient::data;
-  NetworkData data(const URL& url, const CancellationToken&) override {
-    return {ByteBuffer(std::string_view("archive")), URLResponse{url, 200, std::nullopt}};
-  }
-  NetworkData data(const URL& url, const DownloadProgressHandler& handler,
-                   const CancellationToken& cancellation) override {
-    handler({1, 1000});
-    firstIsShowing.get_future().wait();
-    for (int chunk = 2; chunk <= 1000; ++chunk) handler({chunk, 1000});
-    allGiven.set_value();
-    EXPECT_EQ(lastShown.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    return data(url, cancellation);
-  }
-  std::promise<void> firstIsShowing;
-  std::promise<void> allGiven;
-  std::promise<void> lastShown;
-};
-
-struct SlowWindow final : OrvoUpdateProgressWindow {
-  explicit SlowWindow(ChattyNetwork& network) : network_(network) {}
-  void update(const OrvoUpdateProgressWindowState& state) override {
-    if (state.progressFraction.value_or(0) == 0) return;
-    fractions.push_back(*state.progressFraction);
-    if (fractions.size() == 1) {
-      network_.firstIsShowing.set_value();
-      network_.allGiven.get_future().wait();
-    }
-    if (state.progressFraction == 1.0) network_.lastShown.set_value();
-  }
-  void showReadyToInstallAndRelaunch(const std::string&, const std::string&,
-                                     std::function<void()> action) override {
-    action();
-  }
-  void requestUserAttention() override {}
-  void close() override {}
-  std::vector<double> fractions;
-
- private:
-  ChattyNetwork& network_;
-};
-
-TEST_F(InstallerCoordinatorTest, ShowsTheLatestProgressOfADownloadAndNeverLosesTheLast) {
-  const auto network = std::make_shared<ChattyNetwork>();
-  const auto window = std::make_shared<SlowWindow>(*network);
-  OrvoUpdateInstallerCoordinator coordinator(collaborators(network, [](const auto&) {}));
-  onWorker([&] { (void)coordinator.installAppBundleUpdate(request(), window, [](const auto&) {}, {}); });
-  EXPECT_EQ(window->fractions, (std::vector{0.001, 1.0}));
-}
+using InstallerCoordinatorTest = CoordinatorFixture;
 
 TEST_F(InstallerCoordinatorTest, ShowsEveryPhaseAndHandsTheStagedBundleOver) {
   const auto window = std::make_shared<RecordingWindow>();
@@ -204,20 +58,6 @@ TEST_F(InstallerCoordinatorTest, RefusesBeforeAnythingIsDownloaded) {
   EXPECT_TRUE(network_->requests.empty());
 }
 
-TEST_F(InstallerCoordinatorTest, DownloadsFromTheFallbackAfterAnyFailure) {
-  auto request = this->request();
-  request.fallbackArchiveURL = URL::parse("http://b/Editor.zip");
-  network_->answers = {{"http://a/Editor.zip", 404}, {"http://b/Editor.zip", std::nullopt}};
-  coordinator().installAppBundleUpdate(request, nullptr, [](const auto&) {}, {});
-  EXPECT_EQ(network_->requests, (std::vector<std::string>{"http://a/Editor.zip", "http://b/Editor.zip"}));
-
-  network_->answers = {{"http://a/Editor.zip", 199}, {"http://b/Editor.zip", 300}};
-  EXPECT_EQ(failureOf(request), Case::downloadFailed);
-  network_->answers.clear();
-  EXPECT_EQ(failureOf(request), Case::downloadFailed);
-  EXPECT_EQ(failureOf(this->request()), Case::downloadFailed);
-}
-
 TEST_F(InstallerCoordinatorTest, CancellingEndsEveryPhaseBeforeTheHandOff) {
   auto request = this->request();
   request.fallbackArchiveURL = URL::parse("http://b/Editor.zip");
@@ -248,46 +88,7 @@ TEST_F(InstallerCoordinatorTest, CancellingEndsEveryPhaseBeforeTheHandOff) {
   }
 }
 
-TEST_F(InstallerCoordinatorTest, StagesInTheTemporaryFolderWhenApplicationSupportIsFull) {
-  files_->fullVolume = folder_ / "Support";
-  const auto handed = coordinator().installAppBundleUpdate(request(), nullptr, [](const auto&) {}, {});
-  EXPECT_EQ(handed.stagedApplicationURL.parent_path().parent_path(),
-            folder_ / "Temporary/Editor/SeamlessInstaller");
-  EXPECT_TRUE(fs::is_empty(folder_ / "Support/Editor/SeamlessInstaller"));
-
-  files_->fullVolume = folder_.path();
-  EXPECT_EQ(failureOf(request()), Case::writeFailed);
-  files_->fullVolume.clear();
-  for (const std::string name : {"", "..", "../x.zip", "a/b.zip"}) {
-    auto named = request();
-    named.archiveFileName = name;
-    EXPECT_EQ(failureOf(named), Case::writeFailed) << name;
-  }
-}
-
-TEST_F(InstallerCoordinatorTest, FindsTheOneBundleOfTheArchive) {
-  struct Row {
-    std::vector<std::string> folders;
-    std::optional<Case> error;
-  };
-  const std::vector<Row> rows = {
-      {{"sub/folder/Editor.app", ".Hidden.app"}, std::nullopt},
-      {{"Editor.APP/Contents/Helper.app"}, std::nullopt},
-      {{"Editor.app", "Other.APP"}, Case::multipleAppBundlesFound},
-      {{"Editor.apple", "app"}, Case::noAppBundleFound},
-      {{".hidden/Editor.app"}, Case::noAppBundleFound},
-  };
-  for (const Row& row : rows) {
-    unzipper_->folders = row.folders;
-    if (row.error) {
-      EXPECT_EQ(failureOf(request()), *row.error) << row.folders.front();
-    } else {
-      const auto handed = coordinator().installAppBundleUpdate(request(), nullptr, [](const auto&) {}, {});
-      EXPECT_TRUE(
-          handed.stagedApplicationURL.string().ends_with(fs::path(row.folders.front()).begin()->string()) ||
-          row.folders.front().find("Editor.app") != std::string::npos);
-    }
-  }
+TEST_F(InstallerCoordinatorTest, TakesNoLinkForABundle) {
   unzipper_->folders = {"folder"};
   unzipper_->link = {"folder", "Editor.app"};
   EXPECT_EQ(failureOf(request()), Case::invalidArchive) << "a link is no bundle";
@@ -312,6 +113,20 @@ TEST_F(InstallerCoordinatorTest, ClearsAnOldFailureReportBeforeTheHandOff) {
   launcher_->requests.clear();
   EXPECT_EQ(failureOf(request()), Case::replacementLaunchFailed);
   EXPECT_TRUE(launcher_->requests.empty());
+}
+
+// Another attempt may fail while this one waits for the user: its report must not be taken for this one's.
+TEST_F(InstallerCoordinatorTest, ClearsAReportThatAppearsWhileTheUserIsAsked) {
+  const fs::path report =
+      folder_ / "Support/com.example.editor/SeamlessInstaller/PellamUpdateInstallerFailure.plist";
+  const auto window = std::make_shared<RecordingWindow>();
+  window->onReady = [&](const std::function<void()>& action) {
+    folder_.write(report, "another's");
+    action();
+  };
+  launcher_->onLaunch = [&] { EXPECT_FALSE(fs::exists(report)) << "cleared before the hand-off"; };
+  onWorker([&] { coordinator().installAppBundleUpdate(request(), window, [](const auto&) {}, {}); });
+  EXPECT_EQ(launcher_->requests.size(), 1U);
 }
 
 TEST_F(InstallerCoordinatorTest, TurnsEveryLaunchResultIntoItsError) {
@@ -340,82 +155,107 @@ TEST_F(InstallerCoordinatorTest, TurnsEveryLaunchResultIntoItsError) {
 }
 
 TEST_F(InstallerCoordinatorTest, RefusesASecondInstallationAtOnce) {
-  bool refused = false;
+  const auto first = std::make_shared<RecordingWindow>();
+  const auto second = std::make_shared<RecordingWindow>();
+  const auto third = std::make_shared<RecordingWindow>();
   unzipper_->onUnzip = [&] {
-    try {
-      coordinator().installUpdate({}, nullptr, {});
-    } catch (const InstallationInProgress&) {
-      refused = true;
-    }
+    EXPECT_THROW((void)coordinator().installUpdate({}, second, {}), InstallationInProgress);
+    EXPECT_THROW(coordinator().installAppBundleUpdate(request(), third, [](const auto&) {}, {}),
+                 InstallationInProgress);
   };
-  coordinator().installAppBundleUpdate(request(), nullptr, [](const auto&) {}, {});
-  EXPECT_TRUE(refused);
-  EXPECT_EQ(failureOf([&] {
-              auto next = request();
-              next.archiveURL.reset();
-              return next;
-            }()),
-            Case::missingArchiveURL)
-      << "the turn is given back";
+  onWorker([&] { coordinator().installAppBundleUpdate(request(), first, [](const auto&) {}, {}); });
+  EXPECT_EQ(second->shown, std::vector<std::string>{"closed"});
+  EXPECT_EQ(third->shown, std::vector<std::string>{"closed"});
+  EXPECT_EQ(first->shown.size(), 7U) << "the first goes on";
+  EXPECT_EQ(first->shown.back(), "closed");
+  EXPECT_EQ(launcher_->requests.size(), 1U);
+  auto next = request();
+  next.archiveURL.reset();
+  EXPECT_EQ(failureOf(next), Case::missingArchiveURL) << "the turn is given back";
 }
 
-TEST_F(InstallerCoordinatorTest, OpensTheInstallerOfAnInstallerArchive) {
-  OrvoUpdateInstallerRequest request;
-  request.archiveURL = URL::parse("http://a/Editor.zip");
-  request.archiveFileName = "Editor.zip";
-  request.installerFileName = "Editor Installer.pkg";
-  request.applicationName = "Editor";
-  request.installerSubdirectoryName = "Installer";
+class InstallerFileTest : public CoordinatorFixture {
+ protected:
+  InstallerFileTest() {
+    unzipper_->folders = {"Documents"};
+    request_.archiveURL = URL::parse("http://a/Editor.zip");
+    request_.archiveFileName = "Editor.zip";
+    request_.installerFileName = "Editor Installer.pkg";
+    request_.applicationName = "Editor";
+    request_.installerSubdirectoryName = "Installer";
+  }
+  std::optional<Case> failure(const CancellationToken& cancellation = {}) {
+    try {
+      coordinator().installUpdate(request_, nullptr, cancellation);
+    } catch (const OrvoUpdateInstallerError& error) {
+      return error.errorCase();
+    }
+    return std::nullopt;
+  }
+  std::vector<std::string> namesInSharedFolder() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(shared_)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  const fs::path shared_ = folder_ / "Support/Editor/Installer";
+  const fs::path installer_ = shared_ / "Editor Installer.pkg";
+  OrvoUpdateInstallerRequest request_;
+};
+
+TEST_F(InstallerFileTest, OpensTheInstallerOfAnArchive) {
   const auto window = std::make_shared<RecordingWindow>();
   std::string opened;
-  onWorker([&] { opened = coordinator().installUpdate(request, window, {}); });
-  EXPECT_EQ(opened, (folder_ / "Support/Editor/Installer/Editor Installer.pkg").string());
+  onWorker([&] { opened = coordinator().installUpdate(request_, window, {}); });
+  EXPECT_EQ(opened, installer_.string());
+  EXPECT_EQ(opener_->opened, std::vector{installer_});
   EXPECT_EQ(window->shown,
             (std::vector<std::string>{"Downloading update…|Preparing download…|0.00",
                                       "Extracting update…|-|-", "Opening installer…|-|-", "closed"}));
+  EXPECT_EQ(namesInSharedFolder(), (std::vector<std::string>{"Documents", "Editor Installer.pkg"}));
 
-  request.installerFileName = "../../../other.pkg";
-  opener_->opened.clear();
-  try {
-    coordinator().installUpdate(request, nullptr, {});
-    ADD_FAILURE();
-  } catch (const OrvoUpdateInstallerError& error) {
-    EXPECT_EQ(error.errorCase(), Case::launchFailed);
-  }
-  EXPECT_TRUE(opener_->opened.empty()) << "a name from the feed must not leave the archive";
+  request_.installerFileName = "../../../other.pkg";
+  folder_.write("other.pkg", "");
+  EXPECT_EQ(failure(), Case::launchFailed);
+  EXPECT_EQ(opener_->opened.size(), 1U) << "a name from the feed must not leave the archive";
 }
 
-TEST_F(InstallerCoordinatorTest, RemovesOnlyStaleAttempts) {
-  const std::string base = "Support/Editor/SeamlessInstaller/";
-  const Date now = clock_->now();
-  const auto attempt = [&](const std::string& name, std::chrono::seconds age) {
-    fs::create_directories(folder_ / (base + name));
-    files_->creationDates[name] = now - age;
-    return folder_ / (base + name);
+TEST_F(InstallerFileTest, ALaterArchiveTakesThePlaceOfAnEarlierOne) {
+  EXPECT_EQ(failure(), std::nullopt);
+  unzipper_->files = {{"Editor Installer.pkg", "newer"}};
+  EXPECT_EQ(failure(), std::nullopt);
+  EXPECT_EQ(TemporaryFolder::read(installer_), "newer");
+  EXPECT_EQ(opener_->opened.size(), 2U);
+  EXPECT_EQ(namesInSharedFolder(), (std::vector<std::string>{"Documents", "Editor Installer.pkg"}));
+}
+
+TEST_F(InstallerFileTest, AnArchiveThatIsOfNoUseLeavesTheEarlierOneAndOpensNothing) {
+  EXPECT_EQ(failure(), std::nullopt);
+  const std::vector<std::string> before = namesInSharedFolder();
+  unzipper_->files = {{"readme.txt", ""}};
+  EXPECT_EQ(failure(), Case::launchFailed) << "the installer that is there is an earlier archive's";
+  EXPECT_EQ(namesInSharedFolder(), before);
+  unzipper_->files = {{"Editor Installer.pkg", "newer"}};
+  files_->onMove = [](const fs::path& source, const fs::path&) {
+    throw std::system_error(EIO, std::generic_category(), source.string());
   };
-  const fs::path fresh = attempt("00000000-0000-4000-8000-000000000001", std::chrono::seconds(599));
-  const fs::path stale = attempt("00000000-0000-4000-8000-00000000000a", std::chrono::seconds(600));
-  const fs::path running = attempt("00000000-0000-4000-8000-000000000003", std::chrono::hours(99));
-  const fs::path named = attempt("keep", std::chrono::hours(99));
-  const fs::path file = folder_.write(base + "00000000-0000-4000-8000-000000000005", "");
-  files_->creationDates[file.filename().string()] = now - std::chrono::hours(99);
-  fs::create_directories(running / "Editor.app");
-
-  EXPECT_EQ(coordinator().removeStaleInstallerAttempts("Editor", "SeamlessInstaller", running / "Editor.app"),
-            1);
-  EXPECT_FALSE(fs::exists(stale));
-  for (const fs::path& kept : {fresh, running, named, file}) EXPECT_TRUE(fs::exists(kept)) << kept;
-  EXPECT_EQ(log_, std::vector{"Removed 1 stale installer attempt folders from " +
-                              (folder_ / "Support/Editor/SeamlessInstaller").string() + "."});
+  EXPECT_EQ(failure(), Case::unzipFailed);
+  files_->onMove = nullptr;
+  CancellationSource source;
+  unzipper_->onUnzip = [&] { source.cancel(); };
+  EXPECT_THROW((void)failure(source.token()), OperationCancelled);
+  fs::remove(shared_ / "Editor.zip");  // stays after a failure
+  EXPECT_EQ(namesInSharedFolder(), before);
+  unzipper_->succeeds = false;
+  EXPECT_EQ(failure(), Case::unzipFailed);
+  EXPECT_EQ(TemporaryFolder::read(installer_), "installer");
+  EXPECT_EQ(opener_->opened.size(), 1U);
 }
 
-TEST_F(InstallerCoordinatorTest, NeverShowsATotalBelowWhatWasReceived) {
-  EXPECT_EQ(coordinator().downloadProgressStatusText({1'200'000, 1'000'000}), "1.2 MB of 1.2 MB");
-  EXPECT_EQ(coordinator().downloadProgressStatusText({1'200'000, 12'000'000}), "1.2 MB of 12.0 MB");
-  EXPECT_EQ(coordinator().downloadProgressStatusText({1'200'000, std::nullopt}), "1.2 MB downloaded");
-  EXPECT_EQ(coordinator().downloadProgressStatusText({1'200'000, 0}), "1.2 MB downloaded");
-  EXPECT_EQ(OrvoUpdateInstallerDownloadProgress({1200, 1000}).progressFraction(), 1.0);
-  EXPECT_EQ(OrvoUpdateInstallerDownloadProgress({1200, 0}).progressFraction(), std::nullopt);
+TEST_F(InstallerFileTest, AnInstallerThatNobodyOpensIsAFailure) {
+  opener_->succeeds = false;
+  EXPECT_EQ(failure(), Case::launchFailed);
+  EXPECT_EQ(opener_->opened, std::vector{installer_});
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ class OfferInstallation {
     std::string identifier;  // names the attempt in the installer's failure report
     std::string installerNameFormat = defaultInstallerNameFormat;  // one "%@" for the application's name
     std::shared_ptr<OrvoUpdateProgressWindow> window{};            // without one nobody is asked again
-    LaunchProgressHandler launchProgress{};
+    LaunchProgressHandler launchProgress{};                        // any thread; empty: nobody listens
     CancellationToken cancellation{};
   };
 

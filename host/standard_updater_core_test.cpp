@@ -98,6 +98,26 @@ TEST_F(StandardUpdaterTest, ChecksAgainWhenTheTimeHasCome) {
   }
 }
 
+// What only somebody who asks is told: a beta release, and an offer that was shown a moment ago.
+TEST_F(StandardUpdaterTest, AnAutomaticCheckDoesNotOfferWhatAManualOneDoes) {
+  const auto shownJustNow = [this] { remembered().setLastNewsDisplayedDate(time_->now()); };
+  const std::vector<std::pair<FeedEntry, std::function<void()>>> rows = {
+      {entry({{"current", "2.0b1"}}), [] {}}, {entry(), shownJustNow}};
+  for (const auto& [offered, prepare] : rows) {
+    settings_ = std::make_shared<MemorySettings>();
+    logger_ = std::make_shared<RecordingLogger>();
+    makeUpdater();
+    prepare();
+    feed_->serve({offered});
+    updater_->start();
+    untilLogged("nothing to offer");
+    EXPECT_EQ(window(), nullptr);
+    updater_->checkForUpdates();
+    untilPrompt();
+    window()->performClose();
+  }
+}
+
 TEST_F(StandardUpdaterTest, RemindsWhenTheReminderIsDue) {
   feed_->serve({entry({{"interval", "1000000"}})});
   updater_->start();

@@ -59,7 +59,8 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
                           .localizationBundle = bundle,
                           .identifiers = host.identifiers,
                           .clock = host.clock,
-                          .systemLog = makeSystemLog()}});
+                          .systemLog = makeSystemLog(),
+                          .effectiveUserID = host.process->effectiveUserID()}});
   return host;
 }
 

@@ -21,6 +21,7 @@ struct FileAttributes {
   FileType type = FileType::other;
   std::optional<std::uint32_t> ownerID;
   std::optional<std::uint32_t> groupID;
+  std::uint32_t permissions = 0;  // the permission bits with set-user, set-group and sticky: 0 to 07777
   std::uint64_t fileSystemNumber = 0;
   std::uint64_t fileNumber = 0;
   std::optional<Date> creationDate;  // absent where the volume keeps none
@@ -104,7 +105,8 @@ class FileSystem {
   // Writes everything that is pending for the folder's volume through to the disk.
   virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
 
-  // This user's own folder for temporary files (TMPDIR where it is set), not resolved.
+  // This user's own folder for temporary files (TMPDIR where it is set), not resolved. Whoever set TMPDIR may
+  // have named a folder that others share, or none at all.
   [[nodiscard]] virtual std::filesystem::path temporaryDirectory() const = 0;
   // The user's first Application Support folder; nothing when there is no home folder.
   [[nodiscard]] virtual std::optional<std::filesystem::path> applicationSupportDirectory() const = 0;

@@ -209,6 +209,7 @@ class MacFileSystem final : public FileSystem {
     if (S_ISLNK(status.st_mode)) attributes.type = FileType::symbolicLink;
     attributes.ownerID = status.st_uid;
     attributes.groupID = status.st_gid;
+    attributes.permissions = status.st_mode & 07777;
     attributes.fileSystemNumber = static_cast<std::uint64_t>(status.st_dev);
     attributes.fileNumber = status.st_ino;
     attributes.creationDate = dateOf(status.st_birthtimespec);

@@ -157,6 +157,18 @@ TEST_F(FileSystemContractTest, AnswersQuestionsAboutItems) {
   EXPECT_EQ(files_->resolvingSymlinks(root_ / "link" / "file"), real / "file");
 }
 
+TEST_F(FileSystemContractTest, TellsWhoseAnItemIsAndWhoMayChangeIt) {
+  fs::create_directory(root_ / "shared");
+  fs::permissions(root_ / "shared", fs::perms(01777));
+  files_->createPrivateDirectory(root_ / "private");
+  write(root_ / "file", "");
+  fs::permissions(root_ / "file", fs::perms(06751));
+  EXPECT_EQ(files_->attributes(root_ / "shared").permissions, 01777U);
+  EXPECT_EQ(files_->attributes(root_ / "private").permissions, 0700U);
+  EXPECT_EQ(files_->attributes(root_ / "file").permissions, 06751U);
+  EXPECT_EQ(files_->attributes(root_ / "private").ownerID, ::geteuid());
+}
+
 TEST(PosixErrorName, NamesNumbers) {
   EXPECT_EQ(posixErrorName(EACCES), "EACCES");
   EXPECT_EQ(posixErrorName(EPERM), "EPERM");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,9 +24,9 @@ class RedirectedFileSystem : public ForwardingFileSystem {
  public:
   explicit RedirectedFileSystem(std::filesystem::path home) : home_(std::move(home)) {}
   std::optional<std::filesystem::path> applicationSupportDirectory() const override {
-    return home_ / "Support";
+    return hasSupport ? std::optional(home_ / "Support") : std::nullopt;
   }
-  std::filesystem::path temporaryDirectory() const override { return home_ / "Temporary"; }
+  std::filesystem::path temporaryDirectory() const override { return home_ / temporaryName; }
   void writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) override {
     if (!fullVolume.empty() && path.string().starts_with(fullVolume.string())) {
       throw std::system_error(ENOSPC, std::generic_category(), path.string());
@@ -35,6 +36,10 @@ class RedirectedFileSystem : public ForwardingFileSystem {
   void removeItem(const std::filesystem::path& path) override {
     if (path == unremovable) throw std::system_error(EACCES, std::generic_category(), path.string());
     ForwardingFileSystem::removeItem(path);
+  }
+  void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) override {
+    if (onMove) onMove(source, destination);
+    ForwardingFileSystem::moveItem(source, destination);
   }
   FileAttributes attributes(const std::filesystem::path& path) const override {
     FileAttributes attributes = ForwardingFileSystem::attributes(path);
@@ -47,6 +52,9 @@ class RedirectedFileSystem : public ForwardingFileSystem {
   std::filesystem::path fullVolume;
   std::filesystem::path unremovable;
   std::map<std::string, Date> creationDates;
+  bool hasSupport = true;
+  std::string temporaryName = "Temporary";  // made by whom it concerns
+  std::function<void(const std::filesystem::path&, const std::filesystem::path&)> onMove;
 
  private:
   std::filesystem::path home_;
@@ -68,12 +76,17 @@ struct ScriptedNetwork final : OrvoUpdateInstallerNetworkClient {
   std::function<void()> onRequest;
 };
 
-// "Unpacks" by making the folders it was told to make.
+// "Unpacks" by making the folders and files it was told to make; overwrites nothing, as the real one.
 struct FolderMaker final : OrvoUpdateArchiveUnzipping {
   bool unzip(const std::string& archivePath, const std::string& destinationPath) override {
     archive = archivePath;
     for (const std::string& folder : folders)
       std::filesystem::create_directories(std::filesystem::path(destinationPath) / folder);
+    for (const auto& [name, text] : files) {
+      const std::filesystem::path file = std::filesystem::path(destinationPath) / name;
+      if (std::filesystem::exists(file)) return false;
+      std::ofstream(file) << text;
+    }
     if (!link.second.empty()) {
       std::filesystem::create_directory_symlink(link.first,
                                                 std::filesystem::path(destinationPath) / link.second);
@@ -82,6 +95,7 @@ struct FolderMaker final : OrvoUpdateArchiveUnzipping {
     return succeeds;
   }
   std::vector<std::string> folders = {"Editor.app/Contents"};
+  std::map<std::string, std::string> files = {{"Editor Installer.pkg", "installer"}};  // names and texts
   std::pair<std::string, std::string> link;  // a target and the link's name, when there is one
   std::string archive;
   bool succeeds = true;
@@ -111,10 +125,12 @@ struct RecordingLauncher final : OrvoAppBundleUpdateHelperLaunching {
   OrvoAppBundleReplacementLaunchResult launchReplacement(const OrvoAppBundleReplacementRequest& request,
                                                          const LaunchProgressHandler& progress) override {
     requests.push_back(request);
+    if (onLaunch) onLaunch();
     progress(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
     return result;
   }
   std::vector<OrvoAppBundleReplacementRequest> requests;
+  std::function<void()> onLaunch;
   OrvoAppBundleReplacementLaunchResult result = OrvoAppBundleReplacementLaunchResult::launched();
 };
 

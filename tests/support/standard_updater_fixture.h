@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
@@ -70,7 +71,8 @@ class StandardUpdaterFixture : public testing::Test {
                             .localizationBundle = {},
                             .identifiers = makeSystemUUIDGenerator(),
                             .clock = time_,
-                            .systemLog = [](const auto&) {}}});
+                            .systemLog = [](const auto&) {},
+                            .effectiveUserID = ::geteuid()}});
     InstalledApplication application;
     application.path = folder_ / "Editor.app";
     application.identity = {"Editor", "com.example.editor", "1.0", "100"};

@@ -113,6 +113,7 @@ class LinuxFileSystem final : public FileSystem {
     if (S_ISLNK(status.stx_mode)) attributes.type = FileType::symbolicLink;
     attributes.ownerID = status.stx_uid;
     attributes.groupID = status.stx_gid;
+    attributes.permissions = status.stx_mode & 07777U;
     attributes.fileSystemNumber = makedev(status.stx_dev_major, status.stx_dev_minor);
     attributes.fileNumber = status.stx_ino;
     if ((status.stx_mask & STATX_BTIME) != 0) attributes.creationDate = dateOf(status.stx_btime);

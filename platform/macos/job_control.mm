@@ -29,9 +29,9 @@ class LaunchdJobControl final : public JobControl {
   JobControlOutcome remove(JobControlDomain domain, const std::string& label,
                            AuthorizationReference authorization, JobRemoval removal) override {
     CFErrorRef error = nullptr;
-    const Boolean succeeded =
-        SMJobRemove(domainName(domain), (__bridge CFStringRef)macos::stringFrom(label),
-                    reinterpret_cast<AuthorizationRef>(authorization), removal == JobRemoval::waitsForTheEnd ? 1 : 0, &error);
+    const Boolean succeeded = SMJobRemove(domainName(domain), (__bridge CFStringRef)macos::stringFrom(label),
+                                          reinterpret_cast<AuthorizationRef>(authorization),
+                                          removal == JobRemoval::waitsForTheEnd ? 1 : 0, &error);
     return outcome(succeeded, error);
   }
 
@@ -48,7 +48,8 @@ class LaunchdJobControl final : public JobControl {
 
 }  // namespace
 
-std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem>, std::shared_ptr<BundleLoading>) {
+std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem>,
+                                                 std::shared_ptr<BundleLoading>) {
   return std::make_shared<LaunchdJobControl>();
 }
 

@@ -111,8 +111,9 @@ class SystemServiceConnections final : public ServiceConnectionMaking {
 
 }  // namespace
 
-std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(
-    const std::filesystem::path& hostBundle, std::shared_ptr<FileSystem>, std::shared_ptr<BundleLoading>) {
+std::shared_ptr<ServiceConnectionMaking> makeSystemServiceConnections(const std::filesystem::path& hostBundle,
+                                                                      std::shared_ptr<FileSystem>,
+                                                                      std::shared_ptr<BundleLoading>) {
   return std::make_shared<SystemServiceConnections>(hostBundle);
 }
 

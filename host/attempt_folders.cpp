@@ -70,7 +70,7 @@ ArchivePlacement AttemptFolders::place(std::span<const std::uint8_t> archive,
 
 void AttemptFolders::removeIfEmpty(const std::filesystem::path& folder) const {
   try {
-    if (parts_.fileManager->contentsOfDirectory(folder, false).empty())
+    if (parts_.fileManager->contentsOfDirectory(folder, HiddenItems::included).empty())
       parts_.fileManager->removeItem(folder);
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): there was no folder to begin with
   }
@@ -117,7 +117,7 @@ int AttemptFolders::removeStaleIn(const std::filesystem::path& folder,
                                   const std::filesystem::path& running) const {
   std::vector<std::filesystem::path> entries;
   try {
-    entries = parts_.fileManager->contentsOfDirectory(folder, false);
+    entries = parts_.fileManager->contentsOfDirectory(folder, HiddenItems::included);
   } catch (const std::exception&) {
     return 0;
   }

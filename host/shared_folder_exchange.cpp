@@ -36,7 +36,8 @@ SharedFolderExchange::~SharedFolderExchange() {
 
 void SharedFolderExchange::bringIn() {
   try {
-    for (const std::filesystem::path& item : parts_.fileManager->contentsOfDirectory(newContent_, false)) {
+    for (const std::filesystem::path& item :
+         parts_.fileManager->contentsOfDirectory(newContent_, HiddenItems::included)) {
       const std::string name = item.filename().string();
       moveAside(name);
       parts_.fileManager->moveItem(item, sharedFolder_ / name);
@@ -75,7 +76,8 @@ void SharedFolderExchange::undo() {
 void SharedFolderExchange::removeLeftovers() const {
   const Date cutoff = parts_.clock->now() - AttemptFolders::staleAge;
   try {
-    for (const std::filesystem::path& entry : parts_.fileManager->contentsOfDirectory(sharedFolder_, false)) {
+    for (const std::filesystem::path& entry :
+         parts_.fileManager->contentsOfDirectory(sharedFolder_, HiddenItems::included)) {
       const std::string name = entry.filename().string();
       if (!name.starts_with(hiddenPrefix) || !isUUID(name.substr(std::string(hiddenPrefix).size()))) continue;
       const FileAttributes attributes = parts_.fileManager->attributes(entry);

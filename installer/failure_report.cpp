@@ -70,7 +70,7 @@ void removeAllReports(FileSystem& fileSystem, const Path& consumed, const Path& 
   removeIgnoringErrors(fileSystem, baseReport);
   std::vector<Path> entries;
   try {
-    entries = fileSystem.contentsOfDirectory(baseReport.parent_path(), false);
+    entries = fileSystem.contentsOfDirectory(baseReport.parent_path(), HiddenItems::included);
   } catch (const std::exception&) {
     return;
   }

@@ -53,7 +53,7 @@ bool recoverInterruptedReplacement(FileSystem& fileSystem, const Path& installed
   const std::string incomingPrefix = "." + name + OrvoAppBundleReplacementExecutor::incomingNameInfix;
   try {
     std::vector<Path> backups;
-    for (const Path& entry : fileSystem.contentsOfDirectory(installed.parent_path(), false)) {
+    for (const Path& entry : fileSystem.contentsOfDirectory(installed.parent_path(), HiddenItems::included)) {
       if (isNamed(entry, backupPrefix) && isRealDirectory(fileSystem, entry)) backups.push_back(entry);
       if (!isNamed(entry, incomingPrefix) && !isCopyInProgress(entry, incomingPrefix)) continue;
       diagnosticLog("Removing the unfinished copy of an interrupted replacement at " + entry.string());

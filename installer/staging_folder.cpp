@@ -34,7 +34,7 @@ void removeStagingFolder(FileSystem& fileSystem, const std::filesystem::path& st
   try {
     if (const auto attemptRoot = seamlessInstallerAttemptRoot(stagingFolder)) {
       fileSystem.removeItem(*attemptRoot);
-    } else if (fileSystem.contentsOfDirectory(stagingFolder, true).empty()) {
+    } else if (fileSystem.contentsOfDirectory(stagingFolder, HiddenItems::skipped).empty()) {
       fileSystem.removeItem(stagingFolder);
     }
   } catch (const std::exception&) {

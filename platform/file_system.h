@@ -31,6 +31,9 @@ struct FileAttributes {
 // What an enumeration does below the entry that its visitor has just seen.
 enum class EnumerationStep { descend, skipDescendants, stop };
 
+// Items whose names begin with a full stop, and those that the system hides.
+enum class HiddenItems { included, skipped };
+
 struct EnumerationOptions {
   bool skipsHiddenFiles = false;
   bool skipsPackageDescendants = false;  // does not look inside folders with a bundle's extension
@@ -78,7 +81,7 @@ class FileSystem {
 
   // The paths of a folder's direct entries, in the order of their names.
   [[nodiscard]] virtual std::vector<std::filesystem::path> contentsOfDirectory(
-      const std::filesystem::path& path, bool skipsHiddenFiles) const = 0;
+      const std::filesystem::path& path, HiddenItems hiddenItems) const = 0;
   // Visits everything below the folder, a folder before its contents, links never followed. Throws when the
   // folder itself cannot be opened; folders below that cannot be opened are passed over.
   virtual void enumerate(

@@ -25,7 +25,7 @@ SealedItem::NestedCode sealNestedCode(const FolderOpening& folders, const Bundle
   try {
     const BundleContents nested(folders, nestedPath);
     const OpenedSignature signature(nested);
-    verifySealedContents(folders, nested, signature, false);
+    verifySealedContents(folders, nested, signature, Strictness::ordinary);
     return {codeHash(signature.codeDirectoryBytes), signature.requirement.text()};
   } catch (const CodeSigningError& error) {
     std::vector<std::string> details = error.details();

@@ -155,7 +155,8 @@ void verifyNested(const FolderOpening& folders, const VerificationRequest& reque
   const BundleContents bundle(folders, request.bundle);
   const OpenedSignature signature(bundle);
   signature.signature.requireTrust(request.anchors);
-  verifySealedContents(folders, bundle, signature, request.strict);
+  verifySealedContents(folders, bundle, signature,
+                       request.strict ? Strictness::strict : Strictness::ordinary);
   if (!request.deep) return;
   for (const BundleItem& item : bundle.items()) {
     if (item.kind != BundleItem::Kind::nestedCode) continue;
@@ -174,7 +175,7 @@ void verifyNested(const FolderOpening& folders, const VerificationRequest& reque
 }  // namespace
 
 void verifySealedContents(const FolderOpening& folders, const BundleContents& bundle,
-                          const OpenedSignature& signature, bool strict) {
+                          const OpenedSignature& signature, Strictness strictness) {
   requireSpecialSlots(bundle, signature);
   const ResourceSeal seal = openSeal(bundle, signature.codeDirectory);
   SealComparison comparison(bundle, seal);
@@ -188,7 +189,7 @@ void verifySealedContents(const FolderOpening& folders, const BundleContents& bu
   hasher.run();
   requireSameCode(bundle, signature.codeDirectory, pages);
   comparison.requireEqual();
-  if (strict) comparison.requireLinksInside();
+  if (strictness == Strictness::strict) comparison.requireLinksInside();
   comparison.requireNestedCode(folders);
 }
 

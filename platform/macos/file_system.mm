@@ -311,9 +311,9 @@ class MacFileSystem final : public FileSystem {
     copyToFreeName(item(source), item(destination));
   }
 
-  std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
+  std::vector<Path> contentsOfDirectory(const Path& path, HiddenItems hiddenItems) const override {
     std::vector<Path> entries = entriesOf(path);
-    if (skipsHiddenFiles) std::erase_if(entries, isHidden);
+    if (hiddenItems == HiddenItems::skipped) std::erase_if(entries, isHidden);
     return entries;
   }
 

@@ -120,8 +120,8 @@ TEST_F(FileSystemContractTest, EnumeratesWithoutFollowingLinks) {
   });
   EXPECT_EQ(visits, 1);
   EXPECT_EQ(errorOf([&] { files_->enumerate(root_ / "b.txt", {}, nullptr); }), ENOTDIR);
-  EXPECT_EQ(files_->contentsOfDirectory(root_, true).size(), 4U);
-  EXPECT_EQ(files_->contentsOfDirectory(root_, false).size(), 5U);
+  EXPECT_EQ(files_->contentsOfDirectory(root_, HiddenItems::skipped).size(), 4U);
+  EXPECT_EQ(files_->contentsOfDirectory(root_, HiddenItems::included).size(), 5U);
 }
 
 TEST_F(FileSystemContractTest, ChangesTheOwnerOfLinksNotOfTheirTargets) {

@@ -37,8 +37,8 @@ class ForwardingFileSystem : public FileSystem {
   void copyItem(const Path& source, const Path& destination) override {
     real_->copyItem(source, destination);
   }
-  std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
-    return real_->contentsOfDirectory(path, skipsHiddenFiles);
+  std::vector<Path> contentsOfDirectory(const Path& path, HiddenItems hiddenItems) const override {
+    return real_->contentsOfDirectory(path, hiddenItems);
   }
   void enumerate(const Path& path, EnumerationOptions options,
                  const std::function<EnumerationStep(const Path&)>& visitor) const override {

@@ -217,12 +217,12 @@ class LinuxFileSystem final : public FileSystem {
     copyToFreeName(locate(source), locate(destination), source, destination);
   }
 
-  std::vector<Path> contentsOfDirectory(const Path& path, bool skipsHiddenFiles) const override {
+  std::vector<Path> contentsOfDirectory(const Path& path, HiddenItems hiddenItems) const override {
     const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen()) throwError(errno, path.native());
     std::vector<Path> entries;
     for (const std::string& name : posix::namesInDirectory(folder.get(), path.native())) {
-      if (!skipsHiddenFiles || !isHidden(name)) entries.push_back(path / name);
+      if (hiddenItems == HiddenItems::included || !isHidden(name)) entries.push_back(path / name);
     }
     return entries;
   }

@@ -22,7 +22,9 @@ NAMESPACES = ["unshare", "--user", "--map-root-user", "--mount"]
 
 
 def namespaces_are_allowed():
-    return subprocess.run([*NAMESPACES, "--net", "true"], capture_output=True).returncode == 0
+    """With all that the tests do in them: some systems let everybody make namespaces, but not mount there."""
+    mounting = "for file in /etc/ssl/certs/ca-certificates.crt /etc/resolv.conf; do mount --bind $file $file || exit 1; done"
+    return subprocess.run([*NAMESPACES, "--net", "sh", "-c", mounting], capture_output=True).returncode == 0
 
 
 class Proxy:

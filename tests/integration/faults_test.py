@@ -352,4 +352,4 @@ class Processes(UpdateTestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(verbosity=2)

@@ -1,6 +1,8 @@
 """Updates from the command line as a user makes them: what is offered, what is installed, what is printed."""
 
 import json
+import plistlib
+import random
 import shutil
 import signal
 import subprocess
@@ -61,6 +63,71 @@ class Installation(UpdateTestCase):
         self.wait_for(lambda: "version=2.0" in self.log(), "the new application's start")
         self.wait_for(lambda: len(list(self.applications.iterdir())) == 1, "the backup's removal")
         self.assert_installed_is(self.releases.release("2.0", 200))
+
+
+class SeparateInstallers(UpdateTestCase):
+    """Archives whose named file the user's own installer takes over; here it is an application that says which it is."""
+
+    def setUp(self):
+        super().setUp()
+        self.said = self.folder / "said"
+        self.shared = self.support / "Editor/SeamlessInstaller"
+
+    def serve_installer(self, text, name="Setup.app", padding=0):
+        application = self.folder / "made" / text / name
+        (application / "Contents/MacOS").mkdir(parents=True)
+        (application / "Contents/Info.plist").write_bytes(plistlib.dumps(
+            {"CFBundleIdentifier": "com.example.setup", "CFBundleExecutable": "setup"}))
+        executable = application / "Contents/MacOS/setup"
+        executable.write_text(f"#!/bin/sh\necho {text} >> '{self.said}'\n")
+        executable.chmod(0o755)
+        if padding:
+            (application / "Contents/padding").write_bytes(random.Random(1).randbytes(padding))
+        self.server.routes["/feed.plist"] = feed(installer=f"{self.server.address}/Setup.zip", installer_name="Setup.app")
+        self.server.routes["/Setup.zip"] = zipped(application, self.folder / "setup.zip")
+
+    def assert_opened(self, *texts):
+        result = self.update("--yes")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.wait_for(lambda: self.said.read_text().split() == list(texts), f"the installer {texts[-1]}")
+        self.assertEqual([path.name for path in self.shared.iterdir()], ["Setup.app"])
+
+    def test_a_later_archive_of_the_same_names_takes_the_earlier_ones_place(self):
+        self.serve_installer("first")
+        self.assert_opened("first")
+        self.serve_installer("second")
+        self.assert_opened("first", "second")
+
+        self.server.routes["/Setup.zip"] = b"no archive"
+        self.assert_failed(self.update("--yes"), "the archive could not be unpacked")
+        (self.shared / "Setup.zip").unlink()
+        self.serve_installer("unnamed", name="Other.app")
+        self.assert_failed(self.update("--yes"), "the installer could not be opened")
+        self.assertEqual([path.name for path in self.shared.iterdir()], ["Setup.app"])
+        self.assertEqual(self.said.read_text().split(), ["first", "second"], "no earlier installer is opened instead")
+        self.serve_installer("third")
+        self.assert_opened("first", "second", "third")
+        self.assert_old_is_untouched()
+
+    def test_a_kill_in_the_middle_blocks_no_later_run(self):
+        self.serve_installer("first")
+        self.assert_opened("first")
+        self.serve_installer("killed", padding=60_000_000)
+        process = subprocess.Popen(self.command("--yes"), env=self.environment(), stdout=subprocess.DEVNULL)
+        self.wait_for(lambda: list(self.shared.glob(".unpacking-*/new/*")) or list(self.shared.glob(".unpacking-*/new/.*")),
+                      "the unpacking")
+        process.kill()
+        process.wait()
+        # What unpacks may still be at work.
+        self.wait_for(lambda: not subprocess.run(["pgrep", "-f", str(self.shared)], capture_output=True).stdout, "its end")
+        left = [path for path in self.shared.iterdir() if path.name.startswith(".unpacking-")]
+        self.assertEqual(len(left), 1)
+        (self.shared / "Setup.zip").unlink(missing_ok=True)
+        self.serve_installer("next")
+        result = self.update("--yes")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.wait_for(lambda: self.said.read_text().split()[-1] == "next", "the next installer")
+        self.assertTrue((self.shared / "Setup.app/Contents/MacOS/setup").read_text().count("next"))
 
 
 class Decisions(UpdateTestCase):

@@ -1,6 +1,7 @@
 """Updates through the sample application's windows, as a person who points, clicks and types makes them. Every control
 is found by its role and name, as assistive technology finds it. Run on a display of its own, on a session bus."""
 
+import pathlib
 import plistlib
 import re
 import signal
@@ -10,6 +11,24 @@ import unittest
 
 from harness import ROOT, UpdateTestCase, feed
 from screen import Screen, describe
+
+# What the web view's sandbox needs; the updater asks for the same.
+CONFINED = ["/usr/bin/bwrap", "--unshare-all", "--die-with-parent", "--ro-bind", "/", "/", "--proc", "/proc", "--dev", "/dev"]
+# A place where nothing can be confined: whoever is in it makes no more namespaces.
+UNCONFINED = ["unshare", "--user", "--map-current-user", "--keep-caps", "sh", "-c",
+              "for kind in user mnt; do echo 0 > /proc/sys/user/max_${kind}_namespaces || exit 1; done; exec \"$@\"", "sh"]
+
+
+def succeeds(*command):
+    try:
+        return subprocess.run([*command, "/bin/true"], capture_output=True).returncode == 0
+    except FileNotFoundError:
+        return False
+
+
+def web_content_can_be_confined():
+    return pathlib.Path("/usr/bin/xdg-dbus-proxy").exists() and succeeds(*CONFINED)
+
 
 NOTES = b"<!DOCTYPE html><h1>Editor 2.0</h1><p>News.</p>"
 
@@ -40,21 +59,21 @@ class WindowTestCase(UpdateTestCase):
             process.kill()
             process.communicate()
 
-    def start(self, **environment):
-        """The installed Editor, with windows, in the given language."""
+    def start(self, within=(), **environment):
+        """The installed Editor, with windows, in the given language, started by that command."""
         info = self.installed / "Contents/Info.plist"
         values = plistlib.loads(info.read_bytes())
         values.update(EditorHasNoWindows=False, PellamFeedURL=f"{self.server.address}/feed.plist")
         info.write_bytes(plistlib.dumps(values))
         self.releases.sign(self.installed)
         variables = dict(self.environment(), GDK_BACKEND="x11", GSK_RENDERER="cairo", **environment)
-        process = subprocess.Popen([self.installed / "Contents/MacOS/Editor"], env=variables, stderr=subprocess.PIPE,
+        process = subprocess.Popen([*within, self.installed / "Contents/MacOS/Editor"], env=variables, stderr=subprocess.PIPE,
                                    text=True)
         self.running.append(process)
         return process
 
-    def start_and_wait(self, **environment):
-        process = self.start(**environment)
+    def start_and_wait(self, within=(), **environment):
+        process = self.start(within, **environment)
         self.screen.find("frame", "Editor 1.0")
         # Out of the middle, where the other windows open.
         self.screen.move("Editor 1.0", 0, 0)
@@ -77,6 +96,13 @@ class WindowTestCase(UpdateTestCase):
         return [line for line in (describe(node) for node in self.screen.nodes(window))
                 if not line.startswith(("panel ''", "filler"))]
 
+    @staticmethod
+    def notes_controls(is_confined):
+        """What is in the release notes' place: the page, or a button that opens it in the browser."""
+        if is_confined:
+            return ["panel 'Release Notes:'", "document text 'Release Notes:'"]
+        return ["panel 'Release Notes:'", "push button 'Show Release Notes'", "label 'Show Release Notes'"]
+
     def logged(self, text, count=1):
         self.wait_for(lambda: self.log().count(text) >= count, text)
 
@@ -90,10 +116,11 @@ class WholeUpdate(WindowTestCase):
         sentence = "Editor version 2.0 is now available － you have 1.0. Would you like to download it now?"
         self.assertEqual(self.controls(prompt), [
             "frame 'Editor 2.0'", "image 'EditorLogo'", "label 'A new version is available!'", f"label '{sentence}'",
-            "label 'Release Notes:'", "panel 'Release Notes:'", "document text 'Release Notes:'",
+            "label 'Release Notes:'", *self.notes_controls(web_content_can_be_confined()),
             "push button 'Remind Me Later'", "label 'Remind Me Later'",
             "push button 'Install Update'", "label 'Install Update'"])
-        self.wait_for(lambda: "/notes.html" in self.server.requests, "the release notes")
+        if web_content_can_be_confined():
+            self.wait_for(lambda: "/notes.html" in self.server.requests, "the release notes")
         self.screen.click("push button", "Install Update")
         ready = self.screen.find("push button", "Install and Relaunch")
         self.assertEqual(self.controls(self.screen.window_of(ready)), [
@@ -126,6 +153,30 @@ class WholeUpdate(WindowTestCase):
         self.screen.click("push button", "OK")
         self.logged("the user dismissed the offer", 2)
         self.assertEqual(self.log().count("update: the user "), 3)
+
+
+class ReleaseNotes(WindowTestCase):
+    def shown(self, within=()):
+        self.start_and_wait(within)
+        self.offer()
+        self.check_for_updates()
+        prompt = self.screen.window_of(self.screen.find("push button", "Install Update"))
+        lines = self.controls(prompt)
+        return lines[lines.index("label 'Release Notes:'") + 1:lines.index("push button 'Remind Me Later'")]
+
+    def test_are_a_page_where_it_can_be_confined(self):
+        if not web_content_can_be_confined():
+            self.skipTest("this system cannot confine a web view (bwrap cannot make its namespaces)")
+        self.assertEqual(self.shown(), self.notes_controls(True))
+        self.wait_for(lambda: "/notes.html" in self.server.requests, "the release notes")
+
+    def test_are_a_button_where_it_cannot(self):
+        within = UNCONFINED if web_content_can_be_confined() else []
+        if within and not succeeds(*within):
+            self.skipTest("this system allows namespaces, but none in which they are forbidden")
+        self.assertFalse(succeeds(*within, *CONFINED))
+        self.assertEqual(self.shown(within), self.notes_controls(False))
+        self.assertNotIn("/notes.html", self.server.requests)
 
 
 class Alerts(WindowTestCase):
@@ -211,4 +262,4 @@ class Endings(WindowTestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(verbosity=2)

@@ -30,7 +30,7 @@ struct LateMainThread final : MainThread {
 
 ArchiveDownload download(std::shared_ptr<OrvoUpdateInstallerNetworkClient> network,
                          std::shared_ptr<MainThread> mainThread = std::make_shared<LateMainThread>()) {
-  return {std::move(network), ProgressDisplay(std::move(mainThread), std::make_shared<EnglishBundles>(), {})};
+  return {std::move(network), ProgressDisplay(std::move(mainThread), std::make_shared<FakeBundles>(), {})};
 }
 
 TEST(ArchiveDownload, TriesTheFallbackAfterEveryFailure) {

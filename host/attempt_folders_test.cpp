@@ -7,6 +7,7 @@
 #include "pellam/installer_error.h"
 #include "tests/support/coordinator_fakes.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/fake_identifiers.h"
 
 namespace pellam {
 namespace {
@@ -18,11 +19,6 @@ using Case = OrvoUpdateInstallerError::Case;
 using Sharing = AttemptFolders::Sharing;
 
 constexpr std::uint32_t somebodyElse = 65534;
-
-struct CountedIdentifiers final : UUIDGenerating {
-  std::string makeUUID() override { return "00000000-0000-4000-8000-00000000000" + std::to_string(++count); }
-  int count = 0;
-};
 
 class AttemptFoldersTest : public testing::Test {
  protected:
@@ -64,7 +60,7 @@ class AttemptFoldersTest : public testing::Test {
 
   TemporaryFolder folder_;
   std::shared_ptr<RedirectedFileSystem> files_ = std::make_shared<RedirectedFileSystem>(folder_.path());
-  std::shared_ptr<CountedIdentifiers> identifiers_ = std::make_shared<CountedIdentifiers>();
+  std::shared_ptr<CountingIdentifiers> identifiers_ = std::make_shared<CountingIdentifiers>();
   std::shared_ptr<PellamClock> clock_ = std::make_shared<FixedClock>();
   std::vector<std::string> log_;
   AttemptFolders folders_{

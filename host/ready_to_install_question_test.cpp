@@ -33,7 +33,7 @@ class ReadyToInstallQuestionTest : public testing::Test {
   }
 
   std::shared_ptr<MainThreadQueue> mainThread_ = std::make_shared<MainThreadQueue>();
-  ProgressDisplay display_{mainThread_, std::make_shared<EnglishBundles>(), {}};
+  ProgressDisplay display_{mainThread_, std::make_shared<FakeBundles>(), {}};
   std::shared_ptr<RecordingWindow> window_ = std::make_shared<RecordingWindow>();
   CancellationSource source_;
   const Lines question_ = {"Ready to Install|Install and Relaunch", "attention"};

@@ -7,18 +7,23 @@
 #include "platform/property_list.h"
 #include "tests/support/forwarding_file_system.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/fake_clock.h"
 
 namespace pellam {
 namespace {
 
 namespace fs = std::filesystem;
+using testing_support::FixedClock;
 using testing_support::ForwardingFileSystem;
 using testing_support::TemporaryFolder;
 using Store = OrvoAppBundleUpdateFailureReportStore;
 
-struct FixedClock final : PellamClock {
-  Date now() const override { return Date(std::chrono::microseconds(1'700'000'000'123'456)); }
-};
+// With a fraction of a second, which a report keeps.
+FixedClock reportClock() {
+  FixedClock clock;
+  clock.date = Date(std::chrono::microseconds(1'700'000'000'123'456));
+  return clock;
+}
 
 class HomeFileSystem final : public ForwardingFileSystem {
  public:
@@ -39,12 +44,12 @@ class FailureReportTest : public testing::Test {
     return names;
   }
   void write(const std::string& description, const std::optional<std::string>& attempt) {
-    store_.writeFailureReport(description, "com.example", FixedClock().now(), attempt);
+    store_.writeFailureReport(description, "com.example", reportClock().now(), attempt);
   }
 
   TemporaryFolder folder_;
   fs::path reports_ = folder_ / "com.example/SeamlessInstaller";
-  Store store_{std::make_shared<HomeFileSystem>(folder_.path()), std::make_shared<FixedClock>()};
+  Store store_{std::make_shared<HomeFileSystem>(folder_.path()), std::make_shared<FixedClock>(reportClock())};
 };
 
 TEST_F(FailureReportTest, NamesTheAttemptsFile) {
@@ -75,7 +80,7 @@ TEST_F(FailureReportTest, KeepsExactlyTheStatedKeys) {
   write("why", std::nullopt);
   const std::string bytes = TemporaryFolder::read(reports_ / Store::reportFileName);
   EXPECT_EQ(bytes.substr(0, 8), "bplist00");
-  const PropertyListDictionary expected{{"errorDescription", "why"}, {"failedAt", FixedClock().now()}};
+  const PropertyListDictionary expected{{"errorDescription", "why"}, {"failedAt", reportClock().now()}};
   EXPECT_EQ(readPropertyList({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}),
             PropertyListValue(expected));
 }
@@ -85,7 +90,7 @@ TEST_F(FailureReportTest, ConsumesThePreferredAttemptAndClearsTheRest) {
   write("second", "B");
   folder_.write("com.example/SeamlessInstaller/PellamUpdateInstallerFailure-note.txt", "");
   const auto report = store_.consumeFailureReport("com.example", "A");
-  EXPECT_EQ(report, (OrvoAppBundleUpdateFailureReport{"first", FixedClock().now(), "A"}));
+  EXPECT_EQ(report, (OrvoAppBundleUpdateFailureReport{"first", reportClock().now(), "A"}));
   EXPECT_EQ(files(), std::vector<std::string>{"PellamUpdateInstallerFailure-note.txt"});
   EXPECT_EQ(store_.consumeFailureReport("com.example", "A"), std::nullopt);
 }
@@ -94,7 +99,7 @@ TEST_F(FailureReportTest, FallsBackToTheBaseReportAndItsOwnAttempt) {
   write("first", "A");
   write("second", "B");
   const auto report = store_.consumeFailureReport("com.example", "C");
-  EXPECT_EQ(report, (OrvoAppBundleUpdateFailureReport{"second", FixedClock().now(), "B"}));
+  EXPECT_EQ(report, (OrvoAppBundleUpdateFailureReport{"second", reportClock().now(), "B"}));
   EXPECT_EQ(files(), std::vector<std::string>{"PellamUpdateInstallerFailure-A.plist"});
 }
 
@@ -103,7 +108,7 @@ TEST_F(FailureReportTest, AnUnreadableReportIsAnUnknownFailure) {
     const auto bytes = writeBinaryPropertyList(PropertyListValue(value));
     return std::string(bytes.begin(), bytes.end());
   };
-  const Date date = FixedClock().now();
+  const Date date = reportClock().now();
   const std::string bad[] = {
       "",
       "garbage",
@@ -127,7 +132,7 @@ TEST_F(FailureReportTest, AnUnreadableReportIsAnUnknownFailure) {
 }
 
 TEST_F(FailureReportTest, WithoutALocationNothingHappens) {
-  store_.writeFailureReport("x", "", FixedClock().now(), "A");
+  store_.writeFailureReport("x", "", reportClock().now(), "A");
   EXPECT_TRUE(fs::is_empty(folder_.path()));
   EXPECT_EQ(store_.consumeFailureReport("", "A"), std::nullopt);
   EXPECT_EQ(Store::userApplicationSupportReportURL("b", ""), std::nullopt);

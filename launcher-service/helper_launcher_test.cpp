@@ -246,18 +246,19 @@ TEST_F(Launch, NamesRightLabelAndPromptAfterTheApplication) {
   request.hostIdentity.reset();
   EXPECT_EQ(Launcher::launchdLabel(request), "com.tarnvale.pellam.pellam-updater");
 
+  bundles->main = "/Host.app/Contents/XPCServices/S.xpc";
   Launcher::Collaborators with;
   with.bundles = bundles;
   const Launcher launcher(std::move(with));
   EXPECT_EQ(launcher.authorizationPrompt(request), "Editor needs permission to update the installed app.");
-  EXPECT_EQ(bundles->asked,
-            "/Host.app/Contents/XPCServices/S.xpc|%@ needs permission to update the installed "
-            "app.|Updates");
+  constexpr const char* key = "%@ needs permission to update the installed app.";
+  const FakeBundles::LookUp inService{"/Host.app/Contents/XPCServices/S.xpc", "Updates", key};
+  EXPECT_EQ(bundles->lookedUp.back(), inService);
   bundles->bundles["/Applications/Editor.app"] = {};
-  bundles->localized = "Zum Aktualisieren braucht %@ eine Genehmigung.";
+  bundles->translations = {{key, "Zum Aktualisieren braucht %@ eine Genehmigung."}};
   EXPECT_EQ(launcher.authorizationPrompt(request), "Zum Aktualisieren braucht Editor eine Genehmigung.");
-  EXPECT_TRUE(bundles->asked.starts_with("/Applications/Editor.app|"));
-  bundles->localized.clear();
+  EXPECT_EQ(bundles->lookedUp.back().bundle, "/Applications/Editor.app");
+  bundles->translations.clear();
   request.installedApplicationURL = "";
   EXPECT_EQ(launcher.authorizationPrompt(request), "The app needs permission to update the installed app.");
 }

@@ -15,7 +15,7 @@ const std::string signedOutput = "Executable=/E.app/Contents/MacOS/E\nTeamIdenti
 
 struct HostIdentity : testing::Test {
   std::shared_ptr<FakeBundles> bundles = std::make_shared<FakeBundles>();
-  std::shared_ptr<FakeTool> tool = std::make_shared<FakeTool>();
+  std::shared_ptr<ScriptedTools> tool = std::make_shared<ScriptedTools>();
   OrvoAppBundleUpdateHostIdentity requested{"com.example.E", "9.9", 999, std::nullopt, true};
   PropertyListDictionary information{{"CFBundleIdentifier", "com.example.E"},
                                      {"CFBundleShortVersionString", "1.2"},

@@ -40,7 +40,7 @@ class ProgressWindowPresenterTest : public testing::Test {
   }
 
   std::shared_ptr<RecordingToolkit> toolkit_ = std::make_shared<RecordingToolkit>();
-  std::shared_ptr<TranslatingBundles> bundles_ = std::make_shared<TranslatingBundles>();
+  std::shared_ptr<FakeBundles> bundles_ = std::make_shared<FakeBundles>();
   Presenter presenter_{toolkit_, bundles_};
   std::shared_ptr<Window> window_;
 };
@@ -78,7 +78,7 @@ TEST_F(ProgressWindowPresenterTest, FindsItsTitle) {
     bundles_->information = row.information;
     EXPECT_EQ(presenter_.resolvedWindowTitle(row.given), row.title);
   }
-  using LookUp = TranslatingBundles::LookUp;
+  using LookUp = FakeBundles::LookUp;
   EXPECT_EQ(bundles_->lookedUp.front(), (LookUp{"/Applications/Editor.app", "Updates", "%@ Update"}));
   EXPECT_EQ(bundles_->lookedUp.back(), (LookUp{"/Applications/Editor.app", "Updates", "Software Update"}));
 }

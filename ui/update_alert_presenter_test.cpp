@@ -16,7 +16,7 @@ using Phase = OrvoUpdateManualUpdateFailurePhase;
 class UpdateAlertPresenterTest : public testing::Test {
  protected:
   std::shared_ptr<RecordingToolkit> toolkit_ = std::make_shared<RecordingToolkit>();
-  std::shared_ptr<TranslatingBundles> bundles_ = std::make_shared<TranslatingBundles>();
+  std::shared_ptr<FakeBundles> bundles_ = std::make_shared<FakeBundles>();
   std::vector<std::string> opened_;
   bool opens_ = true;
   OrvoUpdateAlertPresenter presenter_{toolkit_, bundles_, [this](const URL& url) {
@@ -142,7 +142,7 @@ TEST_F(UpdateAlertPresenterTest, LooksTextsUpInTheirTables) {
   toolkit_->answers = {{0, true}};
   static_cast<void>(
       presenter_.presentManualCheckCompletionAlert({true, true, "Editor", true, false, bundle_}));
-  using LookUp = TranslatingBundles::LookUp;
+  using LookUp = FakeBundles::LookUp;
   EXPECT_EQ(bundles_->lookedUp,
             (std::vector<LookUp>{{bundle_.string(), "Updates", "No Updates Available"},
                                  {bundle_.string(), "Updates", "You are running the current version of %@."},

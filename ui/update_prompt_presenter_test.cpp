@@ -56,7 +56,7 @@ class UpdatePromptPresenterTest : public testing::Test {
   }
 
   std::shared_ptr<RecordingToolkit> toolkit_ = std::make_shared<RecordingToolkit>();
-  std::shared_ptr<TranslatingBundles> bundles_ = std::make_shared<TranslatingBundles>();
+  std::shared_ptr<FakeBundles> bundles_ = std::make_shared<FakeBundles>();
   std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
   std::unique_ptr<OrvoUpdatePromptPresenter> presenter_ =
       std::make_unique<OrvoUpdatePromptPresenter>(toolkit_, bundles_, workspace_);
@@ -170,7 +170,7 @@ TEST_F(UpdatePromptPresenterTest, LooksEveryTextUpInItsTable) {
   ASSERT_TRUE(present(input()));
   EXPECT_EQ(shown().prompt->sentence, "Sie haben 2.0; 2.5 ist da.");
   EXPECT_EQ(shown().prompt->buttons.front().title, "Installieren");
-  using LookUp = TranslatingBundles::LookUp;
+  using LookUp = FakeBundles::LookUp;
   const auto wasLookedUp = [&](const LookUp& lookUp) {
     return std::find(bundles_->lookedUp.begin(), bundles_->lookedUp.end(), lookUp) !=
            bundles_->lookedUp.end();

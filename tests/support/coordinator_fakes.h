@@ -15,6 +15,8 @@
 #include "host/installer_coordinator.h"
 #include "pellam/installer_error.h"
 #include "tests/support/forwarding_file_system.h"
+#include "tests/support/fake_bundles.h"
+#include "tests/support/fake_clock.h"
 
 // Substitutes for the coordinator's collaborators that write down what they were asked.
 namespace pellam::testing_support {
@@ -154,20 +156,6 @@ struct RecordingWindow final : OrvoUpdateProgressWindow {
   std::function<void(const std::function<void()>&)> onReady = [](const std::function<void()>& action) {
     action();
   };
-};
-
-struct EnglishBundles final : BundleLoading {
-  std::optional<Bundle> bundleAt(const std::filesystem::path&) const override { return std::nullopt; }
-  std::filesystem::path mainBundlePath() const override { return "/Applications/Editor.app"; }
-  std::string localizedString(const std::filesystem::path&, const std::string&, const std::string& table,
-                              const std::string& fallback) const override {
-    EXPECT_EQ(table, "Updates");
-    return fallback;
-  }
-};
-
-struct FixedClock final : PellamClock {
-  Date now() const override { return Date(std::chrono::hours(24 * 20'000)); }
 };
 
 }  // namespace pellam::testing_support

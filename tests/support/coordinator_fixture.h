@@ -38,7 +38,7 @@ class CoordinatorFixture : public testing::Test {
                   return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
                 },
             .environment = {.mainThread = mainThread_,
-                            .bundles = std::make_shared<EnglishBundles>(),
+                            .bundles = std::make_shared<FakeBundles>(),
                             .localizationBundle = {},
                             .identifiers = makeSystemUUIDGenerator(),
                             .clock = clock_,

@@ -16,6 +16,7 @@
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
 #include "ui/view_search.h"
+#include "tests/support/fake_bundles.h"
 
 // Windows without a display: a real little view tree that can be pressed, closed and looked at.
 namespace pellam::testing_support {
@@ -208,30 +209,6 @@ class RecordingToolkit final : public WindowToolkit {
 };
 
 // Texts in a language of its own where they are named, else in English. Records what was looked up.
-struct TranslatingBundles final : BundleLoading {
-  std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
-    return Bundle{path, information};
-  }
-  std::filesystem::path mainBundlePath() const override { return "/Applications/Editor.app"; }
-  std::string localizedString(const std::filesystem::path& bundle, const std::string& key,
-                              const std::string& table, const std::string& fallback) const override {
-    lookedUp.push_back({bundle.string(), table, key});
-    for (const auto& [english, translated] : translations) {
-      if (english == key) return translated;
-    }
-    return fallback;
-  }
-  PropertyListDictionary information;
-  std::vector<std::pair<std::string, std::string>> translations;
-  struct LookUp {
-    std::string bundle;
-    std::string table;
-    std::string key;
-    friend bool operator==(const LookUp&, const LookUp&) = default;
-  };
-  mutable std::vector<LookUp> lookedUp;
-};
-
 struct RecordingWorkspace final : Workspace {
   bool open(const std::filesystem::path& file) override {
     opened.push_back(file.string());

@@ -14,6 +14,8 @@
 #include "platform/identifiers.h"
 #include "platform/process_information.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/fake_identifiers.h"
+#include "tests/support/fake_tools.h"
 
 // Substitutes for the installer's collaborators that write down what they were asked.
 namespace pellam::testing_support {
@@ -43,36 +45,6 @@ struct ScriptedPrivilege final : OrvoAppBundleReplacementPrivilegeChecking {
 struct ScriptedPermission final : OrvoAppBundleReplacementPermissionChecking {
   bool destinationParentIsWritable(const std::filesystem::path&) override { return answer; }
   bool answer = true;
-};
-
-// Counts up: "00000000-0000-4000-8000-000000000001", …
-struct CountingIdentifiers final : UUIDGenerating {
-  std::string makeUUID() override {
-    const std::string number = std::to_string(++count);
-    return "00000000-0000-4000-8000-" + std::string(12 - number.size(), '0') + number;
-  }
-  int count = 0;
-};
-
-// Answers by the first argument of the call.
-struct ScriptedTools final : ChildProcessRunning {
-  ChildProcessResult run(const std::filesystem::path& executable,
-                         const std::vector<std::string>& arguments) override {
-    std::string call = executable.string();
-    for (const std::string& argument : arguments) call += " " + argument;
-    calls.push_back(call);
-    if (onRun) onRun();
-    return answers[arguments.empty() ? "" : arguments.front()];
-  }
-  static ChildProcessResult ended(std::int32_t status, std::string output) {
-    return {std::nullopt, status, std::move(output)};
-  }
-  static ChildProcessResult notStarted() {
-    return {BridgedError{"NSPOSIXErrorDomain", 2, "No such file"}, 0, "x"};
-  }
-  std::map<std::string, ChildProcessResult> answers;
-  std::vector<std::string> calls;
-  std::function<void()> onRun;
 };
 
 struct ScriptedProcess final : ProcessInformation {

@@ -17,6 +17,8 @@
 #include "pellam/installer_error.h"
 #include "platform/bundle_loading.h"
 #include "platform/child_process.h"
+#include "tests/support/fake_bundles.h"
+#include "tests/support/fake_tools.h"
 
 // Recording collaborators for the launcher service's tests. All that happens goes into one shared journal, so
 // that tests can see the order across collaborators.
@@ -25,37 +27,6 @@ namespace pellam::testing_support {
 using Journal = std::vector<std::string>;
 
 inline AuthorizationReference fakeReference() { return reinterpret_cast<AuthorizationReference>(0x10); }
-
-struct FakeBundles final : BundleLoading {
-  std::map<std::filesystem::path, PropertyListDictionary> bundles;
-  std::filesystem::path main = "/Host.app/Contents/XPCServices/S.xpc";
-  std::string localized;  // empty: the fallback
-  mutable std::string asked;
-
-  std::optional<Bundle> bundleAt(const std::filesystem::path& path) const override {
-    const auto found = bundles.find(path);
-    if (found == bundles.end()) return std::nullopt;
-    return Bundle{path, found->second};
-  }
-  std::filesystem::path mainBundlePath() const override { return main; }
-  std::string localizedString(const std::filesystem::path& bundle, const std::string& key,
-                              const std::string& table, const std::string& fallback) const override {
-    asked = bundle.string() + "|" + key + "|" + table;
-    return localized.empty() ? fallback : localized;
-  }
-};
-
-struct FakeTool final : ChildProcessRunning {
-  ChildProcessResult result;
-  std::vector<std::string> calls;
-  ChildProcessResult run(const std::filesystem::path& executable,
-                         const std::vector<std::string>& arguments) override {
-    std::string call = executable.string();
-    for (const std::string& argument : arguments) call += " " + argument;
-    calls.push_back(call);
-    return result;
-  }
-};
 
 // The platform's authorization calls with scripted statuses.
 struct FakeSecurityClient final : OrvoAppBundleSecurityAuthorizationClient {

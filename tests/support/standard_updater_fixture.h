@@ -67,7 +67,7 @@ class StandardUpdaterFixture : public testing::Test {
                   return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
                 },
             .environment = {.mainThread = mainThread_,
-                            .bundles = std::make_shared<EnglishBundles>(),
+                            .bundles = std::make_shared<FakeBundles>(),
                             .localizationBundle = {},
                             .identifiers = makeSystemUUIDGenerator(),
                             .clock = time_,
@@ -82,7 +82,7 @@ class StandardUpdaterFixture : public testing::Test {
     StandardUpdaterCollaborators collaborators{application,
                                                mainThread_,
                                                toolkit_,
-                                               std::make_shared<TranslatingBundles>(),
+                                               std::make_shared<FakeBundles>(),
                                                workspace_,
                                                settings_,
                                                feed_,

@@ -18,7 +18,7 @@ namespace pellam {
 namespace {
 
 using testing_support::RecordingWorkspace;
-using testing_support::TranslatingBundles;
+using testing_support::FakeBundles;
 using Action = OrvoUpdatePromptAction;
 
 FeedEntry offer(const FeedEntry& changes = {}) {
@@ -66,7 +66,7 @@ class PresentedWindows : public WindowTest {
     return widget != nullptr && gtk_widget_get_mapped(widget) != FALSE ? widget : nullptr;
   }
 
-  std::shared_ptr<TranslatingBundles> bundles_ = std::make_shared<TranslatingBundles>();
+  std::shared_ptr<FakeBundles> bundles_ = std::make_shared<FakeBundles>();
   std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
   std::unique_ptr<OrvoUpdatePromptPresenter> prompts_;
   std::vector<Action> answers_;

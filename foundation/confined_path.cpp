@@ -22,14 +22,15 @@ std::string joined(const std::vector<std::string>& names) {
 }  // namespace
 
 bool isConfinedName(std::string_view name) {
-  return !name.empty() && name != "." && name != ".." &&
-         name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+  return name.find('/') == std::string_view::npos && isConfinedPath(name);
 }
 
 bool isConfinedPath(std::string_view path) {
+  if (path.find('\0') != std::string_view::npos) return false;
   for (;;) {
     const std::size_t slash = path.find('/');
-    if (!isConfinedName(path.substr(0, slash))) return false;
+    const std::string_view name = path.substr(0, slash);
+    if (name.empty() || name == "." || name == "..") return false;
     if (slash == std::string_view::npos) return true;
     path.remove_prefix(slash + 1);
   }

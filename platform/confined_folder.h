@@ -80,10 +80,9 @@ class ConfinedFolder {
   // this user may not look is not known to stay inside.
   [[nodiscard]] virtual bool leadsInside(const std::string& path) const = 0;
 
-  // Makes an empty folder that nobody but its owner can enter.
+  // Makes an empty folder that nobody but its owner can enter, whatever the folder above hands down.
   virtual void makeFolder(const std::string& name) = 0;
-  // The same under a name that is free: the prefix and letters that nobody can guess. What the folder above
-  // grants by an access list is not handed down to it. Returns the name.
+  // The same under a name that is free: the prefix and letters that nobody can guess. Returns the name.
   [[nodiscard]] virtual std::string makeUniqueFolder(const std::string& prefix) = 0;
   // Makes an empty file. The permissions are the nine bits less what the process withholds from what it
   // makes.

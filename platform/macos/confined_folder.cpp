@@ -23,9 +23,9 @@ namespace {
 using macos::FileDescriptor;
 using macos::throwError;
 
-// Without it a named pipe would hold the program up.
+// A named pipe must not hold the program up, whatever was expected in its place.
 constexpr int readingFlags = O_RDONLY | O_NONBLOCK;
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY;
+constexpr int folderFlags = O_RDONLY | O_NONBLOCK | O_DIRECTORY;
 constexpr unsigned permissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 
 std::array<timespec, 2> modifiedAt(std::int64_t seconds) {
@@ -253,7 +253,11 @@ class MacConfinedFolder final : public ConfinedFolder {
   }
 
  private:
-  [[nodiscard]] std::string shown(const std::string& below) const { return path_ + "/" + below; }
+  [[nodiscard]] std::string shown(const std::string& below) const {
+    std::string path;
+    path.reserve(path_.size() + 1 + below.size());
+    return path.append(path_).append(1, '/').append(below);
+  }
   [[noreturn]] void fail(int error, const std::string& below) const { throwError(error, shown(below)); }
 
   [[nodiscard]] const char* checkedName(const std::string& name) const {

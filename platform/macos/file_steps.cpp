@@ -23,7 +23,7 @@ struct CloseDirectory {
   void operator()(DIR* stream) const { ::closedir(stream); }
 };
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY;
+constexpr int folderFlags = O_RDONLY | O_NONBLOCK | O_DIRECTORY;
 
 // One folder on the way down. Its descriptor is not kept; ".." brings it back and its identity proves it.
 struct Level {

@@ -193,7 +193,11 @@ class LinuxConfinedFolder final : public ConfinedFolder {
   }
 
  private:
-  [[nodiscard]] std::string shown(const std::string& below) const { return path_ + "/" + below; }
+  [[nodiscard]] std::string shown(const std::string& below) const {
+    std::string path;
+    path.reserve(path_.size() + 1 + below.size());
+    return path.append(path_).append(1, '/').append(below);
+  }
   [[noreturn]] void fail(int error, const std::string& below) const { throwError(error, shown(below)); }
 
   [[nodiscard]] const char* checkedName(const std::string& name) const {

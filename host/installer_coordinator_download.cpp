@@ -33,10 +33,19 @@ NetworkData OrvoUpdateInstallerCoordinator::downloadArchive(const URL& primaryUR
 
 NetworkData OrvoUpdateInstallerCoordinator::fetchSuccessfully(const URL& url, const Window& window,
                                                               const CancellationToken& cancellation) {
-  NetworkData result = fetchArchive(url, window, cancellation);
-  const std::optional<int> status = result.response.statusCode;
-  if (status && (*status < 200 || *status > 299)) throw Error(Error::Case::downloadFailed);
-  return result;
+  const auto note = [&](const std::string& reason) {
+    environment_.systemLog("Unable to download the update url=" + url.publicText() + " " + reason);
+  };
+  try {
+    NetworkData result = fetchArchive(url, window, cancellation);
+    const std::optional<int> status = result.response.statusCode;
+    if (!status || (*status >= 200 && *status <= 299)) return result;
+    note("status=" + std::to_string(*status));
+  } catch (const std::exception& error) {
+    throwIfCancellation(std::current_exception());
+    note(std::string("error=") + error.what());
+  }
+  throw Error(Error::Case::downloadFailed);
 }
 
 NetworkData OrvoUpdateInstallerCoordinator::fetchArchive(const URL& url, const Window& window,

@@ -62,7 +62,8 @@ OrvoUpdateInstallerCoordinator::writeArchiveToFirstUsableDestination(
       fileManager_->createDirectory(folder);
       fileManager_->writeFileAtomically(archive, data);
       return {archive, folder};
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+      environment_.systemLog(std::string("Unable to write the downloaded archive error=") + error.what());
       removeIfEmpty(folder);  // the next candidate may do
     }
   }

@@ -35,7 +35,7 @@ void StandardUpdaterSession::install(const FeedEntry& entry) {
       outcome.error = error;
       outcome.detail = std::string(error.caseName()) + ": " + installerErrorText(error);
     } catch (const std::exception& error) {
-      outcome.detail = bridge(error).description;
+      outcome.detail = error.what();
     }
     post([outcome, manualUpdateURL](StandardUpdaterSession& session) {
       session.finishInstallation(outcome, manualUpdateURL);

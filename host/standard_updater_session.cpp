@@ -119,7 +119,7 @@ void StandardUpdaterSession::startCheck() {
           outcome.isOffline = isOfflineError(error);
           outcome.failure = error.what();
         } catch (const std::exception& error) {
-          outcome.failure = bridge(error).description;
+          outcome.failure = error.what();
         }
         post([outcome = std::move(outcome)](StandardUpdaterSession& session) {
           session.whenNoAlertIsOpen([&session, outcome] { session.finishCheck(outcome); });
@@ -225,7 +225,8 @@ std::function<void(std::function<void(StandardUpdaterSession&)>)> StandardUpdate
 }
 
 void StandardUpdaterSession::log(const std::string& message, PellamLogLevel level) {
-  if (collaborators_.logger) collaborators_.logger->log([message] { return message; }, level, logCategory);
+  const auto line = [message] { return escapedLineBreaks(message); };  // it may come from a feed or a path
+  if (collaborators_.logger) collaborators_.logger->log(line, level, logCategory);
 }
 
 }  // namespace pellam

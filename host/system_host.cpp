@@ -42,7 +42,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
       hostPreAuthorizationTimeoutNanoseconds, hostPostAuthorizationTimeoutNanoseconds);
   host.coordinator = std::make_shared<OrvoUpdateInstallerCoordinator>(
       host.fileSystem, std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(makeSystemURLSessions()),
-      std::make_shared<OrvoUpdateSystemUnzipper>(tools),
+      std::make_shared<OrvoUpdateSystemUnzipper>(tools, makeSystemLog()),
       std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(makeSystemWorkspace()),
       std::make_shared<OrvoAppBundleCodeSignatureValidator>(host.fileSystem, tools, host.process,
                                                             makeSystemLog()),

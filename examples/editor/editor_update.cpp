@@ -78,7 +78,7 @@ bool EditorUpdate::updateIfOffered(const URL& feed, const UpdateCheckOptions& op
   } catch (const OrvoUpdateInstallerError& error) {
     log_.write("failed " + std::string(error.caseName()) + ": " + installerErrorText(error));
   } catch (const std::exception& error) {
-    log_.write("failed " + bridge(error).description);
+    log_.write(std::string("failed ") + error.what());
   }
   return false;
 }

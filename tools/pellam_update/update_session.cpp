@@ -1,5 +1,7 @@
 #include "tools/pellam_update/update_session.h"
 
+#include <atomic>
+
 #include "feed/feed_keys.h"
 #include "foundation/date_text.h"
 #include "foundation/installer_error.h"
@@ -36,8 +38,7 @@ UpdateExitStatus UpdateSession::run(const CancellationToken& cancellation) {
   } catch (const OrvoUpdateInstallerError& error) {
     return fail(std::string(error.caseName()), installerErrorText(error));
   } catch (const std::exception& error) {
-    const BridgedError bridged = bridge(error);
-    return fail(bridged.domain, bridged.description);
+    return fail(bridge(error).domain, error.what());
   }
 }
 
@@ -59,7 +60,9 @@ UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation
 
   const std::optional<OrvoUpdateFeedProcessingCandidate>& candidate = result.pipeline.selectedCandidate;
   if (!candidate || !candidate->display.shouldDisplayNow) {
-    parts_.reporter.nothingToOffer(application.identity);
+    constexpr std::size_t mostReasons = 20;
+    parts_.reporter.nothingToOffer(application.identity,
+                                   parts_.check->obstacles(feed, application, options_, mostReasons));
     return UpdateExitStatus::nothingToOffer;
   }
   parts_.reporter.offer(application.identity, *candidate);
@@ -87,10 +90,22 @@ void UpdateSession::install(const FeedEntry& feed, const CancellationToken& canc
   const auto request = OrvoAppBundleUpdateRequest::makeFromFeed(
       feed, application.identity.displayName, application.path, application.hostIdentity(),
       application.helperExecutable(), installerSubdirectoryName, parts_.identifiers->makeUUID());
+  // Nobody listens to an interrupt any more once the launcher service is at work; it is answered all the
+  // same.
+  enum class Phase { before, handedOff, answered };
+  const auto phase = std::make_shared<std::atomic<Phase>>(Phase::before);
+  const auto answer = [phase, &reporter = parts_.reporter] {
+    Phase handedOff = Phase::handedOff;
+    if (phase->compare_exchange_strong(handedOff, Phase::answered)) reporter.tooLateToCancel();
+  };
+  const CancellationRegistration registration = cancellation.onCancel(answer);
   const OrvoAppBundleReplacementRequest replacement = parts_.coordinator->installAppBundleUpdate(
       request, window,
-      [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
+      [&](const OrvoAppBundleInstallerLaunchProgress& progress) {
         parts_.reporter.launchProgress(progress);
+        if (progress.event != OrvoAppBundleInstallerLaunchProgress::Event::handoffStarted) return;
+        *phase = Phase::handedOff;
+        if (cancellation.isCancelled()) answer();
       },
       cancellation);
   parts_.reporter.launched(replacement.installedApplicationURL.string());

@@ -44,33 +44,38 @@ OrvoUpdateFeedApplicabilityResult OrvoUpdateFeedEligibilityEvaluator::evaluateAp
   return result;
 }
 
-bool OrvoUpdateFeedEligibilityEvaluator::passesApplicabilityConstraints(
+std::optional<OrvoUpdateFeedObstacle> OrvoUpdateFeedEligibilityEvaluator::failedConstraint(
     const FeedEntry& feed, Date releaseDate, const OrvoUpdateFeedApplicabilityContext& context,
     const VersionComparing& versionComparator) {
+  using Obstacle = OrvoUpdateFeedObstacle;
   if (!context.debugBypassApplicabilityChecks) {
     const PropertyListText* versions = readFeedKey(feed, OrvoUpdateFeedKeys::version);
-    if (versions != nullptr && !isInRange(context.appVersion, *versions, versionComparator)) return false;
+    if (versions != nullptr && !isInRange(context.appVersion, *versions, versionComparator)) {
+      return Obstacle::installedVersion;
+    }
 
     const PropertyListText* sku = readFeedKey(feed, OrvoUpdateFeedKeys::sku);
-    if (sku != nullptr && !context.acceptedSKUs.contains(sku->view())) return false;
+    if (sku != nullptr && !context.acceptedSKUs.contains(sku->view())) return Obstacle::edition;
 
     const PropertyListText* language = readFeedKey(feed, OrvoUpdateFeedKeys::language);
     if (language != nullptr && (!context.preferredLanguageCode ||
                                 !text::equalsIgnoringCase(*language, *context.preferredLanguageCode))) {
-      return false;
+      return Obstacle::language;
     }
 
     const PropertyListText* systems = readFeedKey(feed, OrvoUpdateFeedKeys::os);
-    if (systems != nullptr && !isInRange(context.currentOSVersion, *systems, versionComparator)) return false;
+    if (systems != nullptr && !isInRange(context.currentOSVersion, *systems, versionComparator)) {
+      return Obstacle::operatingSystem;
+    }
   }
 
   // The bypass does not open the staged roll-out.
   if (context.shouldApplyUserStaggering && !context.isManualCheck && context.userStaggerGroup > 0 &&
       !isImportantUpdate(feed)) {
     const std::optional<Date> due = Calendar().addingDays(releaseDate, context.userStaggerGroup);
-    return context.now >= due.value_or(distantPast);
+    if (context.now < due.value_or(distantPast)) return Obstacle::stagedRollOut;
   }
-  return true;
+  return std::nullopt;
 }
 
 OrvoUpdateFeedEligibilityEvaluator::VersionEvaluation

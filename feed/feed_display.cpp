@@ -63,4 +63,26 @@ OrvoUpdateFeedDisplayResult OrvoUpdateFeedEligibilityEvaluator::evaluateDisplay(
   return result;
 }
 
+std::optional<OrvoUpdateFeedObstacle> OrvoUpdateFeedEligibilityEvaluator::obstacle(
+    const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& applicabilityContext,
+    const OrvoUpdateFeedDisplayContext& displayContext, const VersionComparing& versionComparator) const {
+  using Obstacle = OrvoUpdateFeedObstacle;
+  const PropertyListText* type = feed.findString(OrvoUpdateFeedKeys::type);
+  if (type == nullptr || *type != OrvoUpdateFeedKeys::updateType) return Obstacle::otherType;
+  if (!applicabilityContext.canProcessUpdateFeeds) return Obstacle::switchedOff;
+  const OrvoUpdateFeedApplicabilityResult applicability =
+      evaluateApplicability(feed, applicabilityContext, versionComparator);
+  if (!applicability.shouldProcessFeed) {
+    const std::optional<Obstacle> constraint =
+        failedConstraint(feed, applicability.releaseDate, applicabilityContext, versionComparator);
+    if (constraint) return constraint;
+    return applicability.isBetaUpdate ? Obstacle::betaNotWanted : Obstacle::notNewer;
+  }
+  const OrvoUpdateFeedDisplayResult display =
+      evaluateDisplay(feed, applicability, displayContext, versionComparator);
+  if (!display.resolvedFeedIdentifier) return Obstacle::noIdentifier;
+  if (!display.isEligibleForProcessing || !display.shouldDisplayNow) return Obstacle::shownBefore;
+  return std::nullopt;
+}
+
 }  // namespace pellam

@@ -61,6 +61,21 @@ struct OrvoUpdateFeedDisplayResult {
   friend bool operator==(const OrvoUpdateFeedDisplayResult&, const OrvoUpdateFeedDisplayResult&) = default;
 };
 
+// What keeps an entry from being offered, for people who wonder. The rules' order is the evaluation's.
+enum class OrvoUpdateFeedObstacle {
+  otherType,
+  switchedOff,
+  installedVersion,
+  edition,
+  language,
+  operatingSystem,
+  stagedRollOut,
+  notNewer,
+  betaNotWanted,
+  noIdentifier,
+  shownBefore,
+};
+
 // Decides about one entry. Pure: reads the entry and the context, never the clock, settings or the network;
 // days begin where the system's time zone has them begin. Stateless; any thread. Neither operation fails.
 class OrvoUpdateFeedEligibilityEvaluator {
@@ -76,6 +91,11 @@ class OrvoUpdateFeedEligibilityEvaluator {
       const FeedEntry& feed, const OrvoUpdateFeedApplicabilityResult& applicability,
       const OrvoUpdateFeedDisplayContext& context, const VersionComparing& versionComparator) const;
 
+  // The first rule that keeps the entry from being offered; nothing for an entry that is to be shown now.
+  [[nodiscard]] std::optional<OrvoUpdateFeedObstacle> obstacle(
+      const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& applicabilityContext,
+      const OrvoUpdateFeedDisplayContext& displayContext, const VersionComparing& versionComparator) const;
+
  private:
   struct VersionEvaluation {
     bool isUpdate = false;
@@ -83,9 +103,15 @@ class OrvoUpdateFeedEligibilityEvaluator {
     bool isBetaUpdate = false;
   };
 
+  // The first constraint that the entry fails.
+  [[nodiscard]] static std::optional<OrvoUpdateFeedObstacle> failedConstraint(
+      const FeedEntry& feed, Date releaseDate, const OrvoUpdateFeedApplicabilityContext& context,
+      const VersionComparing& versionComparator);
   [[nodiscard]] static bool passesApplicabilityConstraints(const FeedEntry& feed, Date releaseDate,
                                                            const OrvoUpdateFeedApplicabilityContext& context,
-                                                           const VersionComparing& versionComparator);
+                                                           const VersionComparing& versionComparator) {
+    return !failedConstraint(feed, releaseDate, context, versionComparator);
+  }
   [[nodiscard]] static VersionEvaluation evaluateVersionAndBuild(
       const FeedEntry& feed, const OrvoUpdateFeedApplicabilityContext& context,
       const VersionComparing& versionComparator);

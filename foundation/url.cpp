@@ -141,6 +141,17 @@ std::optional<URL> URL::parseLeniently(std::string_view text) {
   return parse(encoded);
 }
 
+std::string URL::publicText() const {
+  const std::size_t end = std::min(text_.find_first_of("?#"), text_.size());
+  std::string shown = text_.substr(0, end);
+  const std::size_t authority = shown.find("//");
+  if (authority == std::string::npos || host_.empty()) return shown;
+  const std::size_t path = std::min(shown.find('/', authority + 2), shown.size());
+  const std::size_t user = shown.substr(0, path).rfind('@');
+  if (user != std::string::npos) shown.erase(authority + 2, user + 1 - (authority + 2));
+  return shown;
+}
+
 std::string URL::lastPathComponent() const {
   std::string_view path = path_;
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);

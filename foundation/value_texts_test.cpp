@@ -5,7 +5,9 @@
 
 #include "foundation/date_text.h"
 #include "foundation/decimal.h"
+#include "foundation/diagnostic_log.h"
 #include "foundation/real_number.h"
+#include "foundation/safe_text.h"
 #include "pellam/logger.h"
 #include "pellam/url.h"
 
@@ -66,13 +68,17 @@ TEST(ValueTextsTest, AddressesAreTakenApart) {
     const char* scheme;
     const char* host;
     const char* lastPathComponent;
+    const char* publicText;
   } rows[] = {
-      {"HTTPS://User@Example.com:8443/a/b%20c.zip?x=1#y", "https", "Example.com", "b c.zip"},
-      {"https://[2001:db8::1]:80/x/", "https", "[2001:db8::1]", "x"},
-      {"https://example.com", "https", "example.com", ""},
-      {"https://example.com/", "https", "example.com", "/"},
-      {"file.zip", "", "", "file.zip"},
-      {"mailto:a@b.c", "mailto", "", "a@b.c"},
+      {"HTTPS://User@Example.com:8443/a/b%20c.zip?x=1#y", "https", "Example.com", "b c.zip",
+       "HTTPS://Example.com:8443/a/b%20c.zip"},
+      {"https://a:b@[2001:db8::1]:80/x@/?//@", "https", "[2001:db8::1]", "x@",
+       "https://[2001:db8::1]:80/x@/"},
+      {"https://example.com", "https", "example.com", "", "https://example.com"},
+      {"https://a@example.com#b", "https", "example.com", "", "https://example.com"},
+      {"https://example.com/", "https", "example.com", "/", "https://example.com/"},
+      {"file.zip", "", "", "file.zip", "file.zip"},
+      {"mailto:a@b.c", "mailto", "", "a@b.c", "mailto:a@b.c"},
   };
   for (const auto& row : rows) {
     const std::optional<URL> url = URL::parse(row.text);
@@ -81,6 +87,7 @@ TEST(ValueTextsTest, AddressesAreTakenApart) {
     EXPECT_EQ(url->scheme(), row.scheme);
     EXPECT_EQ(url->host(), row.host) << row.text;
     EXPECT_EQ(url->lastPathComponent(), row.lastPathComponent) << row.text;
+    EXPECT_EQ(url->publicText(), row.publicText);
   }
   for (const char* text : {"", "https://exa mple.com", "https://e.com/%zz", "https://e.com:8x/",
                            "https://[::1/", "1s://a", "https://e.com/<a>", "https://e.com/é", "://a"}) {
@@ -99,6 +106,36 @@ TEST(ValueTextsTest, AddressesAreTakenApart) {
   }
   for (const char* text : {"", "https://[::1/", "https://e.com:8x/"})
     EXPECT_FALSE(URL::parseLeniently(text)) << text;
+}
+
+TEST(ValueTextsTest, TextsFromOutsideStayOnTheirLine) {
+  const struct {
+    std::string_view text;
+    std::string_view diagnostic;
+    std::string_view visible;
+  } rows[] = {
+      {"a\r\nb", "a\\r\\nb", "a\\r\\nb"},
+      {"\x1b[31m\x07\t\x7f", "\x1b[31m\x07\t\x7f", "\\u{1b}[31m\\u{7}\\u{9}\\u{7f}"},
+      {"\u0080\u0085\u009B2J\u00A0", "\u0080\u0085\u009B2J\u00A0", "\\u{80}\\u{85}\\u{9b}2J\u00A0"},
+      {"\u202Egpj.exe\u2066\u200F\u061C", "\u202Egpj.exe\u2066\u200F\u061C",
+       "\\u{202e}gpj.exe\\u{2066}\\u{200f}\\u{61c}"},
+      {"a\u2028b\u2029", "a\u2028b\u2029", "a\\u{2028}b\\u{2029}"},
+      {"\x9b\xe2\x80", "\x9b\xe2\x80", "\uFFFD\uFFFD"},
+      {std::string_view("\0", 1), std::string_view("\0", 1), "\\u{0}"},
+      {"Größe 😀 \\ %", "Größe 😀 \\ %", "Größe 😀 \\ %"},
+      {"", "", ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(escapedLineBreaks(row.text), row.diagnostic);
+    EXPECT_EQ(visibleText(row.text), row.visible);
+    EXPECT_EQ(visibleText(visibleText(row.text)), row.visible);
+  }
+  std::string written;
+  const DiagnosticLog log = [&](const std::string& line) { written += line + "\n"; };
+  log("path=a\nb");
+  DiagnosticLog([&](const std::string& line) { log("again " + line); })("c\rd");
+  EXPECT_EQ(written, "path=a\\nb\nagain c\\rd\n");
+  DiagnosticLog()("to nobody");
 }
 
 TEST(ValueTextsTest, LoggersDeferTheirMessages) {

@@ -32,10 +32,19 @@ NetworkData ArchiveDownload::fetch(const URL& primaryURL, const std::optional<UR
 
 NetworkData ArchiveDownload::fetchSuccessfully(const URL& url, const Window& window,
                                                const CancellationToken& cancellation) const {
-  NetworkData result = fetchArchive(url, window, cancellation);
-  const std::optional<int> status = result.response.statusCode;
-  if (status && (*status < 200 || *status > 299)) throw Error(Error::Case::downloadFailed);
-  return result;
+  const auto note = [&](const std::string& reason) {
+    systemLog_("Unable to download the update url=" + url.publicText() + " " + reason);
+  };
+  try {
+    NetworkData result = fetchArchive(url, window, cancellation);
+    const std::optional<int> status = result.response.statusCode;
+    if (!status || (*status >= 200 && *status <= 299)) return result;
+    note("status=" + std::to_string(*status));
+  } catch (const std::exception& error) {
+    throwIfCancellation(std::current_exception());
+    note(std::string("error=") + error.what());
+  }
+  throw Error(Error::Case::downloadFailed);
 }
 
 NetworkData ArchiveDownload::fetchArchive(const URL& url, const Window& window,

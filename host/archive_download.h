@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "foundation/diagnostic_log.h"
 #include "host/download_client.h"
 #include "host/progress_display.h"
 #include "host/progress_token.h"
@@ -20,8 +21,11 @@ class ArchiveDownload {
  public:
   using Window = ProgressDisplay::Window;
 
-  ArchiveDownload(std::shared_ptr<OrvoUpdateInstallerNetworkClient> networkClient, ProgressDisplay display)
-      : networkClient_(std::move(networkClient)), display_(std::move(display)) {}
+  ArchiveDownload(std::shared_ptr<OrvoUpdateInstallerNetworkClient> networkClient, ProgressDisplay display,
+                  DiagnosticLog systemLog)
+      : networkClient_(std::move(networkClient)),
+        display_(std::move(display)),
+        systemLog_(std::move(systemLog)) {}
 
   // Blocks; never on the main thread. What a server answers with another status than 2xx is a failure. The
   // fallback is tried once, after any failure but a cancellation. Throws OrvoUpdateInstallerError
@@ -52,6 +56,7 @@ class ArchiveDownload {
 
   std::shared_ptr<OrvoUpdateInstallerNetworkClient> networkClient_;
   ProgressDisplay display_;
+  DiagnosticLog systemLog_;  // which address failed, and why
 };
 
 }  // namespace pellam

@@ -30,7 +30,8 @@ struct LateMainThread final : MainThread {
 
 ArchiveDownload download(std::shared_ptr<OrvoUpdateInstallerNetworkClient> network,
                          std::shared_ptr<MainThread> mainThread = std::make_shared<LateMainThread>()) {
-  return {std::move(network), ProgressDisplay(std::move(mainThread), std::make_shared<FakeBundles>(), {})};
+  return {std::move(network), ProgressDisplay(std::move(mainThread), std::make_shared<FakeBundles>(), {}),
+          DiagnosticLog()};
 }
 
 TEST(ArchiveDownload, TriesTheFallbackAfterEveryFailure) {

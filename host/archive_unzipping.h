@@ -2,7 +2,10 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "foundation/diagnostic_log.h"
+#include "launcher-protocol/diagnostic_text.h"
 #include "platform/child_process.h"
 
 namespace pellam {
@@ -16,19 +19,26 @@ class OrvoUpdateArchiveUnzipping {
   [[nodiscard]] virtual bool unzip(const std::string& archivePath, const std::string& destinationPath) = 0;
 };
 
-// Unpacks with the platform's "/usr/bin/ditto". Stateless.
+// Unpacks with the platform's "/usr/bin/ditto". The log is told why something was not unpacked. Stateless.
 class OrvoUpdateSystemUnzipper final : public OrvoUpdateArchiveUnzipping {
  public:
-  explicit OrvoUpdateSystemUnzipper(std::shared_ptr<ChildProcessRunning> processes)
-      : processes_(std::move(processes)) {}
+  explicit OrvoUpdateSystemUnzipper(std::shared_ptr<ChildProcessRunning> processes,
+                                    DiagnosticLog diagnosticLog = {})
+      : processes_(std::move(processes)), diagnosticLog_(std::move(diagnosticLog)) {}
   [[nodiscard]] bool unzip(const std::string& archivePath, const std::string& destinationPath) override {
     const ChildProcessResult result =
         processes_->run("/usr/bin/ditto", {"-x", "-k", archivePath, destinationPath});
-    return !result.launchError && result.terminationStatus == 0;
+    if (!result.launchError && result.terminationStatus == 0) return true;
+    const std::string reason = result.launchError ? "error=" + result.launchError->description
+                                                  : "status=" + std::to_string(result.terminationStatus) +
+                                                        " output=" + truncatedOutput(result.output);
+    diagnosticLog_("Unable to unpack the archive path=" + archivePath + " " + reason);
+    return false;
   }
 
  private:
   std::shared_ptr<ChildProcessRunning> processes_;
+  DiagnosticLog diagnosticLog_;
 };
 
 }  // namespace pellam

@@ -61,7 +61,8 @@ ArchivePlacement AttemptFolders::place(std::span<const std::uint8_t> archive,
     try {
       parts_.fileManager->writeFileAtomically(file, archive);
       return {file, folder};
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+      parts_.systemLog(std::string("Unable to write the downloaded archive error=") + error.what());
       removeIfEmpty(folder);
     }
   }

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/diagnostic_log.h"
 #include "host/private_folders.h"
 #include "pellam/date.h"
-#include "pellam/logger.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"

@@ -6,8 +6,8 @@
 #include "foundation/uuid.h"
 #include "pellam/installer_error.h"
 #include "tests/support/coordinator_fakes.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/fake_identifiers.h"
+#include "tests/support/temporary_folder.h"
 
 namespace pellam {
 namespace {

@@ -81,7 +81,7 @@ OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(Collaborators col
     : parts_(std::move(collaborators)),
       display_(parts_.environment.mainThread, parts_.environment.bundles,
                parts_.environment.localizationBundle),
-      download_(parts_.networkClient, display_),
+      download_(parts_.networkClient, display_, parts_.environment.systemLog),
       folders_({.fileManager = parts_.fileManager,
                 .identifiers = parts_.environment.identifiers,
                 .clock = parts_.environment.clock,

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "foundation/diagnostic_log.h"
 #include "host/archive_download.h"
 #include "host/archive_unzipping.h"
 #include "host/attempt_folders.h"
@@ -19,7 +20,6 @@
 #include "launcher-protocol/helper_launching.h"
 #include "pellam/cancellation.h"
 #include "pellam/host_errors.h"
-#include "pellam/logger.h"
 #include "pellam/main_thread.h"
 #include "pellam/progress_window.h"
 #include "platform/bundle_loading.h"

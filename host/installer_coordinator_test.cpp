@@ -58,6 +58,26 @@ TEST_F(InstallerCoordinatorTest, RefusesBeforeAnythingIsDownloaded) {
   EXPECT_TRUE(network_->requests.empty());
 }
 
+TEST_F(InstallerCoordinatorTest, TheLogIsToldWhatFailed) {
+  auto request = this->request();
+  request.archiveURL = URL::parse("http://ada:secret@a/Editor.zip?token=x");
+  request.fallbackArchiveURL = URL::parse("http://b/Editor.zip");
+  network_->answers = {{"http://b/Editor.zip", 503}};
+  EXPECT_EQ(failureOf(request), Case::downloadFailed);
+  EXPECT_EQ(log_,
+            (std::vector<std::string>{"Unable to download the update url=http://a/Editor.zip error=refused",
+                                      "Unable to download the update url=http://b/Editor.zip status=503"}));
+  log_.clear();
+  network_->answers["http://a/Editor.zip"] = 200;
+  files_->fullVolume = folder_ / "Support";
+  coordinator().installAppBundleUpdate(this->request(), nullptr, [](const auto&) {}, {});
+  ASSERT_EQ(log_.size(), 1U);
+  EXPECT_TRUE(
+      log_[0].starts_with("Unable to write the downloaded archive error=" + files_->fullVolume.string()))
+      << log_[0];
+  EXPECT_TRUE(log_[0].ends_with("/Editor.zip: No space left on device")) << log_[0];
+}
+
 TEST_F(InstallerCoordinatorTest, CancellingEndsEveryPhaseBeforeTheHandOff) {
   auto request = this->request();
   request.fallbackArchiveURL = URL::parse("http://b/Editor.zip");

@@ -54,6 +54,13 @@ TEST_F(StandardUpdaterTest, AnswersTheUserWhateverTheCheckFinds) {
   }
 }
 
+TEST_F(StandardUpdaterTest, AFeedsIdentifierStaysOnItsLine) {
+  feed_->serve({entry({{"id", "editor\r\nthe installer replaces /"}})});
+  updater_->checkForUpdates();
+  untilPrompt();
+  untilLogged("offered editor\\r\\nthe installer replaces /");
+}
+
 TEST_F(StandardUpdaterTest, KeepsTheBetaSettingThatTheUserChose) {
   feed_->serve({entry({{"current", "1.0"}})});
   toolkit_->answers = {{0, true}};

@@ -62,7 +62,7 @@ StandardUpdaterSession::InstallOutcome StandardUpdaterSession::outcomeOf(
     outcome.error = error;
     outcome.detail = std::string(error.caseName()) + ": " + installerErrorText(error);
   } catch (const std::exception& error) {
-    outcome.detail = bridge(error).description;
+    outcome.detail = error.what();
   }
   return outcome;
 }

@@ -124,7 +124,7 @@ void StandardUpdaterSession::startCheck() {
           outcome.isOffline = isOfflineError(error);
           outcome.failure = error.what();
         } catch (const std::exception& error) {
-          outcome.failure = bridge(error).description;
+          outcome.failure = error.what();
         }
         post([outcome = std::move(outcome)](StandardUpdaterSession& session) {
           session.alerts_.whenNoAlertIsOpen([&session, outcome] { session.finishCheck(outcome); });
@@ -231,7 +231,8 @@ std::function<void(std::function<void(StandardUpdaterSession&)>)> StandardUpdate
 }
 
 void StandardUpdaterSession::log(const std::string& message, PellamLogLevel level) {
-  if (collaborators_.logger) collaborators_.logger->log([message] { return message; }, level, logCategory);
+  const auto line = [message] { return escapedLineBreaks(message); };  // it may come from a feed or a path
+  if (collaborators_.logger) collaborators_.logger->log(line, level, logCategory);
 }
 
 }  // namespace pellam

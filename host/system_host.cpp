@@ -46,7 +46,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
       std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
           .fileManager = host.fileSystem,
           .networkClient = std::make_shared<OrvoUpdateURLSessionInstallerNetworkClient>(sessions),
-          .unzipper = std::make_shared<OrvoUpdateSystemUnzipper>(tools),
+          .unzipper = std::make_shared<OrvoUpdateSystemUnzipper>(tools, makeSystemLog()),
           .launcher = std::make_shared<OrvoUpdateWorkspaceInstallerLauncher>(
               makeSystemWorkspace(host.fileSystem, host.bundles)),
           .appBundleValidator = std::make_shared<OrvoAppBundleCodeSignatureValidator>(

@@ -26,11 +26,8 @@ std::vector<FeedEntry> UpdateCheck::fetch(const URL& feed, const CancellationTok
   }
 }
 
-UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
-                                      const InstalledApplication& application,
-                                      const UpdateCheckOptions& options,
-                                      const std::function<bool(const UpdateOffer&)>& display) const {
-  const Date now = clock_->now();
+UpdateCheck::Contexts UpdateCheck::contexts(const InstalledApplication& application,
+                                            const UpdateCheckOptions& options, Date now) const {
   const std::int64_t staggerGroup =
       options.staggerGroup ? *options.staggerGroup : settings_->staggerGroup().value_or(0);
 
@@ -58,9 +55,32 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
   displayContext.checkUpdatesAfterHours = settings_->checkUpdatesAfterHours();
   displayContext.isManualCheck = options.reason == CheckReason::manual;
   displayContext.storedFeedIdentifier = settings_->storedFeedIdentifier();
+  return {std::move(applicability), std::move(displayContext)};
+}
 
+std::vector<UpdateObstacle> UpdateCheck::obstacles(const std::vector<FeedEntry>& feed,
+                                                   const InstalledApplication& application,
+                                                   const UpdateCheckOptions& options,
+                                                   std::size_t atMost) const {
+  const Contexts filled = contexts(application, options, clock_->now());
+  std::vector<UpdateObstacle> found;
+  for (const FeedEntry& entry : feed) {
+    if (found.size() == atMost) break;
+    const std::optional<OrvoUpdateFeedObstacle> reason = OrvoUpdateFeedEligibilityEvaluator().obstacle(
+        entry, filled.applicability, filled.display, &OrvoUpdateVersionComparison::compare);
+    if (reason && *reason != OrvoUpdateFeedObstacle::otherType) found.push_back({entry, *reason});
+  }
+  return found;
+}
+
+UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
+                                      const InstalledApplication& application,
+                                      const UpdateCheckOptions& options,
+                                      const std::function<bool(const UpdateOffer&)>& display) const {
+  const Date now = clock_->now();
+  const Contexts filled = contexts(application, options, now);
   UpdateCheckResult result;
-  result.pipeline = OrvoUpdateFeedPipelineEvaluator().evaluate(feed, applicability, displayContext,
+  result.pipeline = OrvoUpdateFeedPipelineEvaluator().evaluate(feed, filled.applicability, filled.display,
                                                                &OrvoUpdateVersionComparison::compare);
 
   OrvoUpdateFeedPipelineApplicationInput input;

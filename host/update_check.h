@@ -30,6 +30,12 @@ struct UpdateCheckResult {
 
 [[nodiscard]] UpdateOffer offerOf(const OrvoUpdateFeedProcessingCandidate& candidate);
 
+// An entry that is not offered, and why.
+struct UpdateObstacle {
+  FeedEntry entry;
+  OrvoUpdateFeedObstacle reason = OrvoUpdateFeedObstacle::otherType;
+};
+
 // One check for updates as a host makes it: fetch and parse, fill the two contexts, evaluate, show, remember.
 class UpdateCheck {
  public:
@@ -52,7 +58,20 @@ class UpdateCheck {
                            const UpdateCheckOptions& options,
                            const std::function<bool(const UpdateOffer&)>& display) const;
 
+  // Why the feed's first updates are not offered, so many at most. Stores nothing.
+  [[nodiscard]] std::vector<UpdateObstacle> obstacles(const std::vector<FeedEntry>& feed,
+                                                      const InstalledApplication& application,
+                                                      const UpdateCheckOptions& options,
+                                                      std::size_t atMost) const;
+
  private:
+  struct Contexts {
+    OrvoUpdateFeedApplicabilityContext applicability;
+    OrvoUpdateFeedDisplayContext display;
+  };
+  [[nodiscard]] Contexts contexts(const InstalledApplication& application, const UpdateCheckOptions& options,
+                                  Date now) const;
+
   std::shared_ptr<PellamNetworkClient> network_;
   std::shared_ptr<UpdateSettings> settings_;
   std::shared_ptr<PellamClock> clock_;

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "foundation/diagnostic_log.h"
 #include "installer/update_validation.h"
-#include "pellam/logger.h"
 #include "pellam/property_list_value.h"
 #include "pellam/version_comparator.h"
 #include "platform/child_process.h"

@@ -5,9 +5,9 @@
 #include <algorithm>
 
 #include "platform/property_list.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/forwarding_file_system.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/support/fake_clock.h"
 
 namespace pellam {
 namespace {

@@ -41,6 +41,10 @@ ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacement
   return with;
 }
 
+void complain(const std::string& message) {
+  std::fprintf(stderr, "PellamUpdateInstaller: %s\n", visibleText(message).c_str());
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -48,13 +52,13 @@ int main(int count, char** arguments) {
     const std::vector<std::string> words(arguments + 1, arguments + count);
     const HelperCommandLine line = parseHelperCommandLine(words);
     const ReplacementRun::Outcome outcome = ReplacementRun(systemCollaborators(line.request)).run(line);
-    if (outcome.failure) std::fprintf(stderr, "PellamUpdateInstaller: %s\n", outcome.failure->c_str());
+    if (outcome.failure) complain(*outcome.failure);
     return outcome.exitStatus;
   } catch (const HelperCommandLineError& error) {
-    std::fprintf(stderr, "PellamUpdateInstaller: %s\n", error.what());
+    complain(error.what());
     return exit_status::malformedCommandLine;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "PellamUpdateInstaller: %s\n", error.what());
+    complain(error.what());
     return exit_status::unexpectedError;
   }
 }

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "pellam/logger.h"
+#include "foundation/diagnostic_log.h"
 #include "platform/file_system.h"
 
 namespace pellam {

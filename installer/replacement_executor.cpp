@@ -34,7 +34,6 @@ bool isFolder(const FileSystem& fileSystem, const Path& path) {
 }  // namespace
 
 Executor::OrvoAppBundleReplacementExecutor(Collaborators collaborators) : with_(std::move(collaborators)) {
-  if (!with_.diagnosticLog) with_.diagnosticLog = [](const std::string&) {};
   if (!with_.permissionChecker) {
     with_.permissionChecker =
         std::make_shared<OrvoAppBundleReplacementWriteProbe>(with_.fileSystem, with_.identifiers);

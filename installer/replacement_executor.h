@@ -4,11 +4,11 @@
 #include <functional>
 #include <memory>
 
+#include "foundation/diagnostic_log.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
 #include "installer/update_validation.h"
 #include "launcher-protocol/replacement_request.h"
-#include "pellam/logger.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"
 

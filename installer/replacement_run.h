@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "foundation/diagnostic_log.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
 #include "launcher-protocol/helper_command_line.h"
-#include "pellam/logger.h"
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/effective_user.h"

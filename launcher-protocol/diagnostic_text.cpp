@@ -4,21 +4,6 @@
 
 namespace pellam {
 
-std::string escapedLineBreaks(std::string_view text) {
-  std::string escaped;
-  escaped.reserve(text.size());
-  for (const char byte : text) {
-    if (byte == '\r') {
-      escaped += "\\r";
-    } else if (byte == '\n') {
-      escaped += "\\n";
-    } else {
-      escaped += byte;
-    }
-  }
-  return escaped;
-}
-
 std::string escapedValue(std::string_view text) { return text.empty() ? "<empty>" : escapedLineBreaks(text); }
 
 std::string escapedList(const std::vector<std::string>& values) {

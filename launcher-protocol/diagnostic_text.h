@@ -4,14 +4,12 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/safe_text.h"
+
 // How values are written into one-line diagnostics. Pure functions, callable from any thread.
 namespace pellam {
 
-// Carriage returns become backslash-r and line feeds backslash-n; nothing else changes, so that escaping
-// twice is the same as escaping once.
-[[nodiscard]] std::string escapedLineBreaks(std::string_view text);
-
-// The same; the empty text is written "<empty>".
+// With its line breaks escaped; the empty text is written "<empty>".
 [[nodiscard]] std::string escapedValue(std::string_view text);
 
 // Escaped values joined with "," and no space; an empty list is "<empty>".

@@ -3,6 +3,8 @@
 #include <fstream>
 #include <utility>
 
+#include "foundation/safe_text.h"
+
 namespace pellam {
 
 EditorLog::EditorLog(std::filesystem::path file, const PellamAppIdentity& identity,
@@ -17,7 +19,8 @@ void EditorLog::write(const std::string& what) {
   const auto milliseconds =
       std::chrono::duration_cast<std::chrono::milliseconds>(clock_->now().time_since_epoch()).count();
   const std::lock_guard lock(lock_);
-  std::ofstream(file_, std::ios::app) << milliseconds << ' ' << prefix_ << ' ' << what << std::endl;
+  std::ofstream(file_, std::ios::app)
+      << milliseconds << ' ' << prefix_ << ' ' << escapedLineBreaks(what) << std::endl;
 }
 
 }  // namespace pellam

@@ -31,7 +31,7 @@ bool updateIfOffered(UpdateHost& host, const URL& feed, EditorLog& log,
   } catch (const OrvoUpdateInstallerError& error) {
     log.write("failed " + std::string(error.caseName()) + ": " + installerErrorText(error));
   } catch (const std::exception& error) {
-    log.write("failed " + bridge(error).description);
+    log.write(std::string("failed ") + error.what());
   }
   return false;
 }

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/safe_text.h"
+
 namespace pellam::codesign {
 
 // Why a bundle is refused. The texts are the platform tool's own, for people and for scripts that know them.
@@ -49,18 +51,7 @@ class CodeSigningError : public std::exception {
   std::vector<std::string> details_;
 };
 
-// Control characters as "\xNN": nothing that a bundle contains can add a line to an output.
-[[nodiscard]] inline std::string printable(const std::string& text) {
-  std::string shown;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && byte != 0x7F) {
-      shown += character;
-    } else {
-      shown += std::string("\\x") + "0123456789abcdef"[byte >> 4] + "0123456789abcdef"[byte & 15];
-    }
-  }
-  return shown;
-}
+// Nothing that a bundle contains can add a line to an output, whatever its reader takes for the end of one.
+[[nodiscard]] inline std::string printable(const std::string& text) { return visibleText(text); }
 
 }  // namespace pellam::codesign

@@ -56,7 +56,4 @@ class PellamNoopLogger final : public PellamLogger {
   void log(const Message&, PellamLogLevel, std::string_view) override {}
 };
 
-// Takes one line of diagnostics. May be called from any thread.
-using DiagnosticLog = std::function<void(const std::string&)>;
-
 }  // namespace pellam

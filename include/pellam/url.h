@@ -32,6 +32,8 @@ class URL {
   [[nodiscard]] const std::string& host() const { return host_; }
   // Still percent-encoded.
   [[nodiscard]] const std::string& path() const { return path_; }
+  // What a log may show: the text without user, password, query and fragment, where secrets are kept.
+  [[nodiscard]] std::string publicText() const;
   // The path's last component, percent-decoded, trailing slashes ignored; "/" for the root, empty for no
   // path.
   [[nodiscard]] std::string lastPathComponent() const;

@@ -4,6 +4,7 @@
 
 #include <exception>
 
+#include "foundation/safe_text.h"
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam::macos {
@@ -15,7 +16,7 @@ void runGuarded(const Work& work) {
   try {
     work();
   } catch (const std::exception& error) {
-    NSLog(@"an event handler failed: %@", stringFrom(error.what()));
+    NSLog(@"an event handler failed: %@", stringFrom(visibleText(error.what())));
   }
 }
 

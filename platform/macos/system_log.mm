@@ -5,7 +5,7 @@
 namespace pellam {
 
 DiagnosticLog makeSystemLog() {
-  return [](const std::string& line) { NSLog(@"%@", macos::stringFrom(line)); };
+  return DiagnosticLog([](const std::string& line) { NSLog(@"%@", macos::stringFrom(visibleText(line))); });
 }
 
 }  // namespace pellam

@@ -31,7 +31,8 @@ class Installation(UpdateTestCase):
 
         again = self.update("--yes")
         self.assertEqual(again.returncode, 3, again.stderr)
-        self.assertIn("There is nothing to offer: Editor 2.0 (build 200) stays.", again.stdout)
+        self.assertIn("There is nothing to offer: Editor 2.0 (build 200) stays.\n"
+                      "  editor-2.0 (2.0) is not newer than what is installed\n", again.stdout)
 
     def test_json_prints_one_object_for_each_event(self):
         self.serve_bundle(self.releases.release("2.0", 200))
@@ -142,10 +143,10 @@ class Decisions(UpdateTestCase):
             ({"current": "2.0b1"}, [], 0, "A new beta version of Editor"),
             ({"current": "2.0b1"}, ["--automatic"], 3, "nothing to offer"),
             ({"current": "2.0b1"}, ["--automatic", "--beta"], 0, "2.0b1"),
-            ({"type": "news"}, [], 3, "nothing to offer"),
-            ({"os": "99"}, [], 3, "nothing to offer"),
+            ({"type": "news"}, [], 3, "The feed names no update."),
+            ({"os": "99"}, [], 3, "is for other versions of the operating system"),
             ({"os": "99"}, ["--os", "99.1"], 0, "2.0"),
-            ({"sku": "pro"}, [], 3, "nothing to offer"),
+            ({"sku": "pro"}, [], 3, "is for another edition"),
             ({"sku": "pro"}, ["--sku", "lite", "--sku", "pro"], 0, "2.0"),
             ({"lang": "DE"}, ["--language", "de"], 0, "2.0"),
             ({"lang": "de"}, ["--language", "fr"], 3, "nothing to offer"),
@@ -195,6 +196,46 @@ class Decisions(UpdateTestCase):
                                  capture_output=True, text=True)
         self.assertEqual(missing.returncode, 1)
         self.assertIn("there is no application bundle at", missing.stderr)
+
+    def test_scripts_read_every_failure_as_an_event(self):
+        odd = self.folder / "no\u202e\x1b.app"
+        for arguments, status, text in (
+                (["--json"], 2, "--app is missing"),
+                (["--app", odd, "--feed", "http://a/", "--json"], 1, "there is no application bundle at"),
+                (["--app", self.installed, "--feed", "http://127.0.0.1:1/", "--json"], 1, "127.0.0.1")):
+            with self.subTest(arguments=arguments):
+                result = subprocess.run([PROGRAMS / "pellam-update", *arguments], env=self.environment(),
+                                        capture_output=True, text=True)
+                self.assertEqual(result.returncode, status, result.stderr)
+                event = json.loads(result.stdout.splitlines()[-1])
+                self.assertEqual(event["event"], "failed")
+                self.assertIn(text, event["message"])
+                self.assertTrue(result.stdout.isascii())
+                self.assertEqual(result.stderr.count("\n"), 1)
+                self.assertNotIn("\x1b", result.stderr)
+                self.assertNotIn("\u202e", result.stderr)
+
+    def test_a_download_of_unknown_length_is_shown(self):
+        archive = zipped(self.releases.release("2.0", 200), self.folder / "served.zip")
+
+        def unstated(handler):
+            handler.send_response(200)
+            handler.send_header("Connection", "close")
+            handler.end_headers()
+            third = len(archive) // 3 + 1
+            for offset in range(0, len(archive), third):
+                handler.wfile.write(archive[offset:offset + third])
+                time.sleep(1.2)
+            handler.close_connection = True
+
+        self.serve(unstated)
+        result = self.update("--yes", "--json")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        events = [json.loads(line) for line in result.stdout.splitlines()]
+        shown = [event["status"] for event in events if event["event"] == "progress" and event["fraction"] is None
+                 and event["status"]]
+        self.assertGreaterEqual(len(shown), 3, events)
+        self.assertTrue(all(status.endswith(" downloaded") for status in shown), shown)
 
 
 class Cancelling(UpdateTestCase):

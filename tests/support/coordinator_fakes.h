@@ -14,9 +14,9 @@
 
 #include "host/installer_coordinator.h"
 #include "pellam/installer_error.h"
-#include "tests/support/forwarding_file_system.h"
 #include "tests/support/fake_bundles.h"
 #include "tests/support/fake_clock.h"
+#include "tests/support/forwarding_file_system.h"
 
 // Substitutes for the coordinator's collaborators that write down what they were asked.
 namespace pellam::testing_support {

@@ -42,7 +42,7 @@ class CoordinatorFixture : public testing::Test {
                             .localizationBundle = {},
                             .identifiers = makeSystemUUIDGenerator(),
                             .clock = clock_,
-                            .systemLog = [](const auto&) {},
+                            .systemLog = [this](const std::string& line) { log_.push_back(line); },
                             .effectiveUserID = ::geteuid()}};
   }
 
@@ -103,6 +103,7 @@ class CoordinatorFixture : public testing::Test {
   std::shared_ptr<RecordingValidator> validator_ = std::make_shared<RecordingValidator>();
   std::shared_ptr<RecordingLauncher> launcher_ = std::make_shared<RecordingLauncher>();
   std::shared_ptr<MainThreadQueue> mainThread_ = std::make_shared<MainThreadQueue>();
+  std::vector<std::string> log_;  // of the coordinator
   std::shared_ptr<PellamClock> clock_ = std::make_shared<FixedClock>();
   std::shared_ptr<OrvoUpdateInstallerCoordinator> coordinator_;
 };

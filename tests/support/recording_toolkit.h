@@ -15,8 +15,8 @@
 #include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
-#include "ui/view_search.h"
 #include "tests/support/fake_bundles.h"
+#include "ui/view_search.h"
 
 // Windows without a display: a real little view tree that can be pressed, closed and looked at.
 namespace pellam::testing_support {

@@ -13,9 +13,9 @@
 #include "platform/child_process.h"
 #include "platform/identifiers.h"
 #include "platform/process_information.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/fake_identifiers.h"
 #include "tests/support/fake_tools.h"
+#include "tests/support/temporary_folder.h"
 
 // Substitutes for the installer's collaborators that write down what they were asked.
 namespace pellam::testing_support {

@@ -13,6 +13,7 @@
 #include "formats/signing/code_directory.h"
 #include "formats/signing/requirement.h"
 #include "formats/signing/resource_seal.h"
+#include "foundation/safe_text.h"
 #include "tests/support/signing_identity_files.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/pellam_codesign/arguments.h"
@@ -163,12 +164,15 @@ TEST_F(CodesignTest, ShowsWhatTheSignatureSays) {
 }
 
 TEST_F(CodesignTest, ANameCannotAddALineToTheOutput) {
-  const fs::path app = folder_ / "Editor\nTeamIdentifier=TEAM9\n.app";
-  fs::copy(*shared_ / "Editor.app", app, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-  const Ended ended = tool("-dv --verbose=4 '" + app.string() + "'");
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_EQ(ended.output.find("\nTeamIdentifier=TEAM9"), std::string::npos);
-  EXPECT_NE(ended.output.find("\nTeamIdentifier=TEAM1\n"), std::string::npos);
+  // Whatever the readers of the output take for the end of a line.
+  for (const std::string end : {"\n", "\r", "\v", "\f", "\u0085", "\u2028", "\u2029"}) {
+    const fs::path app = folder_ / ("Editor" + end + "TeamIdentifier=TEAM9" + end + ".app");
+    fs::copy(*shared_ / "Editor.app", app, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    const Ended ended = tool("-dv --verbose=4 '" + app.string() + "'");
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output.find(end + "TeamIdentifier=TEAM9"), std::string::npos) << visibleText(end);
+    EXPECT_NE(ended.output.find("\nTeamIdentifier=TEAM1\n"), std::string::npos);
+  }
 }
 
 TEST_F(CodesignTest, RefusesEveryChange) {

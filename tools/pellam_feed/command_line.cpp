@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "feed/feed_parser.h"
+#include "foundation/safe_text.h"
 #include "tools/pellam_feed/feed_evaluation.h"
 
 namespace pellam::feed_tool {
@@ -32,20 +33,6 @@ class FileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-std::string oneLine(std::string_view text) {
-  std::string result;
-  for (const char unit : text) {
-    if (unit == '\n') {
-      result += "\\n";
-    } else if (unit == '\r') {
-      result += "\\r";
-    } else {
-      result += unit;
-    }
-  }
-  return result;
-}
 
 std::string contentOf(const std::string& path) {
   std::error_code ignored;
@@ -124,7 +111,7 @@ int evaluate(const std::vector<std::string>& arguments, std::ostream& output) {
 
 int run(const std::vector<std::string>& arguments, std::ostream& output, std::ostream& errors) {
   const auto fail = [&](const std::exception& error, int status) {
-    errors << "pellam-feed: " << oneLine(error.what()) << "\n";
+    errors << "pellam-feed: " << visibleText(error.what()) << "\n";
     return status;
   };
   try {

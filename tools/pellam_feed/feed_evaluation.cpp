@@ -109,7 +109,8 @@ std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext c
                        {"selectedIndex", selectedIndex},
                        {"application", json(application)},
                        {"displayCallbackCalls", displayCallbackCalls}};
-  return report.dump(-1, ' ', false, JSON::error_handler_t::replace);
+  // In ASCII: nothing of the feed's reaches a terminal as it is.
+  return report.dump(-1, ' ', true, JSON::error_handler_t::replace);
 }
 
 }  // namespace pellam::feed_tool

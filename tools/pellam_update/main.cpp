@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstdio>
 #include <thread>
 
+#include "foundation/safe_text.h"
 #include "host/system_host.h"
 #include "pellam/main_thread_queue.h"
 #include "platform/interrupts.h"
 #include "platform/terminal.h"
+#include "platform/uptime.h"
 #include "platform/user_languages.h"
 #include "tools/pellam_update/update_session.h"
 
@@ -12,7 +15,17 @@ namespace {
 
 using namespace pellam;
 
-void complain(const std::string& message) { std::fprintf(stderr, "pellam-update: %s\n", message.c_str()); }
+void complain(const std::string& message) {
+  std::fprintf(stderr, "pellam-update: %s\n", visibleText(message).c_str());
+}
+
+UpdateReporter makeReporter(bool printsJSON) {
+  return {stdout,
+          printsJSON                   ? UpdateReporter::Form::json
+          : standardOutputIsTerminal() ? UpdateReporter::Form::terminal
+                                       : UpdateReporter::Form::plain,
+          systemUptimeNanoseconds};
+}
 
 // Only somebody at a terminal can be asked; everybody else is told how to agree.
 bool confirm(bool canAsk, bool printsJSON, const CancellationToken& cancellation) {
@@ -41,18 +54,14 @@ UpdateCheckOptions checkOptions(const UpdateCommandLine& line, const ProcessInfo
   return options;
 }
 
-UpdateExitStatus run(const UpdateCommandLine& line) {
+UpdateExitStatus run(const UpdateCommandLine& line, UpdateReporter& reporter) {
   const auto mainThread = std::make_shared<MainThreadQueue>();
   CancellationSource cancellation;
   const auto interrupts = watchInterrupts([&] { cancellation.cancel(); });
 
-  const bool isTerminal = standardOutputIsTerminal();
-  UpdateReporter reporter(stdout, line.printsJSON ? UpdateReporter::Form::json
-                                  : isTerminal    ? UpdateReporter::Form::terminal
-                                                  : UpdateReporter::Form::plain);
   SystemHost host = makeSystemHost(line.application, line.stateFolder, mainThread);
   const UpdateCheckOptions options = checkOptions(line, *host.process);
-  const bool canAsk = isTerminal && standardInputIsTerminal() && !line.printsJSON;
+  const bool canAsk = standardOutputIsTerminal() && standardInputIsTerminal() && !line.printsJSON;
   UpdateSession session(
       {host.application, host.check, host.coordinator, host.reports, host.identifiers, mainThread, reporter,
        [&](const CancellationToken& token) { return confirm(canAsk, line.printsJSON, token); }, complain},
@@ -70,17 +79,21 @@ UpdateExitStatus run(const UpdateCommandLine& line) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  const std::vector<std::string> words(arguments + 1, arguments + count);
+  UpdateReporter reporter = makeReporter(std::find(words.begin(), words.end(), "--json") != words.end());
   try {
-    const UpdateCommandLine line = parseUpdateCommandLine({arguments + 1, arguments + count});
+    const UpdateCommandLine line = parseUpdateCommandLine(words);
     if (line.showsHelp) {
       std::fputs(updateUsageText().c_str(), stdout);
       return 0;
     }
-    return static_cast<int>(run(line));
+    return static_cast<int>(run(line, reporter));
   } catch (const UsageError& error) {
+    reporter.failed("usage", error.what());
     complain(std::string(error.what()) + " (see --help)");
     return static_cast<int>(UpdateExitStatus::usage);
   } catch (const std::exception& error) {
+    reporter.failed(bridge(error).domain, error.what());
     complain(error.what());
     return static_cast<int>(UpdateExitStatus::failed);
   }

@@ -5,7 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "foundation/date_text.h"
+#include "foundation/safe_text.h"
 #include "pellam/feed_keys.h"
+#include "tools/pellam_update/obstacle_text.h"
 
 namespace pellam {
 
@@ -18,16 +20,7 @@ std::string feedString(const PropertyListDictionary& feed, std::string_view key)
   return text == nullptr ? std::string() : *text;
 }
 
-// Text from a feed reaches the terminal without its control characters.
-std::string printable(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) result += c;
-  }
-  return result;
-}
-
-std::string dumped(const Json& object) { return object.dump(-1, ' ', false, Json::error_handler_t::replace); }
+std::string dumped(const Json& object) { return object.dump(-1, ' ', true, Json::error_handler_t::replace); }
 
 std::string eventName(OrvoAppBundleInstallerLaunchProgress::Event event) {
   using Event = OrvoAppBundleInstallerLaunchProgress::Event;
@@ -62,7 +55,7 @@ void UpdateReporter::endBar() {
 
 void UpdateReporter::writeLine(const std::string& text) {
   endBar();
-  std::fprintf(output_, "%s\n", text.c_str());
+  std::fprintf(output_, "%s\n", visibleText(text).c_str());
   std::fflush(output_);
 }
 
@@ -108,19 +101,33 @@ void UpdateReporter::offer(const PellamAppIdentity& identity,
   std::string kind = "A new version of ";
   if (candidate.applicability.isBetaUpdate) kind = "A new beta version of ";
   if (candidate.applicability.isNewBuild) kind = "A stability update of ";
-  writeLine(kind + identity.displayName + " is available: " + printable(version.empty() ? "X" : version) +
-            (build.empty() ? "" : " (build " + printable(build) + ")") + "; you have " +
-            identity.versionString + " (build " + identity.buildNumberString + ").");
-  if (!notes.empty()) writeLine("Release notes: " + printable(notes));
+  writeLine(kind + identity.displayName + " is available: " + (version.empty() ? "X" : version) +
+            (build.empty() ? "" : " (build " + build + ")") + "; you have " + identity.versionString +
+            " (build " + identity.buildNumberString + ").");
+  if (!notes.empty()) writeLine("Release notes: " + notes);
 }
 
-void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity) {
+void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity,
+                                    const std::vector<UpdateObstacle>& obstacles) {
   const std::lock_guard lock(lock_);
   if (form_ == Form::json) {
-    writeJSON(dumped({{"event", "nothingToOffer"}}));
-  } else {
-    writeLine("There is nothing to offer: " + identity.displayName + " " + identity.versionString +
-              " (build " + identity.buildNumberString + ") stays.");
+    Json entries = Json::array();
+    for (const UpdateObstacle& obstacle : obstacles) {
+      entries.push_back({{"identifier", feedString(obstacle.entry, OrvoUpdateFeedKeys::uid)},
+                         {"version", feedString(obstacle.entry, OrvoUpdateFeedKeys::currentVersion)},
+                         {"reason", obstacleName(obstacle.reason)}});
+    }
+    writeJSON(dumped({{"event", "nothingToOffer"}, {"entries", entries}}));
+    return;
+  }
+  writeLine("There is nothing to offer: " + identity.displayName + " " + identity.versionString + " (build " +
+            identity.buildNumberString + ") stays.");
+  if (obstacles.empty()) writeLine("The feed names no update.");
+  for (const UpdateObstacle& obstacle : obstacles) {
+    const std::string identifier = feedString(obstacle.entry, OrvoUpdateFeedKeys::uid);
+    const std::string version = feedString(obstacle.entry, OrvoUpdateFeedKeys::currentVersion);
+    writeLine("  " + (identifier.empty() ? "An update" : identifier) +
+              (version.empty() ? " " : " (" + version + ") ") + std::string(obstacleText(obstacle.reason)));
   }
 }
 
@@ -134,37 +141,43 @@ void UpdateReporter::earlierFailure(const std::string& description, const std::s
   if (form_ == Form::json) {
     writeJSON(dumped({{"event", "earlierFailure"}, {"description", description}, {"failedAt", failedAt}}));
   } else {
-    writeLine("An earlier update failed on " + failedAt + ": " + printable(description));
+    writeLine("An earlier update failed on " + failedAt + ": " + description);
   }
 }
 
 void UpdateReporter::progress(const OrvoUpdateProgressWindowState& state) {
   const std::lock_guard lock(lock_);
-  if (form_ == Form::json) {
-    // A thousand chunks are not a thousand events: one for each step and for each percent.
-    const int percent = state.progressFraction ? static_cast<int>(*state.progressFraction * 100) : -1;
-    if (state.title == lastTitle_ && percent == lastPercent_) return;
+  const std::string status = state.statusText.value_or("");
+  if (form_ == Form::terminal && !status.empty()) {
+    const std::string drawn = state.progressFraction ? bar(*state.progressFraction) + " " : "";
+    std::fprintf(output_, "\r\033[K%s %s%s", visibleText(state.title).c_str(), drawn.c_str(),
+                 visibleText(status).c_str());
+    std::fflush(output_);
+    barIsOpen_ = true;
     lastTitle_ = state.title;
-    lastPercent_ = percent;
+    return;
+  }
+  // A thousand chunks are not a thousand events.
+  constexpr std::uint64_t second = 1'000'000'000;
+  const int parts = form_ == Form::json ? 100 : 10;
+  const std::uint64_t pause = (form_ == Form::json ? 1 : 5) * second;
+  const int part =
+      state.progressFraction ? static_cast<int>(std::clamp(*state.progressFraction, 0.0, 1.0) * parts) : -1;
+  const bool isUncounted = !state.progressFraction && !status.empty();
+  const std::uint64_t now = uptime_();
+  const bool isDue = isUncounted && now - lastTime_ >= pause;
+  if (state.title == lastTitle_ && part == lastPart_ && !isDue) return;
+  lastTitle_ = state.title;
+  lastPart_ = part;
+  lastTime_ = now;
+  if (form_ == Form::json) {
     Json object = {{"event", "progress"}, {"title", state.title}, {"status", nullptr}, {"fraction", nullptr}};
     if (state.statusText) object["status"] = *state.statusText;
     if (state.progressFraction) object["fraction"] = *state.progressFraction;
     writeJSON(dumped(object));
     return;
   }
-  if (form_ == Form::terminal && state.progressFraction && state.statusText) {
-    std::fprintf(output_, "\r\033[K%s %s %s", state.title.c_str(), bar(*state.progressFraction).c_str(),
-                 state.statusText->c_str());
-    std::fflush(output_);
-    barIsOpen_ = true;
-    lastTitle_ = state.title;
-    return;
-  }
-  const int tenth = state.progressFraction ? static_cast<int>(*state.progressFraction * 10) : -1;
-  if (state.title == lastTitle_ && tenth == lastTenth_) return;
-  lastTitle_ = state.title;
-  lastTenth_ = tenth;
-  writeLine(state.title + (state.statusText && !state.statusText->empty() ? " " + *state.statusText : ""));
+  writeLine(state.title + (status.empty() ? "" : " " + status));
 }
 
 void UpdateReporter::launchProgress(const OrvoAppBundleInstallerLaunchProgress& progress) {
@@ -199,6 +212,15 @@ void UpdateReporter::cancelled() {
   const std::lock_guard lock(lock_);
   if (form_ == Form::json) writeJSON(dumped({{"event", "cancelled"}}));
   endBar();
+}
+
+void UpdateReporter::tooLateToCancel() {
+  const std::lock_guard lock(lock_);
+  if (form_ == Form::json) {
+    writeJSON(dumped({{"event", "tooLateToCancel"}}));
+  } else {
+    writeLine("It is too late to cancel: the update has been handed to the installer.");
+  }
 }
 
 void UpdateReporter::failed(const std::string& error, const std::string& message) {

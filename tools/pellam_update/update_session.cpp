@@ -1,5 +1,7 @@
 #include "tools/pellam_update/update_session.h"
 
+#include <atomic>
+
 #include "foundation/date_text.h"
 #include "host/offer_installation.h"
 #include "pellam/installer_error.h"
@@ -23,8 +25,7 @@ UpdateExitStatus UpdateSession::run(const CancellationToken& cancellation) {
   } catch (const OrvoUpdateInstallerError& error) {
     return fail(std::string(error.caseName()), installerErrorText(error));
   } catch (const std::exception& error) {
-    const BridgedError bridged = bridge(error);
-    return fail(bridged.domain, bridged.description);
+    return fail(bridge(error).domain, error.what());
   }
 }
 
@@ -45,7 +46,9 @@ UpdateExitStatus UpdateSession::runOrThrow(const CancellationToken& cancellation
 
   const std::optional<OrvoUpdateFeedProcessingCandidate>& candidate = result.pipeline.selectedCandidate;
   if (!candidate || !candidate->display.shouldDisplayNow) {
-    parts_.reporter.nothingToOffer(application.identity);
+    constexpr std::size_t mostReasons = 20;
+    parts_.reporter.nothingToOffer(application.identity,
+                                   parts_.check->obstacles(feed, application, options_, mostReasons));
     return UpdateExitStatus::nothingToOffer;
   }
   parts_.reporter.offer(application.identity, *candidate);
@@ -65,8 +68,20 @@ void UpdateSession::install(const FeedEntry& feed, const CancellationToken& canc
   const auto window = std::make_shared<ConsoleProgressWindow>(parts_.reporter);
   OfferInstallation::Attempt attempt{parts_.identifiers->makeUUID()};
   attempt.window = window;
-  attempt.launchProgress = [this](const OrvoAppBundleInstallerLaunchProgress& progress) {
+  // Nobody listens to an interrupt any more once the launcher service is at work; it is answered all the
+  // same.
+  enum class Phase { before, handedOff, answered };
+  const auto phase = std::make_shared<std::atomic<Phase>>(Phase::before);
+  const auto answer = [phase, &reporter = parts_.reporter] {
+    Phase handedOff = Phase::handedOff;
+    if (phase->compare_exchange_strong(handedOff, Phase::answered)) reporter.tooLateToCancel();
+  };
+  const CancellationRegistration registration = cancellation.onCancel(answer);
+  attempt.launchProgress = [&](const OrvoAppBundleInstallerLaunchProgress& progress) {
     parts_.reporter.launchProgress(progress);
+    if (progress.event != OrvoAppBundleInstallerLaunchProgress::Event::handoffStarted) return;
+    *phase = Phase::handedOff;
+    if (cancellation.isCancelled()) answer();
   };
   attempt.cancellation = cancellation;
   const InstallResult result = OfferInstallation(application, parts_.coordinator).install(feed, attempt);

@@ -17,8 +17,8 @@ namespace pellam {
 
 namespace {
 
-using testing_support::RecordingWorkspace;
 using testing_support::FakeBundles;
+using testing_support::RecordingWorkspace;
 using Action = OrvoUpdatePromptAction;
 
 FeedEntry offer(const FeedEntry& changes = {}) {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <random>
 #include <sstream>

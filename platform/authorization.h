@@ -18,7 +18,7 @@ inline constexpr std::uint32_t extendRights = 2;
 }  // namespace authorization_flags
 
 // The four authorization calls of the platform, one to one. Each answers the platform's status, 0 for
-// success; see launcher-protocol/security_status.h. Blocks; with interaction for as long as the user is
+// success; see platform/security_status.h. Blocks; with interaction for as long as the user is
 // asked. Any thread, but one reference is used by one thread at a time.
 class OrvoAppBundleSecurityAuthorizationClient {
  public:

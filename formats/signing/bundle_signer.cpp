@@ -8,6 +8,7 @@
 #include "formats/signing/resource_seal.h"
 #include "formats/signing/signature_files.h"
 #include "formats/signing/signing_error.h"
+#include "foundation/bundle.h"
 #include "platform/file_system.h"
 #include "text/unicode_text.h"
 
@@ -77,8 +78,7 @@ ResourceSeal sealOf(const FolderOpening& folders, const BundleContents& bundle,
 }
 
 std::string identifierFor(const BundleContents& bundle, const SigningRequest& request) {
-  const PropertyListText* own = bundle.information().findString("CFBundleIdentifier");
-  std::string identifier = request.identifier.value_or(own != nullptr ? own->string() : std::string());
+  std::string identifier = request.identifier.value_or(bundleIdentifierOf(bundle.information()).value_or(""));
   if (!isUsableName(identifier)) throw CodeSigningError(bundle.path(), "no usable identifier to sign with");
   return identifier;
 }

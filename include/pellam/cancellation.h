@@ -4,6 +4,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace [[gnu::visibility("default")]] pellam {
 

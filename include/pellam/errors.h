@@ -1,7 +1,7 @@
 #pragma once
 
-// Every error that the public operations throw. Each is one line in what(), and a domain and a code in
-// bridged(); none is ever reused for something else. A cancellation is OperationCancelled and no failure.
+// Every error that the public operations throw. Each is one line in what(); bridge() makes a domain and a
+// code of it, which are never reused for something else. A cancellation is OperationCancelled and no failure.
 //
 // For example:
 //

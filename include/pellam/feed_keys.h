@@ -36,8 +36,8 @@ struct OrvoUpdateFeedKeys {
   static constexpr std::string_view appBundleInstallerURL = "app-installer";
   static constexpr std::string_view installerName = "installer-name";
 
-  // What reads `releaseDate`, and nothing else does: parseDay of a calendar in the system time zone, made
-  // anew for each reading.
+  // For the system's own readers: what reads `releaseDate`, and nothing else does: parseDay of a calendar in
+  // the system time zone, made anew for each reading.
   [[nodiscard]] static Calendar releaseDateFormatter();
 };
 

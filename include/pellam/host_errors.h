@@ -47,7 +47,7 @@ class FeedNotServed : public PellamError {
   std::string what_;
 };
 
-// A second installation was started on a coordinator that is still at its first. Nothing was done.
+// A second installation was started on a host that is still at its first, which goes on undisturbed.
 class InstallationInProgress : public PellamError {
  public:
   [[nodiscard]] BridgedError bridged() const override { return {"Pellam.InstallerCoordinator", 1, what()}; }

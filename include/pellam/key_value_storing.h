@@ -20,16 +20,17 @@ namespace [[gnu::visibility("default")]] pellam {
 //       bool boolForKey(std::string_view key) const override { return integerForKey(key) != 0; }
 //       std::optional<std::string> stringForKey(std::string_view key) const override {
 //         const auto value = objectForKey(key);
-//         return value && value->string() != nullptr ? std::optional(value->string()->string()) :
-//         std::nullopt;
+//         if (!value || value->string() == nullptr) return std::nullopt;
+//         return value->string()->string();
 //       }
 //       std::int64_t integerForKey(std::string_view key) const override {
 //         const auto value = objectForKey(key);
 //         return value ? value->numberAsInteger().value_or(0) : 0;
 //       }
-//       double doubleForKey(std::string_view key) const override { return
-//       static_cast<double>(integerForKey(key)); } std::optional<PropertyListValue>
-//       objectForKey(std::string_view key) const override {
+//       double doubleForKey(std::string_view key) const override {
+//         return static_cast<double>(integerForKey(key));
+//       }
+//       std::optional<PropertyListValue> objectForKey(std::string_view key) const override {
 //         const auto found = values.find(key);
 //         return found == values.end() ? std::nullopt : std::optional(found->second);
 //       }

@@ -28,7 +28,7 @@ class MainThread {
 };
 
 // The main thread of a program with windows: work is done by its event loop, nested modal loops included.
-// Made on the main thread.
+// Made on the main thread. There with Pellam::Updater alone, which brings the toolkit along.
 [[nodiscard]] std::shared_ptr<MainThread> makeSystemMainThread();
 
 }  // namespace pellam

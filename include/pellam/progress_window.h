@@ -16,7 +16,7 @@ struct OrvoUpdateProgressWindowState {
                          const OrvoUpdateProgressWindowState&) = default;
 };
 
-// The small window in which an installation shows what it is doing: the coordinator's only way to it. Every
+// The small window in which an installation shows what it is doing: the installation's only way to it. Every
 // operation runs on the main thread; operations on a closed window do nothing.
 //
 // For example:

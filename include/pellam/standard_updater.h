@@ -14,7 +14,7 @@
 
 namespace [[gnu::visibility("default")]] pellam {
 
-class StandardUpdaterCore;
+class [[gnu::visibility("hidden")]] StandardUpdaterCore;
 
 // What an application decides about its updates. Only the feed has no default.
 struct OrvoStandardUpdaterConfiguration {
@@ -95,10 +95,10 @@ class OrvoStandardUpdater {
   std::unique_ptr<StandardUpdaterCore> core_;
 };
 
-// The updater over the system's own windows, files, network and processes, for an application whose windows
-// are the system's. Make it on the main thread. The operating system's version and the user's language are
-// filled in where the configuration leaves them out. Throws InstalledApplicationError for a bundle that
-// cannot be updated, and DisplayUnavailable; nothing has been started then.
+// Needs Pellam::Updater. The updater over the system's own windows, files, network and processes, for an
+// application whose windows are the system's. Make it on the main thread. The operating system's version and
+// the user's language are filled in where the configuration leaves them out. Throws InstalledApplicationError
+// for a bundle that cannot be updated, and DisplayUnavailable; nothing has been started then.
 [[nodiscard]] std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(
     OrvoStandardUpdaterConfiguration configuration, OrvoStandardUpdaterSurroundings surroundings);
 

@@ -48,9 +48,9 @@ struct InstallationFailure {
 //         const std::vector<FeedEntry> feed = host.fetch(feedAddress, cancellation.token());
 //         const UpdateDecision decision = host.decide(feed, {}, [](const UpdateOffer&) { return true; });
 //         if (decision.offer && decision.offer->isDue) {
-//           const InstallResult result = host.install(*decision.offer, {.cancellation =
-//           cancellation.token()}); if (result.outcome == InstallResult::Outcome::handedOver)
-//           std::puts("ends, so that it can be replaced");
+//           const auto result = host.install(*decision.offer, {.cancellation = cancellation.token()});
+//           const bool mustEnd = result.outcome == InstallResult::Outcome::handedOver;
+//           if (mustEnd) std::puts("ends, so that it can be replaced");
 //         }
 //       } catch (const std::exception& error) {
 //         std::puts(bridge(error).description.c_str());
@@ -100,7 +100,8 @@ class UpdateHost {
 
   // Downloads, unpacks, validates, asks and hands over, or opens the separate installer. Blocks. Throws
   // OrvoUpdateInstallerError, InstallationInProgress or OperationCancelled; the installed application is
-  // untouched then, and the window is closed however it ends.
+  // untouched then, and the window is closed however it ends. How it is installed is read from the offer's
+  // entry; one that has neither kind of address throws missingArchiveURL.
   [[nodiscard]] InstallResult install(const UpdateOffer& offer, const Installation& installation);
 
   // The report of an installation that failed, once; call it at each start. Never throws.

@@ -69,6 +69,18 @@ class RoomsTest(unittest.TestCase):
             ("host/system_host.h", '#include "tests/support/temporary_folder.h"',
              "host/system_host.h may not include tests/support/temporary_folder.h, which is for tests"),
             ("host/system_host.h", '#include "clock.h"', 'host/system_host.h: "clock.h" names no file of the project by its whole path'),
+            # headers of a system, and of a library that the room may not have
+            ("host/system_host.h", "#include <unistd.h>", "host/system_host.h may not include <unistd.h>: scripts/rooms.txt does not permit it to host"),
+            ("host/system_host.h", "#include <openssl/sha.h>",
+             "host/system_host.h may not include <openssl/sha.h>: scripts/rooms.txt does not permit it to host"),
+            # other ways to write it, also where a system's headers are allowed
+            ("platform/linux/system/file_tree.cpp", "#include <host/system_host.h>",
+             "platform/linux/system/file_tree.cpp: <host/system_host.h> is the project's own and is named in quotes"),
+            ("host/system_host.h", "#include HEADER", 'host/system_host.h: "#include HEADER" is no plain include'),
+            ("host/system_host.h", '#/**/include "platform/linux/system/file_tree.h"',
+             'host/system_host.h: "#/**/include "platform/linux/system/file_tree.h"" is no plain include'),
+            ("platform/macos/calendar.mm", "@import AppKit;", 'platform/macos/calendar.mm: "@import AppKit;" is no plain include'),
+            ("host/box.hpp", "#include <unistd.h>", "host/box.hpp: sources of the project end in .h, .cpp or .mm"),
             # a folder that nobody thought of
             ("attic/box.h", '#include "pellam/url.h"', "attic/box.h: its folder has no line in scripts/rooms.txt"),
         ]
@@ -76,14 +88,25 @@ class RoomsTest(unittest.TestCase):
             with self.subTest(line=line, file=name):
                 self.assertEqual(self.complaints_with(name, line), ["lint: " + complaint])
 
-    def test_a_list_with_a_circle_is_refused(self):
-        path = self.tree / "scripts/rooms.txt"
-        before = path.read_text()
-        self.addCleanup(path.write_text, before)
-        path.write_text(before.replace("\nfoundation: ", "\nfoundation: platform "))
-        result = run(self.tree / "scripts/check-rooms", where=self.tree)
-        self.assertNotEqual(result.returncode, 0)
-        self.assertIn("foundation may only include rooms that stand above it, not platform", result.stderr)
+    def test_a_list_or_a_picture_that_proves_nothing_is_refused(self):
+        rows = [("scripts/rooms.txt", "\nfoundation: ", "\nfoundation: platform ",
+                 "foundation may only include rooms that stand above it, not platform"),
+                ("scripts/rooms.txt", "\nhost: ", "\nhost: tools ", "host may only include rooms that stand above it, not tools"),
+                ("scripts/rooms.txt", "\nhost: ", "\nhost: <unistd.h> ", "<unistd.h> is no library that a room may be permitted"),
+                ("docs/architecture.md", "graph BT", "graph LR", "the picture in docs/architecture.md is not the one of the sources"),
+                ("docs/architecture.md", "<!-- drawn by scripts/check-rooms --draw -->", "", "docs/architecture.md has no place for the picture")]
+        for name, old, new, complaint in rows:
+            with self.subTest(complaint):
+                path = self.tree / name
+                before = path.read_text()
+                self.assertIn(old, before)
+                path.write_text(before.replace(old, new))
+                try:
+                    result = run(self.tree / "scripts/check-rooms", where=self.tree)
+                finally:
+                    path.write_text(before)
+                self.assertNotEqual(result.returncode, 0)
+                self.assertIn(complaint, result.stderr)
 
 
 if __name__ == "__main__":

@@ -29,6 +29,19 @@ class EmbedTest(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="pellam-embed-"))
         self.addCleanup(shutil.rmtree, self.folder)
 
+    def commands_of_a_stranger(self, setting, header, product, *arguments):
+        """Configures a project of one program; what CMake said, and the commands that build it."""
+        outer = self.folder / "stranger"
+        outer.mkdir()
+        (outer / "main.cpp").write_text(f"#include <pellam/{header}>\nint main() {{}}\n")
+        (outer / "CMakeLists.txt").write_text(
+            f"cmake_minimum_required(VERSION 3.25)\nproject(Stranger LANGUAGES C CXX)\nset({setting})\n"
+            f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Stranger main.cpp)\n'
+            f"target_link_libraries(Stranger PRIVATE {product})\n")
+        configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja", *arguments)
+        self.assertEqual(configured.returncode, 0, configured.stderr)
+        return configured.stdout, run("ninja", "-C", outer / "build", "-t", "commands", "Stranger").stdout
+
     def test_the_built_bundle_is_complete_and_can_be_signed(self):
         bundle = self.folder / "Editor.app"
         shutil.copytree(BUNDLE, bundle, symlinks=True)
@@ -94,31 +107,15 @@ class EmbedTest(unittest.TestCase):
         self.assertEqual([name for name in settings if not name.startswith(known)], [])
 
     def test_an_application_without_windows_needs_no_toolkit(self):
-        outer = self.folder / "quiet"
-        outer.mkdir()
-        (outer / "main.cpp").write_text('#include <pellam/update_host.h>\nint main() {}\n')
-        (outer / "CMakeLists.txt").write_text(
-            "cmake_minimum_required(VERSION 3.25)\nproject(Quiet LANGUAGES C CXX)\nset(PELLAM_BUILD_WINDOWS OFF)\n"
-            f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Quiet main.cpp)\n'
-            "target_link_libraries(Quiet PRIVATE Pellam::Core)\n")
-        configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja", "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON")
-        self.assertEqual(configured.returncode, 0, configured.stderr)
-        self.assertNotIn("gtk", configured.stdout.lower())
-        commands = run("ninja", "-C", outer / "build", "-t", "commands", "Quiet").stdout
-        self.assertIn("-lsystemd", commands.replace("libsystemd.so", "-lsystemd"))
+        said, commands = self.commands_of_a_stranger("PELLAM_BUILD_WINDOWS OFF", "update_host.h", "Pellam::Core",
+                                                     "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON")
+        self.assertNotIn("gtk", said.lower())
+        self.assertIn("libsystemd.so", commands)
         self.assertNotIn("webkit", commands)
 
     def test_one_shared_library_has_a_version_in_its_name(self):
-        outer = self.folder / "shared"
-        outer.mkdir()
-        (outer / "main.cpp").write_text('#include <pellam/standard_updater.h>\nint main() {}\n')
-        (outer / "CMakeLists.txt").write_text(
-            "cmake_minimum_required(VERSION 3.25)\nproject(Shared LANGUAGES C CXX)\nset(BUILD_SHARED_LIBS ON)\n"
-            f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Shared main.cpp)\n'
-            "target_link_libraries(Shared PRIVATE Pellam::Updater)\n")
-        self.assertEqual(run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja").returncode, 0)
-        link = [line for line in run("ninja", "-C", outer / "build", "-t", "commands", "Shared").stdout.splitlines()
-                if "-soname" in line]
+        _, commands = self.commands_of_a_stranger("BUILD_SHARED_LIBS ON", "standard_updater.h", "Pellam::Updater")
+        link = [line for line in commands.splitlines() if "-soname" in line]
         self.assertEqual(len(link), 1)
         self.assertIn("-Wl,-soname,libPellamUpdaterLibrary.so.1", link[0])
         self.assertIn("-Wl,-z,defs", link[0])

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -157,5 +159,20 @@ struct RecordingWindow final : OrvoUpdateProgressWindow {
     action();
   };
 };
+
+inline OrvoAppBundleLaunchdUserContext adasContext() { return {501, 20, "ada", "/Users/ada"}; }
+
+// What a coordinator has around it besides its collaborators; this process's own user owns everything.
+inline OrvoUpdateInstallerCoordinatorEnvironment fakeEnvironment(std::shared_ptr<MainThread> mainThread,
+                                                                 std::shared_ptr<PellamClock> clock,
+                                                                 DiagnosticLog systemLog = {}) {
+  return {.mainThread = std::move(mainThread),
+          .bundles = std::make_shared<FakeBundles>(),
+          .localizationBundle = {},
+          .identifiers = makeSystemUUIDGenerator(),
+          .clock = std::move(clock),
+          .systemLog = std::move(systemLog),
+          .effectiveUserID = ::geteuid()};
+}
 
 }  // namespace pellam::testing_support

@@ -33,17 +33,9 @@ class CoordinatorFixture : public testing::Test {
             .launcher = opener_,
             .appBundleValidator = validator_,
             .replacementLauncher = launcher_,
-            .launchUserContextProvider =
-                [] {
-                  return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-                },
-            .environment = {.mainThread = mainThread_,
-                            .bundles = std::make_shared<FakeBundles>(),
-                            .localizationBundle = {},
-                            .identifiers = makeSystemUUIDGenerator(),
-                            .clock = clock_,
-                            .systemLog = [this](const std::string& line) { log_.push_back(line); },
-                            .effectiveUserID = ::geteuid()}};
+            .launchUserContextProvider = adasContext,
+            .environment = fakeEnvironment(mainThread_, clock_,
+                                           [this](const std::string& line) { log_.push_back(line); })};
   }
 
   OrvoUpdateInstallerCoordinator& coordinator() {

@@ -54,25 +54,15 @@ class StandardUpdaterFixture : public testing::Test {
   // The application starts anew: what is on disk and in the settings stays.
   void makeUpdater() {
     updater_.reset();
-    const auto coordinator =
-        std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
-            .fileManager = files_,
-            .networkClient = downloads_,
-            .unzipper = unzipper_,
-            .launcher = opener_,
-            .appBundleValidator = validator_,
-            .replacementLauncher = launcher_,
-            .launchUserContextProvider =
-                [] {
-                  return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-                },
-            .environment = {.mainThread = mainThread_,
-                            .bundles = std::make_shared<FakeBundles>(),
-                            .localizationBundle = {},
-                            .identifiers = makeSystemUUIDGenerator(),
-                            .clock = time_,
-                            .systemLog = [](const auto&) {},
-                            .effectiveUserID = ::geteuid()}});
+    const auto coordinator = std::make_shared<OrvoUpdateInstallerCoordinator>(
+        OrvoUpdateInstallerCoordinator::Collaborators{.fileManager = files_,
+                                                      .networkClient = downloads_,
+                                                      .unzipper = unzipper_,
+                                                      .launcher = opener_,
+                                                      .appBundleValidator = validator_,
+                                                      .replacementLauncher = launcher_,
+                                                      .launchUserContextProvider = adasContext,
+                                                      .environment = fakeEnvironment(mainThread_, time_)});
     InstalledApplication application;
     application.path = folder_ / "Editor.app";
     application.identity = {"Editor", "com.example.editor", "1.0", "100"};

@@ -72,17 +72,8 @@ class UpdateSessionTest : public testing::Test {
              .launcher = std::make_shared<RecordingOpener>(),
              .appBundleValidator = std::make_shared<RecordingValidator>(),
              .replacementLauncher = launcher_,
-             .launchUserContextProvider =
-                 [] {
-                   return OrvoAppBundleLaunchdUserContext{501, 20, "ada", "/Users/ada"};
-                 },
-             .environment = {.mainThread = mainThread,
-                             .bundles = std::make_shared<FakeBundles>(),
-                             .localizationBundle = {},
-                             .identifiers = makeSystemUUIDGenerator(),
-                             .clock = clock,
-                             .systemLog = {},
-                             .effectiveUserID = makeSystemProcessInformation()->effectiveUserID()}}),
+             .launchUserContextProvider = adasContext,
+             .environment = fakeEnvironment(mainThread, clock)}),
          std::make_shared<OrvoAppBundleUpdateFailureReportStore>(files_, clock), makeSystemUUIDGenerator(),
          mainThread, reporter, [](const CancellationToken&) { return false; },
          [this](const std::string& complaint) { complaints_ += complaint; }},

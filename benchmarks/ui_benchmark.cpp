@@ -16,6 +16,7 @@
 #include "platform/bundle_loading.h"
 #include "platform/child_process.h"
 #include "platform/file_system.h"
+#include "platform/identifiers.h"
 #include "platform/system_log.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
@@ -119,10 +120,16 @@ class BusyDownload final : public OrvoUpdateInstallerNetworkClient {
 
 double callbackNanoseconds(Fixture& fixture) {
   const auto download = std::make_shared<BusyDownload>();
-  OrvoUpdateInstallerCoordinator coordinator(
-      fixture.fileSystem, download, nullptr, nullptr, nullptr, nullptr, {},
-      {fixture.mainThread, fixture.bundles, fixture.bundles->mainBundlePath(), nullptr,
-       std::make_shared<PellamSystemClock>(), makeSystemLog()});
+  OrvoUpdateInstallerCoordinator::Collaborators parts;
+  parts.fileManager = fixture.fileSystem;
+  parts.networkClient = download;
+  parts.environment.mainThread = fixture.mainThread;
+  parts.environment.bundles = fixture.bundles;
+  parts.environment.localizationBundle = fixture.bundles->mainBundlePath();
+  parts.environment.identifiers = makeSystemUUIDGenerator();
+  parts.environment.clock = std::make_shared<PellamSystemClock>();
+  parts.environment.systemLog = makeSystemLog();
+  OrvoUpdateInstallerCoordinator coordinator(std::move(parts));
   const auto window =
       std::make_shared<PresentedProgressWindow>(fixture.toolkit, fixture.bundles, "Downloading update…");
   OrvoUpdateInstallerRequest request;

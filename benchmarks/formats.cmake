@@ -7,7 +7,7 @@ if(LIBPLIST_LIBRARY)
 endif()
 find_library(LIBRPMIO_LIBRARY rpmio)
 if(LIBRPMIO_LIBRARY)
-  pellam_program(version_benchmark SOURCES version_benchmark.cpp LINKS PellamCore ${LIBRPMIO_LIBRARY})
+  pellam_program(version_benchmark SOURCES version_benchmark.cpp LINKS PellamFoundation ${LIBRPMIO_LIBRARY})
 endif()
 pellam_program(feed_benchmark SOURCES feed_benchmark.cpp LINKS PellamUpdatesCore)
 pellam_program(unpacking_benchmark

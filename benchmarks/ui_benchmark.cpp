@@ -49,8 +49,8 @@ class SilentServer {
 };
 
 struct Fixture {
-  std::shared_ptr<WindowToolkit> toolkit =
-      makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
+  std::shared_ptr<WindowToolkit> toolkit = makeSystemWindowToolkit(
+      *makeSystemBundleLoader(makeSystemFileSystem()), makeSystemChildProcessRunner("/usr/bin"));
   std::shared_ptr<FileSystem> fileSystem = makeSystemFileSystem();
   std::shared_ptr<BundleLoading> bundles = makeSystemBundleLoader(fileSystem);
   std::shared_ptr<MainThread> mainThread = makeSystemMainThread();

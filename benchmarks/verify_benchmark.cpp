@@ -11,7 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "formats/signing/bundle_signature.h"
+#include "formats/signing/bundle_signer.h"
+#include "formats/signing/bundle_verifier.h"
 #include "tests/support/signing_identity_files.h"
 #include "tests/support/temporary_folder.h"
 

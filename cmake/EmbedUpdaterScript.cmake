@@ -50,8 +50,14 @@ foreach(program PellamUpdateInstaller ${tools})
   embed_program(${program} "${CONTENTS}/MacOS")
 endforeach()
 
+if(LIBRARY)
+  file(MAKE_DIRECTORY "${CONTENTS}/Frameworks")
+  get_filename_component(name "${LIBRARY}" NAME)
+  file(COPY_FILE "${LIBRARY}" "${CONTENTS}/Frameworks/${name}" ONLY_IF_DIFFERENT)
+endif()
+
 # The texts of the component's own windows, one table for each language.
-file(GLOB languages LIST_DIRECTORIES TRUE "${CMAKE_CURRENT_LIST_DIR}/../ui/localization/*.lproj")
+file(GLOB languages LIST_DIRECTORIES TRUE "${CMAKE_CURRENT_LIST_DIR}/../localization/*.lproj")
 file(COPY ${languages} DESTINATION "${CONTENTS}/Resources")
 if(ANCHORS)
   file(READ "${ANCHORS}" certificates)

@@ -3,7 +3,8 @@
 # is linked. On Apple's systems TARGET is a MACOSX_BUNDLE and CONTENTS needs no stating. Elsewhere CONTENTS is
 # <binary folder>/<TARGET>.app/Contents unless stated; the program itself, the signing tool and the unpacker are put
 # into it as well and, when given, the certificates that releases must chain to. The Info.plist of the application
-# stays the application's own. Sign the result, the service first.
+# stays the application's own. Where the components are a shared library (BUILD_SHARED_LIBS), the one that TARGET links is put
+# into Contents/Frameworks, and TARGET looks for it there alone. Sign the result, the service first.
 
 function(pellam_embed_updater target)
   cmake_parse_arguments(ARG "" "IDENTIFIER;VERSION;BUILD;CONTENTS;ANCHORS" "" ${ARGN})
@@ -26,10 +27,26 @@ function(pellam_embed_updater target)
     set(tools "pellam-codesign,pellam-ditto")
   endif()
   add_dependencies(${target} ${programs})
+  set(libraries "")
+  foreach(product Updater Core)
+    set(library PellamUpdaterLibrary)
+    if(product STREQUAL "Core")
+      set(library PellamHostLibrary)
+    endif()
+    if(TARGET ${library})
+      get_target_property(type ${library} TYPE)
+      if(type STREQUAL "SHARED_LIBRARY")
+        set(is_linked "$<IN_LIST:Pellam::${product},$<TARGET_PROPERTY:${target},LINK_LIBRARIES>>")
+        string(APPEND libraries "$<${is_linked}:$<TARGET_SONAME_FILE:${library}>>")
+        set(origin "$<IF:$<PLATFORM_ID:Darwin>,@executable_path,$ORIGIN>")
+        set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${origin}/../Frameworks")
+      endif()
+    endif()
+  endforeach()
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND "${CMAKE_COMMAND}" "-DCONTENTS=${ARG_CONTENTS}"
       "-DPROGRAMS=$<TARGET_FILE_DIR:PellamUpdateInstaller>" "-DIDENTIFIER=${ARG_IDENTIFIER}"
-      "-DVERSION=${ARG_VERSION}" "-DBUILD=${ARG_BUILD}" "-DANCHORS=${ARG_ANCHORS}" "-DTOOLS=${tools}"
+      "-DVERSION=${ARG_VERSION}" "-DBUILD=${ARG_BUILD}" "-DANCHORS=${ARG_ANCHORS}" "-DTOOLS=${tools}" "-DLIBRARY=${libraries}"
       -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/EmbedUpdaterScript.cmake"
     VERBATIM)
   if(NOT APPLE)

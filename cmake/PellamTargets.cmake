@@ -14,12 +14,14 @@ target_include_directories(PellamOptions INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(PellamOptions INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
   -Wimplicit-fallthrough $<$<BOOL:${PELLAM_WARNINGS_AS_ERRORS}>:-Werror> -fstack-protector-strong)
+# Nobody puts functions of their own in the place of ours, so that these are inlined where the code is fit for a shared
+# library, too; Clang takes that for granted.
+target_compile_options(PellamOptions INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
 # GCC 12 sees overlapping copies in std::string at -O3 that are not there (its bug 105651).
 target_compile_options(PellamOptions INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
-# At -O3 it takes the alternatives that a moved std::variant does not hold for uninitialized ones; Clang and the
+# Optimizing, it takes the alternatives that a moved std::variant does not hold for uninitialized ones; Clang and the
 # sanitizers watch over real ones.
-target_compile_options(PellamOptions INTERFACE
-  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-maybe-uninitialized>)
+target_compile_options(PellamOptions INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 
 set(PELLAM_PROGRAM_FOLDER "${PROJECT_BINARY_DIR}/bin")
 
@@ -78,6 +80,8 @@ function(pellam_product name)
   cmake_parse_arguments(ARG "" "ALIAS;FROM" "" ${ARGN})
   if(BUILD_SHARED_LIBS)
     pellam_shared_library(${name} FROM ${ARG_FROM})
+    string(REPLACE "::" "" output "${ARG_ALIAS}")
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${output})
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE PellamHeaders ${ARG_FROM})

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "feed/offer_kind.h"
 #include "foundation/decimal.h"
 #include "pellam/feed_keys.h"
 
@@ -25,8 +26,7 @@ OrvoUpdateFeedProcessingEvaluator::selectFirstProcessableUpdate(
     const std::vector<FeedEntry>& feed, const OrvoUpdateFeedApplicabilityContext& applicabilityContext,
     const OrvoUpdateFeedDisplayContext& displayContext, const VersionComparing& versionComparator) const {
   for (const FeedEntry& entry : feed) {
-    const PropertyListText* type = entry.findString(OrvoUpdateFeedKeys::type);
-    if (type == nullptr || *type != OrvoUpdateFeedKeys::updateType) continue;
+    if (!isUpdateEntry(entry)) continue;
     OrvoUpdateFeedApplicabilityResult applicability =
         eligibilityEvaluator.evaluateApplicability(entry, applicabilityContext, versionComparator);
     if (!applicability.shouldProcessFeed) continue;

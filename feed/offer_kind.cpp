@@ -10,6 +10,11 @@ bool hasNonEmptyText(const FeedEntry& entry, std::string_view key) {
   return value != nullptr && !text::trimmed(*value).empty();
 }
 
+bool isUpdateEntry(const FeedEntry& entry) {
+  const PropertyListText* type = entry.findString(OrvoUpdateFeedKeys::type);
+  return type != nullptr && *type == OrvoUpdateFeedKeys::updateType;
+}
+
 OfferKind offerKind(const FeedEntry& entry) {
   if (hasNonEmptyText(entry, OrvoUpdateFeedKeys::appBundleInstallerURL)) return OfferKind::inPlace;
   return hasNonEmptyText(entry, OrvoUpdateFeedKeys::installerURL) ? OfferKind::separateInstaller

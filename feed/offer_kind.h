@@ -7,6 +7,9 @@
 
 namespace pellam {
 
+// Whether the entry is an update; all others are left alone. Pure; any thread.
+[[nodiscard]] bool isUpdateEntry(const FeedEntry& entry);
+
 // An address in place comes first, and a text of white space alone is none; whether it is an address shows
 // when it is fetched. The one reading of it. Pure; any thread.
 [[nodiscard]] OfferKind offerKind(const FeedEntry& entry);

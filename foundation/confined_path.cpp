@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/item_path.h"
+
 namespace pellam {
 
 namespace {
@@ -21,16 +23,10 @@ std::string joined(const std::vector<std::string>& names) {
 
 }  // namespace
 
-bool isConfinedName(std::string_view name) {
-  return name.find('/') == std::string_view::npos && isConfinedPath(name);
-}
-
 bool isConfinedPath(std::string_view path) {
-  if (path.find('\0') != std::string_view::npos) return false;
   for (;;) {
     const std::size_t slash = path.find('/');
-    const std::string_view name = path.substr(0, slash);
-    if (name.empty() || name == "." || name == "..") return false;
+    if (!isPlainFileName(path.substr(0, slash))) return false;
     if (slash == std::string_view::npos) return true;
     path.remove_prefix(slash + 1);
   }

@@ -10,10 +10,7 @@ namespace pellam {
 // Paths beneath a folder that nothing may leave: what they may be made of, and where links among them lead.
 // Pure functions.
 
-// One name: not empty, neither "." nor "..", without a slash or a NUL.
-[[nodiscard]] bool isConfinedName(std::string_view name);
-
-// Such names, divided by single slashes: relative, and nothing in it leads upwards.
+// Plain file names divided by single slashes: relative, and nothing in it leads upwards.
 [[nodiscard]] bool isConfinedPath(std::string_view path);
 
 enum class LinkEnd {

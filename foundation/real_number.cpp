@@ -7,16 +7,13 @@
 #include <sstream>
 #include <string>
 
+#include "text/ascii.h"
+
 namespace pellam {
 
 namespace {
 
 constexpr bool isDigit(char unit) { return unit >= '0' && unit <= '9'; }
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lowercase) {
-  return std::equal(text.begin(), text.end(), lowercase.begin(), lowercase.end(),
-                    [](char unit, char expected) { return unit == expected || (unit | 0x20) == expected; });
-}
 
 // How many characters of the text are digits or, once, a point; nothing when there is no digit among them.
 std::size_t lengthOfDigits(std::string_view text, bool& hasDigit) {
@@ -48,10 +45,11 @@ std::optional<double> parseReal(std::string_view text) {
   const bool isNegative = text.starts_with('-');
   if (isNegative) text.remove_prefix(1);
   const double sign = isNegative ? -1 : 1;
-  if (equalsIgnoringCase(text, "inf") || equalsIgnoringCase(text, "infinity")) {
+  if (text::equalsIgnoringASCIICase(text, "inf") || text::equalsIgnoringASCIICase(text, "infinity")) {
     return sign * std::numeric_limits<double>::infinity();
   }
-  if (equalsIgnoringCase(text, "nan")) return std::copysign(std::numeric_limits<double>::quiet_NaN(), sign);
+  if (text::equalsIgnoringASCIICase(text, "nan"))
+    return std::copysign(std::numeric_limits<double>::quiet_NaN(), sign);
 
   bool hasDigit = false;
   const std::size_t mantissa = lengthOfDigits(text, hasDigit);

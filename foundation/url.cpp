@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "text/ascii.h"
+
 namespace pellam {
 
 namespace {
@@ -33,14 +35,6 @@ bool isWellFormed(std::string_view text, std::string_view extra) {
     }
   }
   return true;
-}
-
-std::string lowercased(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
 }
 
 std::optional<std::string> parseHost(std::string_view authority) {
@@ -85,7 +79,7 @@ std::optional<URL> URL::parse(std::string_view text) {
         !std::all_of(scheme.begin(), scheme.end(), isSchemeCharacter)) {
       return std::nullopt;
     }
-    url.scheme_ = lowercased(scheme);
+    url.scheme_ = text::lowercasedASCII(scheme);
     rest.remove_prefix(delimiter + 1);
   }
 

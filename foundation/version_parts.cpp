@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 
+#include "text/ascii.h"
 #include "text/unicode_text.h"
 
 namespace pellam::version_detail {
@@ -32,15 +33,9 @@ constexpr std::array<Unit, 128> units = [] {
 
 inline Unit unitAt(const char* at) { return units[static_cast<unsigned char>(*at) & 0x7F]; }
 
-constexpr char lowercased(char unit) {
-  return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
-}
-
 bool isBetaWord(std::string_view text) {
-  if (text.size() == 1) return lowercased(text[0]) == 'b' || lowercased(text[0]) == 'd';
-  constexpr std::string_view word = "beta";
-  return text.size() == word.size() && std::equal(text.begin(), text.end(), word.begin(),
-                                                  [](char a, char b) { return lowercased(a) == b; });
+  return text::equalsIgnoringASCIICase(text, "b") || text::equalsIgnoringASCIICase(text, "d") ||
+         text::equalsIgnoringASCIICase(text, "beta");
 }
 
 // With `at` behind white space: the first digit of "(beta|b|d)\s*(\d+)" when that matches here, else null.

@@ -12,6 +12,7 @@ namespace pellam {
 
 namespace {
 using Error = OrvoUpdateInstallerError;
+namespace texts = localized_texts;
 }
 
 NetworkData ArchiveDownload::fetch(const URL& primaryURL, const std::optional<URL>& fallbackURL,
@@ -49,7 +50,7 @@ NetworkData ArchiveDownload::fetchSuccessfully(const URL& url, const Window& win
 
 NetworkData ArchiveDownload::fetchArchive(const URL& url, const Window& window,
                                           const CancellationToken& cancellation) const {
-  display_.show(window, {"Downloading update…", "Preparing download…", 0.0});
+  display_.show(window, texts::downloadingUpdate, texts::preparingDownload, 0.0);
   const auto token = std::make_shared<OrvoUpdateProgressToken>();
   // Deactivated on every way out, so that progress still waiting for the main thread is dropped.
   struct Deactivation {
@@ -69,7 +70,7 @@ DownloadProgressHandler ArchiveDownload::downloadProgressHandler(
   const auto latest = std::make_shared<LatestDownloadProgress>();
   const std::weak_ptr<OrvoUpdateProgressWindow> weakWindow = window;
   // What runs on the main thread may outlive the coordinator, so it brings its texts along.
-  const auto show = [latest, weakWindow, token, title = display_.localized("Downloading update…"),
+  const auto show = [latest, weakWindow, token, title = display_.localized(texts::downloadingUpdate),
                      formats = statusFormats()] {
     const std::optional<OrvoUpdateInstallerDownloadProgress> progress = latest->take();
     const std::shared_ptr<OrvoUpdateProgressWindow> shown = weakWindow.lock();
@@ -83,7 +84,7 @@ DownloadProgressHandler ArchiveDownload::downloadProgressHandler(
 }
 
 ArchiveDownload::StatusFormats ArchiveDownload::statusFormats() const {
-  return {display_.localized("%@ of %@"), display_.localized("%@ downloaded")};
+  return {display_.localized(texts::bytesOfBytes), display_.localized(texts::bytesDownloaded)};
 }
 
 std::string ArchiveDownload::statusText(const StatusFormats& formats,

@@ -3,6 +3,8 @@
 #include <system_error>
 #include <utility>
 
+#include "foundation/confined_path.h"
+#include "foundation/item_path.h"
 #include "host/ready_to_install_question.h"
 #include "host/shared_folder_exchange.h"
 #include "installer/failure_report.h"
@@ -65,16 +67,6 @@ void throwUnlessLaunched(const OrvoAppBundleReplacementLaunchResult& result) {
   }
 }
 
-// A file of the archive may be opened, nothing outside it.
-bool staysInside(const std::string& relativeName) {
-  const std::filesystem::path path(relativeName);
-  if (path.empty() || path.is_absolute()) return false;
-  for (const std::filesystem::path& component : path) {
-    if (component == "..") return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 OrvoUpdateInstallerCoordinator::OrvoUpdateInstallerCoordinator(Collaborators collaborators)
@@ -113,7 +105,7 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
       downloadAndPlace(request, AttemptFolders::Sharing::ownFolder, progressWindow, cancellation);
   unzipAndRemoveArchive(placement.archiveURL, placement.destinationFolderURL, progressWindow, cancellation);
 
-  display_.show(progressWindow, {"Verifying update…", std::nullopt, std::nullopt});
+  display_.show(progressWindow, localized_texts::verifyingUpdate);
   const std::filesystem::path staged = folders_.findSingleAppBundle(placement.destinationFolderURL);
   if (!OrvoAppBundleFileSafety::realDirectoryAppBundle(*parts_.fileManager, staged,
                                                        placement.destinationFolderURL)) {
@@ -141,7 +133,7 @@ OrvoAppBundleReplacementRequest OrvoUpdateInstallerCoordinator::installAppBundle
 
   ReadyToInstallQuestion(display_).ask(progressWindow, cancellation);
   cancellation.throwIfCancelled();
-  display_.show(progressWindow, {"Preparing to install…", std::nullopt, std::nullopt});
+  display_.show(progressWindow, localized_texts::preparingToInstall);
   prepareFailureReportURLForFreshHandoff(replacement.failureReportURL);
   throwUnlessLaunched(parts_.replacementLauncher->launchReplacement(replacement, launchProgressHandler));
   return replacement;
@@ -158,7 +150,7 @@ std::string OrvoUpdateInstallerCoordinator::installUpdate(const OrvoUpdateInstal
       downloadAndPlace(request, AttemptFolders::Sharing::sharedFolder, progressWindow, cancellation);
   unpackIntoSharedFolder(request, placement, progressWindow, cancellation);
 
-  display_.show(progressWindow, {"Opening installer…", std::nullopt, std::nullopt});
+  display_.show(progressWindow, localized_texts::openingInstaller);
   const std::filesystem::path installer = placement.destinationFolderURL / request.installerFileName;
   if (!parts_.launcher->openInstaller(installer)) throw Error(Error::Case::launchFailed);
   return installer.string();
@@ -173,7 +165,7 @@ void OrvoUpdateInstallerCoordinator::unpackIntoSharedFolder(const OrvoUpdateInst
   try {
     SharedFolderExchange exchange(collaborators, placement.destinationFolderURL);
     unzipAndRemoveArchive(placement.archiveURL, exchange.newContent(), window, cancellation);
-    if (!staysInside(request.installerFileName) ||
+    if (!isConfinedPath(withoutTrailingSlash(request.installerFileName).string()) ||
         !parts_.fileManager->itemExists(exchange.newContent() / request.installerFileName)) {
       throw Error(Error::Case::launchFailed);
     }
@@ -194,7 +186,7 @@ void OrvoUpdateInstallerCoordinator::unzipAndRemoveArchive(const std::filesystem
                                                            const std::filesystem::path& folder,
                                                            const Window& window,
                                                            const CancellationToken& cancellation) {
-  display_.show(window, {"Extracting update…", std::nullopt, std::nullopt});
+  display_.show(window, localized_texts::extractingUpdate);
   const bool isUnpacked = parts_.unzipper->unzip(archive.string(), folder.string());
   cancellation.throwIfCancelled();
   if (!isUnpacked) throw Error(Error::Case::unzipFailed);

@@ -8,6 +8,7 @@
 #include "host/installer_coordinator.h"
 #include "pellam/feed_entry.h"
 #include "pellam/install_result.h"
+#include "pellam/update_offer.h"
 
 namespace pellam {
 
@@ -15,14 +16,12 @@ namespace pellam {
 // A value that shares its coordinator; any thread but the main one.
 class OfferInstallation {
  public:
-  static constexpr const char* defaultInstallerNameFormat = "%@ Installer.pkg";
-
   // What belongs to one installation and not to the application.
   struct Attempt {
     std::string identifier;  // names the attempt in the installer's failure report
-    std::string installerNameFormat = defaultInstallerNameFormat;  // one "%@" for the application's name
-    std::shared_ptr<OrvoUpdateProgressWindow> window{};            // without one nobody is asked again
-    LaunchProgressHandler launchProgress{};                        // any thread; empty: nobody listens
+    std::string installerNameFormat = usualInstallerNameFormat;  // one "%@" for the application's name
+    std::shared_ptr<OrvoUpdateProgressWindow> window{};          // without one nobody is asked again
+    LaunchProgressHandler launchProgress{};                      // any thread; empty: nobody listens
     CancellationToken cancellation{};
   };
 

@@ -11,15 +11,17 @@ ProgressDisplay::ProgressDisplay(std::shared_ptr<MainThread> mainThread,
       bundles_(std::move(bundles)),
       localizationBundle_(std::move(localizationBundle)) {}
 
-void ProgressDisplay::show(const Window& window, OrvoUpdateProgressWindowState state) const {
+void ProgressDisplay::show(const Window& window, const LocalizedText& title,
+                           const std::optional<LocalizedText>& statusText,
+                           std::optional<double> progressFraction) const {
   if (!window) return;
-  state.title = localized(state.title);
-  if (state.statusText) state.statusText = localized(*state.statusText);
+  OrvoUpdateProgressWindowState state{localized(title), std::nullopt, progressFraction};
+  if (statusText) state.statusText = localized(*statusText);
   mainThread_->performAndWait([&] { window->update(state); });
 }
 
-std::string ProgressDisplay::localized(const std::string& text) const {
-  return bundles_->localizedString(localizationBundle_, text, "Updates", text);
+std::string ProgressDisplay::localized(const LocalizedText& text) const {
+  return pellam::localized(*bundles_, localizationBundle_, text);
 }
 
 }  // namespace pellam

@@ -2,8 +2,10 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "localization/localized_text.h"
 #include "pellam/main_thread.h"
 #include "pellam/progress_window.h"
 #include "platform/bundle_loading.h"
@@ -17,14 +19,16 @@ class ProgressDisplay {
  public:
   using Window = std::shared_ptr<OrvoUpdateProgressWindow>;
 
-  // `localizationBundle` is the bundle whose "Updates" table has the texts.
+  // `localizationBundle` is the bundle whose tables have the texts.
   ProgressDisplay(std::shared_ptr<MainThread> mainThread, std::shared_ptr<BundleLoading> bundles,
                   std::filesystem::path localizationBundle);
 
-  // Shows the state, whose texts are given in English, and returns when it is shown.
-  void show(const Window& window, OrvoUpdateProgressWindowState state) const;
-  // The text itself where the table lacks it. Reads the disk.
-  [[nodiscard]] std::string localized(const std::string& text) const;
+  // Returns when it is shown. Without a fraction the bar tells that something goes on.
+  void show(const Window& window, const LocalizedText& title,
+            const std::optional<LocalizedText>& statusText = std::nullopt,
+            std::optional<double> progressFraction = std::nullopt) const;
+  // In English where the bundle's table lacks the text. Reads the disk.
+  [[nodiscard]] std::string localized(const LocalizedText& text) const;
 
   [[nodiscard]] const std::shared_ptr<MainThread>& mainThread() const { return mainThread_; }
 

@@ -23,8 +23,8 @@ void ReadyToInstallQuestion::ask(const ProgressDisplay::Window& window,
       promise->set_value();
     }
   });
-  const std::string title = display_.localized("Ready to Install");
-  const std::string buttonTitle = display_.localized("Install and Relaunch");
+  const std::string title = display_.localized(localized_texts::readyToInstall);
+  const std::string buttonTitle = display_.localized(localized_texts::installAndRelaunch);
   display_.mainThread()->perform([confirmation, window, title, buttonTitle] {
     if (confirmation->isResolved()) return;
     window->showReadyToInstallAndRelaunch(title, buttonTitle,

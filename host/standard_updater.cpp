@@ -5,6 +5,7 @@
 
 #include "host/standard_updater_core.h"
 #include "host/system_host.h"
+#include "platform/child_process.h"
 #include "platform/framework_memory.h"
 #include "platform/user_languages.h"
 
@@ -26,7 +27,8 @@ bool OrvoStandardUpdater::isInstalling() const { return core_->isInstalling(); }
 std::unique_ptr<OrvoStandardUpdater> makeStandardUpdater(OrvoStandardUpdaterConfiguration configuration,
                                                          OrvoStandardUpdaterSurroundings surroundings) {
   const std::shared_ptr<WindowToolkit> toolkit =
-      makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
+      makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()),
+                              makeSystemChildProcessRunner(surroundings.bundle / "Contents/MacOS"));
   const std::shared_ptr<ServicedMainThread> mainThread = ServicedMainThread::make(makeSystemMainThread());
   const SystemHost host = makeSystemHost(surroundings.bundle, std::nullopt, mainThread);
   if (configuration.currentOSVersion.empty()) {

@@ -30,7 +30,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
   const std::filesystem::path settingsFile =
       settingsFolder ? *settingsFolder / (identifier + ".plist")
                      : systemSettingsFile(host.process->homeDirectory(), identifier);
-  host.settings = makeSystemSettingsStore(settingsFile, host.fileSystem);
+  host.settings = makeSystemSettingsStore(settingsFile, host.fileSystem, makeSystemLog());
   const std::shared_ptr<URLSessionMaking> sessions =
       makeSystemURLSessions(userAgentText(host.application.identity));
   host.network = std::make_shared<PellamURLSessionNetworkClient>(sessions);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/text_format.h"
+#include "localization/localized_text.h"
 #include "pellam/installer_error.h"
 #include "platform/security_status.h"
 
@@ -155,12 +156,10 @@ std::string Launcher::launchdLabel(const OrvoAppBundleReplacementRequest& reques
 }
 
 std::string Launcher::authorizationPrompt(const OrvoAppBundleReplacementRequest& request) const {
-  // Comment for translators: administrator authorization prompt shown while installing an app update
-  constexpr const char* key = "%@ needs permission to update the installed app.";
   const std::filesystem::path& application = request.installedApplicationURL;
   const std::filesystem::path tableBundle =
       with_.bundles->bundleAt(application) ? application : with_.bundles->mainBundlePath();
-  const std::string format = with_.bundles->localizedString(tableBundle, key, "Updates", key);
+  const std::string format = localized(*with_.bundles, tableBundle, localized_texts::authorizationPrompt);
   std::string name = application.stem().string();
   if (name.empty()) name = "The app";
   return formatText(format, {name});

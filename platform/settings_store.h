@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "foundation/diagnostic_log.h"
 #include "pellam/key_value_storing.h"
 
 namespace pellam {
@@ -17,7 +18,7 @@ class FileSystem;
 // owner alone, or keeps the permissions that it was given, and a link in its place stays. A file that cannot
 // be read counts as empty; a damaged one is kept beside the new one, as "<file>.damaged".
 [[nodiscard]] std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(
-    std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem);
+    std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem, DiagnosticLog systemLog);
 
 // Where that file lives for an application: the user's Library/Preferences/<bundle identifier>.plist.
 [[nodiscard]] std::filesystem::path systemSettingsFile(const std::string& homeDirectory,

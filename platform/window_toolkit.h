@@ -15,6 +15,7 @@
 namespace pellam {
 
 class BundleLoading;
+class ChildProcessRunning;
 
 // Windows, their contents and modal alerts, as one system draws them. Whoever calls decides on every text,
 // size, order and answer; a body builds the views and lays them out. Everything here is used on the main
@@ -164,8 +165,9 @@ class WindowToolkit {
   virtual void requestUserAttention() = 0;
 };
 
-// Connects to the display. Throws DisplayUnavailable.
-// Images are resources of the main bundle.
-[[nodiscard]] std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading& bundles);
+// Connects to the display. Throws DisplayUnavailable. Images are resources of the main bundle. Where release
+// notes are shown only when the system can confine a web view, a child process tries that before the first.
+[[nodiscard]] std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(
+    const BundleLoading& bundles, std::shared_ptr<ChildProcessRunning> childProcesses);
 
 }  // namespace pellam

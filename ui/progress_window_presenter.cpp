@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "foundation/text_format.h"
+#include "localization/localized_text.h"
 #include "text/unicode_text.h"
-#include "ui/localized_text.h"
 #include "ui/view_search.h"
 #include "ui/window_layout.h"
 

@@ -1,7 +1,7 @@
 #include "ui/update_alert_presenter.h"
 
 #include "foundation/text_format.h"
-#include "ui/localized_text.h"
+#include "localization/localized_text.h"
 
 namespace pellam {
 

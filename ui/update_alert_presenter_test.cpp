@@ -4,8 +4,8 @@
 
 #include <set>
 
+#include "localization/localized_text.h"
 #include "tests/support/recording_toolkit.h"
-#include "ui/localized_text.h"
 
 namespace pellam {
 namespace {

@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
+#include "localization/localized_text.h"
 #include "pellam/feed_entry.h"
 #include "platform/bundle_loading.h"
 #include "platform/window_toolkit.h"
 #include "platform/workspace.h"
-#include "ui/localized_text.h"
 
 namespace pellam {
 

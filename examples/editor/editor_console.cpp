@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "examples/editor/editor_update.h"
+#include "examples/editor/updating/editor_update.h"
 #include "foundation/decimal.h"
 #include "pellam/main_thread_queue.h"
 #include "services/sleeping.h"
@@ -17,7 +17,10 @@ void runEditorWithoutWindows(const Bundle& bundle, EditorLog& log, const Cancell
       parseDecimal<std::int64_t>(bundle.informationString("EditorLingerSeconds")).value_or(0));
   const std::optional<URL> feed = URL::parse(bundle.informationString("PellamFeedURL"));
   std::thread worker([&] {
-    if (feed) (void)updateIfOffered(host, *feed, log, cancellation);
+    if (feed) {
+      (void)updateIfOffered(
+          host, *feed, [&](const std::string& line) { log.write(line); }, cancellation);
+    }
     try {
       systemSleep(static_cast<std::uint64_t>(std::chrono::nanoseconds(linger).count()), cancellation);
     } catch (const OperationCancelled&) {

@@ -9,6 +9,8 @@
 
 // A small application that keeps itself current. Its Info.plist says where its feed is ("PellamFeedURL"),
 // where it logs ("EditorLogPath"), and whether it does without windows ("EditorHasNoWindows").
+// What an application copies stands in examples/editor/updating, or, with windows, in editor_windows.cpp; the
+// rest borrows the project's seams so that the sample needs no libraries of its own.
 int main() {
   using namespace pellam;
   CancellationSource cancellation;

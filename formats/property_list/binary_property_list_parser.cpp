@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <unordered_map>
 
 #include "formats/property_list/property_list_limits.h"
 #include "formats/property_list/property_list_parsers.h"
@@ -317,19 +318,15 @@ class Parser {
   // shares the memory of the second; most texts have one reference only and cost no more than a note of it.
   [[nodiscard]] PropertyListText textOf(std::size_t object, const Header& header, std::size_t offset) {
     const auto count = static_cast<std::size_t>(header.count);
-    std::size_t& use = textUses_[object];
-    if (use >= firstShared) {
+    TextUse& use = textUses_[object];
+    if (use == TextUse::shared) [[unlikely]] {
       takeRepeated(count, offset);
-      return sharedTexts_[use - firstShared];
+      return sharedTexts_.find(object)->second;
     }
     take(count, offset);
     PropertyListText text = textAt(header, offset);
-    if (use == 0) {
-      use = 1;
-    } else {
-      use = firstShared + sharedTexts_.size();
-      sharedTexts_.push_back(text);
-    }
+    use = use == TextUse::none ? TextUse::once : TextUse::shared;
+    if (use == TextUse::shared) sharedTexts_.emplace(object, text);
     return text;
   }
 
@@ -407,10 +404,9 @@ class Parser {
   std::size_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   std::shared_ptr<const Shape> shape_;
-  // For each object: nothing, that it was read as a text, or that and its place among the shared ones.
-  static constexpr std::size_t firstShared = 2;
-  std::vector<std::size_t> textUses_;
-  std::vector<PropertyListText> sharedTexts_;
+  enum class TextUse : std::uint8_t { none, once, shared };
+  std::vector<TextUse> textUses_;  // one for each object
+  std::unordered_map<std::size_t, PropertyListText> sharedTexts_;
 };
 
 }  // namespace

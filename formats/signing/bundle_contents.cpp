@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "formats/signing/signing_error.h"
+#include "foundation/item_path.h"
 #include "platform/property_list.h"
 
 namespace pellam::codesign {
@@ -74,8 +75,7 @@ BundleContents::BundleContents(const FolderOpening& folders, std::filesystem::pa
     throw CodeSigningError(path_, reason::notABundle, {std::string("Info.plist: ") + error.what()});
   }
   const PropertyListText* name = information_.findString("CFBundleExecutable");
-  if (name == nullptr || name->empty() || name->view().find('/') != std::string::npos || *name == "." ||
-      *name == "..") {
+  if (name == nullptr || !isPlainFileName(*name)) {
     throw CodeSigningError(path_, reason::notABundle, {"Info.plist has no usable CFBundleExecutable"});
   }
   executable_ = "MacOS/" + *name;

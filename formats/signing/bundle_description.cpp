@@ -1,7 +1,8 @@
+#include "formats/signing/bundle_description.h"
+
 #include <algorithm>
 #include <cstdio>
 
-#include "formats/signing/bundle_signature.h"
 #include "formats/signing/resource_seal.h"
 #include "formats/signing/signature_files.h"
 #include "formats/signing/signing_error.h"

@@ -1,8 +1,9 @@
+#include "formats/signing/bundle_signer.h"
+
 #include <exception>
 #include <memory>
 #include <system_error>
 
-#include "formats/signing/bundle_signature.h"
 #include "formats/signing/bundle_verifier.h"
 #include "formats/signing/parallel_hasher.h"
 #include "formats/signing/resource_seal.h"

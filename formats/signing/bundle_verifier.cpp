@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "formats/signing/bundle_signature.h"
 #include "formats/signing/parallel_hasher.h"
 #include "formats/signing/resource_seal.h"
 #include "formats/signing/signing_error.h"

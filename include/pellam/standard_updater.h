@@ -10,6 +10,7 @@
 
 #include "pellam/key_value_storing.h"
 #include "pellam/logger.h"
+#include "pellam/update_offer.h"
 #include "pellam/url.h"
 
 namespace [[gnu::visibility("default")]] pellam {
@@ -26,7 +27,7 @@ struct OrvoStandardUpdaterConfiguration {
   bool allowsInstalling = true;          // false: offers are only shown
   bool offersBetaToggle = true;          // "Check for beta releases" after a check that found nothing
   std::optional<URL> manualUpdateURL{};  // where users can download by hand
-  std::string defaultInstallerNameFormat = "%@ Installer.pkg";
+  std::string defaultInstallerNameFormat = usualInstallerNameFormat;
   std::set<std::string, std::less<>> acceptedSKUs{};
   std::optional<std::string> preferredLanguageCode{};
   std::string currentOSVersion{};  // "14.5"

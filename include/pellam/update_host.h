@@ -73,8 +73,7 @@ class UpdateHost {
     std::shared_ptr<OrvoUpdateProgressWindow> window{};  // without one, nobody is asked before the hand-off
     LaunchProgressHandler launchProgress{};              // any thread
     CancellationToken cancellation{};                    // heeded until the hand-off has begun
-    std::string installerNameFormat =
-        "%@ Installer.pkg";  // for a separate installer without a name in the feed
+    std::string installerNameFormat = usualInstallerNameFormat;
   };
 
   // Reads the bundle and asks the signing tool for its team; blocks while the tool runs. Throws

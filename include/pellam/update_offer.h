@@ -9,6 +9,9 @@
 
 namespace [[gnu::visibility("default")]] pellam {
 
+// What a separate installer is called when its entry does not say; "%@" is the application's name.
+inline constexpr const char* usualInstallerNameFormat = "%@ Installer.pkg";
+
 // How an entry wants to be installed.
 enum class OfferKind {
   inPlace,            // "app-installer": the application bundle is replaced

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "foundation/confined_path.h"
+#include "foundation/item_path.h"
 #include "platform/macos/file_descriptor.h"
 #include "platform/macos/file_steps.h"
 
@@ -261,7 +262,7 @@ class MacConfinedFolder final : public ConfinedFolder {
   [[noreturn]] void fail(int error, const std::string& below) const { throwError(error, shown(below)); }
 
   [[nodiscard]] const char* checkedName(const std::string& name) const {
-    if (!isConfinedName(name)) fail(EINVAL, name);
+    if (!isPlainFileName(name)) fail(EINVAL, name);
     return name.c_str();
   }
   [[nodiscard]] const std::string& checkedPath(const std::string& path) const {

@@ -58,7 +58,7 @@ NSUserDefaults* defaultsFor(const std::filesystem::path& file) {
 }  // namespace
 
 std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(std::filesystem::path file,
-                                                               std::shared_ptr<FileSystem>) {
+                                                               std::shared_ptr<FileSystem>, DiagnosticLog) {
   return std::make_shared<DefaultsStore>(defaultsFor(file));
 }
 

@@ -1,4 +1,4 @@
-#include "platform/macos/version_comparator.h"
+#include "platform/macos/include/pellam_objective_c/version_comparator.h"
 
 #include "pellam/version_comparator.h"
 #include "platform/macos/foundation_bridge.h"

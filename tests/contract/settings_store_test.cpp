@@ -16,7 +16,7 @@ using testing_support::TemporaryFolder;
 class SettingsStoreTest : public testing::Test {
  protected:
   std::shared_ptr<PellamKeyValueStoring> store() const {
-    return makeSystemSettingsStore(folder_ / "Preferences/app.plist", makeSystemFileSystem());
+    return makeSystemSettingsStore(folder_ / "Preferences/app.plist", makeSystemFileSystem(), {});
   }
   TemporaryFolder folder_;
 };

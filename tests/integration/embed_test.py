@@ -2,6 +2,7 @@
 import os
 import pathlib
 import plistlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -10,6 +11,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 PROGRAMS = pathlib.Path(os.environ["PELLAM_PROGRAMS"])
 BUNDLE = pathlib.Path(os.environ["PELLAM_EDITOR_BUNDLE"])
+SHARED_LIBRARY = PROGRAMS.parent / "lib/libPellamPublicSet.so"
 SERVICE = "Contents/XPCServices/com.example.editor.Pellam.UpdateInstallerLauncherService.xpc"
 
 
@@ -37,7 +39,8 @@ class EmbedTest(unittest.TestCase):
         (outer / "CMakeLists.txt").write_text(
             f"cmake_minimum_required(VERSION 3.25)\nproject(Stranger LANGUAGES C CXX)\nset({setting})\n"
             f'add_subdirectory("{ROOT}" pellam)\nadd_executable(Stranger main.cpp)\n'
-            f"target_link_libraries(Stranger PRIVATE {product})\n")
+            f"target_link_libraries(Stranger PRIVATE {product})\n"
+            "pellam_embed_updater(Stranger IDENTIFIER com.example.stranger VERSION 1.0 BUILD 1)\n")
         configured = run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja", *arguments)
         self.assertEqual(configured.returncode, 0, configured.stderr)
         return configured.stdout, run("ninja", "-C", outer / "build", "-t", "commands", "Stranger").stdout
@@ -117,8 +120,26 @@ class EmbedTest(unittest.TestCase):
         _, commands = self.commands_of_a_stranger("BUILD_SHARED_LIBS ON", "standard_updater.h", "Pellam::Updater")
         link = [line for line in commands.splitlines() if "-soname" in line]
         self.assertEqual(len(link), 1)
-        self.assertIn("-Wl,-soname,libPellamUpdaterLibrary.so.1", link[0])
+        self.assertIn("-Wl,-soname,libPellamUpdater.so.1", link[0])
         self.assertIn("-Wl,-z,defs", link[0])
+        # The bundle carries it, and the program looks for it there alone.
+        program = commands.splitlines()[-1]
+        self.assertEqual(re.findall(r"-rpath,(\S+)", program), [r'"\$ORIGIN/../Frameworks"'])
+        self.assertIn(f"-DLIBRARY={self.folder}/stranger/build/pellam/lib/libPellamUpdater.so.1", program)
+        contents = self.folder / "X.app/Contents"
+        self.assertEqual(embed(contents, LIBRARY=SHARED_LIBRARY.with_suffix(".so.1")).returncode, 0)
+        carried = contents / "Frameworks/libPellamPublicSet.so.1"
+        self.assertFalse(carried.is_symlink())
+        self.assertEqual(carried.read_bytes(), SHARED_LIBRARY.read_bytes())
+
+    def test_a_shared_library_shows_only_the_public_names(self):
+        headers = "".join(path.read_text() for path in (ROOT / "include/pellam").glob("*.h"))
+        public = set(re.findall(r"\w+", re.sub(r"^(class|struct) \w+;$", "", headers, flags=re.M)))
+        listed = run("nm", "-D", "--defined-only", "--demangle", SHARED_LIBRARY).stdout.splitlines()
+        names = {line.split(" ", 2)[2] for line in listed if "pellam" in line and " for std::" not in line}
+        self.assertGreater(len(names), 100)
+        hidden = [name for name in names if (first := re.search(r"pellam::(\w+)", name)) and first.group(1) not in public]
+        self.assertEqual(hidden, [])
 
     def test_a_second_run_replaces_the_first(self):
         contents = self.folder / "X.app/Contents"

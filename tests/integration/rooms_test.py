@@ -64,7 +64,7 @@ class RoomsTest(unittest.TestCase):
             # out of the public set
             ("include/pellam/url.h", '#include "foundation/uuid.h"', arrow.format("include/pellam/url.h", "foundation/uuid.h", "include/pellam", "foundation")),
             # a program's wiring
-            ("installer/main.cpp", '#include "ui/localized_text.h"', arrow.format("installer/main.cpp", "ui/localized_text.h", "main.cpp", "ui")),
+            ("installer/main.cpp", '#include "localization/localized_text.h"', arrow.format("installer/main.cpp", "localization/localized_text.h", "installer/main.cpp", "localization")),
             # what is nobody's to include
             ("host/system_host.h", '#include "tests/support/temporary_folder.h"',
              "host/system_host.h may not include tests/support/temporary_folder.h, which is for tests"),

@@ -210,7 +210,7 @@ class Alerts(WindowTestCase):
 
     def test_the_users_language(self):
         tables = "".join((ROOT / folder / "de.lproj" / name).read_text() for folder, name in
-                         (("ui/localization", "Updates.strings"), ("examples/editor/localization", "Localizable.strings")))
+                         (("localization", "Updates.strings"), ("examples/editor/localization", "Localizable.strings")))
         german = dict(re.findall(r'^"(.*)" = "(.*)";$', tables, re.M))
         self.start_and_wait(LANGUAGE="de", LC_ALL="C.UTF-8")
         self.screen.click("menu item", "Editor")

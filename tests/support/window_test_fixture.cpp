@@ -39,7 +39,8 @@ class WindowManager : public testing::Environment {
 void WindowTest::SetUp() {
   if (std::getenv("DISPLAY") == nullptr) GTEST_SKIP() << "there is no display";
   allowAlerts();
-  toolkit_ = makeWindowToolkit(PELLAM_TEST_IMAGES, canConfineWebContent);
+  toolkit_ = makeWindowToolkit(
+      PELLAM_TEST_IMAGES, [] { return canConfineWebContent(*makeSystemChildProcessRunner("/usr/bin")); });
 }
 
 void WindowTest::TearDown() {

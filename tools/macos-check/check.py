@@ -143,7 +143,7 @@ def check_bundle():
     if information["CFBundleIdentifier"] != application["CFBundleIdentifier"] + ".Pellam.UpdateInstallerLauncherService":
         raise Refused("the service is not named after the application")
     tables = {path.parent.name for path in contents.glob("Resources/*.lproj/Updates.strings")}
-    if tables != {path.name for path in (ROOT / "ui/localization").glob("*.lproj")}:
+    if tables != {path.name for path in (ROOT / "localization").glob("*.lproj")}:
         raise Refused(f"the bundle has these tables: {sorted(tables)}")
     return f"Editor.app with {len(programs)} programs and {len(tables)} languages"
 

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "formats/signing/bundle_signature.h"
+#include "formats/signing/bundle_description.h"
+#include "formats/signing/bundle_signer.h"
+#include "formats/signing/bundle_verifier.h"
 #include "formats/signing/signing_error.h"
 #include "platform/bundle_loading.h"
 #include "platform/confined_folder.h"

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "feed/offer_kind.h"
 #include "foundation/date_text.h"
 #include "pellam/feed_keys.h"
 
@@ -64,11 +65,6 @@ JSON json(const OrvoUpdateFeedPipelineApplicationResult& result) {
       {"resolvedSleepInterval", orNull(result.resolvedSleepInterval)}};
 }
 
-bool isUpdate(const FeedEntry& entry) {
-  const PropertyListText* type = entry.findString(OrvoUpdateFeedKeys::type);
-  return type != nullptr && *type == OrvoUpdateFeedKeys::updateType;
-}
-
 }  // namespace
 
 std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext context) {
@@ -87,7 +83,7 @@ std::string evaluateFeed(const std::vector<FeedEntry>& feed, EvaluationContext c
     const OrvoUpdateFeedApplicabilityResult applicability =
         evaluator.evaluateApplicability(feed[index], context.applicability, comparator);
     JSON display = nullptr;
-    if (selectedIndex.is_null() && isUpdate(feed[index]) && applicability.shouldProcessFeed) {
+    if (selectedIndex.is_null() && isUpdateEntry(feed[index]) && applicability.shouldProcessFeed) {
       const OrvoUpdateFeedDisplayResult result =
           evaluator.evaluateDisplay(feed[index], applicability, context.display, comparator);
       display = json(result);

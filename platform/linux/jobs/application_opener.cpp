@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "foundation/item_path.h"
 #include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "platform/linux/jobs/job_process.h"
@@ -20,7 +21,7 @@ std::filesystem::path mainExecutable(const std::filesystem::path& application, c
   const auto bundle = bundles.bundleAt(application);
   const PropertyListText* name =
       bundle ? bundle->informationDictionary.findString("CFBundleExecutable") : nullptr;
-  if (name == nullptr || name->empty() || name->view().find('/') != std::string::npos) {
+  if (name == nullptr || !isPlainFileName(*name)) {
     throw jobError(ENOEXEC, application.string() + " is no application");
   }
   std::filesystem::path executable = application / "Contents" / "MacOS" / name->view();

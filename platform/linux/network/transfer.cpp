@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "foundation/decimal.h"
+#include "text/ascii.h"
 
 namespace pellam {
 
@@ -59,15 +60,6 @@ Code codeFor(CURLcode result) {
 }
 
 URLLoadingError cancelledError() { return {Code::cancelled, "The transfer was cancelled."}; }
-
-bool equalsIgnoringASCIICase(std::string_view left, std::string_view right) {
-  if (left.size() != right.size()) return false;
-  for (std::size_t index = 0; index < left.size(); ++index) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    if (lower(left[index]) != lower(right[index])) return false;
-  }
-  return true;
-}
 
 std::string_view trimmedLine(std::string_view line) {
   constexpr std::string_view whitespace = " \t\r\n\v\f";
@@ -294,8 +286,9 @@ bool Transfer::headerLine(std::string_view line) {
   if (const auto colon = line.find(':'); colon != std::string_view::npos) {
     const std::string_view name = line.substr(0, colon);
     const std::string_view value = trimmedLine(line.substr(colon + 1));
-    if (equalsIgnoringASCIICase(name, "Content-Length")) statedLength_ = parseDecimal<std::int64_t>(value);
-    if (equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3 && !value.empty()) {
+    if (text::equalsIgnoringASCIICase(name, "Content-Length"))
+      statedLength_ = parseDecimal<std::int64_t>(value);
+    if (text::equalsIgnoringASCIICase(name, "Location") && status_ / 100 == 3 && !value.empty()) {
       isRedirect_ = true;
       if (const std::optional<URL> target = redirectTarget(value)) {
         refusal_ = redirectRefusal(currentAddress(), *target);

@@ -18,7 +18,6 @@
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/posix_error.h"
 #include "platform/property_list.h"
-#include "platform/system_log.h"
 
 namespace pellam {
 
@@ -42,8 +41,8 @@ double leadingNumber(std::string_view text) {
 
 class SettingsFile final : public PellamKeyValueStoring {
  public:
-  SettingsFile(std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem)
-      : file_(std::move(file)), fileSystem_(std::move(fileSystem)) {}
+  SettingsFile(std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem, DiagnosticLog log)
+      : file_(std::move(file)), fileSystem_(std::move(fileSystem)), log_(std::move(log)) {}
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
   ~SettingsFile() override {
@@ -199,14 +198,15 @@ class SettingsFile final : public PellamKeyValueStoring {
   std::map<std::string, Change, std::less<>> unsaved_;  // changes that are not in the file
   std::filesystem::path file_;
   std::shared_ptr<FileSystem> fileSystem_;
-  DiagnosticLog log_ = makeSystemLog();
+  DiagnosticLog log_;
 };
 
 }  // namespace
 
 std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(std::filesystem::path file,
-                                                               std::shared_ptr<FileSystem> fileSystem) {
-  return std::make_shared<SettingsFile>(std::move(file), std::move(fileSystem));
+                                                               std::shared_ptr<FileSystem> fileSystem,
+                                                               DiagnosticLog systemLog) {
+  return std::make_shared<SettingsFile>(std::move(file), std::move(fileSystem), std::move(systemLog));
 }
 
 std::filesystem::path systemSettingsFile(const std::string& homeDirectory,

@@ -24,7 +24,7 @@ class SettingsStoreTest : public testing::Test {
  protected:
   SettingsStoreTest() { ::umask(022); }
   std::shared_ptr<PellamKeyValueStoring> store() const {
-    return makeSystemSettingsStore(folder_ / "Preferences/app.plist", makeSystemFileSystem());
+    return makeSystemSettingsStore(folder_ / "Preferences/app.plist", makeSystemFileSystem(), {});
   }
   TemporaryFolder folder_;
 };

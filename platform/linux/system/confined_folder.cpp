@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "foundation/confined_path.h"
+#include "foundation/item_path.h"
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/file_steps.h"
 #include "platform/linux/system/file_tree.h"
@@ -201,7 +202,7 @@ class LinuxConfinedFolder final : public ConfinedFolder {
   [[noreturn]] void fail(int error, const std::string& below) const { throwError(error, shown(below)); }
 
   [[nodiscard]] const char* checkedName(const std::string& name) const {
-    if (!isConfinedName(name)) fail(EINVAL, name);
+    if (!isPlainFileName(name)) fail(EINVAL, name);
     return name.c_str();
   }
   [[nodiscard]] const std::string& checkedPath(const std::string& path) const {

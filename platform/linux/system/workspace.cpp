@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/item_path.h"
 #include "platform/bundle_loading.h"
 #include "platform/file_system.h"
 #include "platform/linux/system/detached_process.h"
@@ -38,7 +39,7 @@ class DesktopWorkspace final : public Workspace {
  private:
   static bool openApplication(const Bundle& bundle) {
     const std::string name = bundle.informationString("CFBundleExecutable");
-    if (name.empty() || name.find('/') != std::string::npos) return false;
+    if (!isPlainFileName(name)) return false;
     return startDetachedProcess(bundle.path / "Contents/MacOS" / name, {}) == 0;
   }
 

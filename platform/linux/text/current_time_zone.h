@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/linux/text/time_zone_table.h"
+#include "formats/time_zone/time_zone_table.h"
 
 namespace pellam {
 

@@ -1,4 +1,5 @@
 #include "text/unicode_text.h"
+#include "text/ascii.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -21,16 +22,6 @@ bool isInCategories(char32_t scalar, std::uint32_t categories) {
 }
 
 bool isASCIILetter(char unit) { return (unit >= 'a' && unit <= 'z') || (unit >= 'A' && unit <= 'Z'); }
-
-char lowercasedASCII(char unit) {
-  return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit - 'A' + 'a') : unit;
-}
-
-std::string allLowercasedASCII(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), lowercasedASCII);
-  return result;
-}
 
 // Opening one costs far more than using it; it keeps no text between uses.
 UBreakIterator* characterIterator() {
@@ -159,7 +150,7 @@ std::string truncatedToCharacters(std::string_view text, std::size_t count) {
 }
 
 std::string lowercased(std::string_view text) {
-  if (icu::isASCII(text)) return allLowercasedASCII(text);
+  if (icu::isASCII(text)) return lowercasedASCII(text);
   const std::u16string wide = icu::toUTF16(text);
   return icu::toUTF8(icu::filled([&](char16_t* buffer, std::int32_t capacity, UErrorCode* status) {
     return u_strToLower(buffer, capacity, wide.data(), icu::length(wide.size()), "", status);
@@ -168,14 +159,13 @@ std::string lowercased(std::string_view text) {
 
 bool equalsIgnoringCase(std::string_view left, std::string_view right) {
   if (icu::isASCII(left) && icu::isASCII(right)) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return lowercasedASCII(a) == lowercasedASCII(b); });
+    return equalsIgnoringASCIICase(left, right);
   }
   return compareNormalised(left, right, U_COMPARE_IGNORE_CASE) == 0;
 }
 
 std::string comparisonKey(std::string_view text) {
-  if (icu::isASCII(text)) return allLowercasedASCII(text);
+  if (icu::isASCII(text)) return lowercasedASCII(text);
   UErrorCode status = U_ZERO_ERROR;
   const UNormalizer2* normalizer = unorm2_getNFDInstance(&status);
   if (U_FAILURE(status)) throw std::runtime_error("no normalisation data");

@@ -5,6 +5,7 @@
 #include "host/ready_install_confirmation.h"
 #include "pellam/cancellation.h"
 #include "platform/bundle_loading.h"
+#include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/linux/ui/alert_window.h"
 #include "tests/support/recording_toolkit.h"
@@ -279,7 +280,8 @@ TEST(DisplayConnection, WithoutADisplayIsOneClearLine) {
     unsetenv("WAYLAND_DISPLAY");
     display == nullptr ? unsetenv("DISPLAY") : setenv("DISPLAY", display, 1);
     try {
-      (void)makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()));
+      (void)makeSystemWindowToolkit(*makeSystemBundleLoader(makeSystemFileSystem()),
+                                    makeSystemChildProcessRunner("/usr/bin"));
       std::exit(1);
     } catch (const DisplayUnavailable& error) {
       (void)std::fprintf(stderr, "%s\n", error.what());

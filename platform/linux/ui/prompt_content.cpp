@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/item_path.h"
 #include "platform/linux/ui/gtk_object.h"
 #include "platform/linux/ui/release_notes_view.h"
 #include "platform/linux/ui/view_handles.h"
@@ -24,7 +25,7 @@ void setMargins(GtkWidget* widget, int top, int trailing, int bottom, int leadin
 
 GdkTexture* loadImage(const std::filesystem::path& resources, const std::string& name) {
   // A resource's name, never a path out of the bundle.
-  if (name.empty() || name.find('/') != std::string::npos) return nullptr;
+  if (!isPlainFileName(name)) return nullptr;
   for (const char* ending : {"", ".svg", "@2x.png", ".png", ".jpg", ".jpeg", ".tiff"}) {
     const std::filesystem::path file = resources / (name + ending);
     std::error_code ignored;

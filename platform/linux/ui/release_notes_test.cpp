@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "platform/child_process.h"
 #include "platform/linux/ui/release_notes_view.h"
 #include "tests/support/window_test_fixture.h"
 
@@ -73,7 +74,7 @@ class ReleaseNotes : public WindowTest {
  protected:
   void SetUp() override {
     WindowTest::SetUp();
-    if (!IsSkipped() && !canConfineWebContent()) {
+    if (!IsSkipped() && !canConfineWebContent(*makeSystemChildProcessRunner("/usr/bin"))) {
       GTEST_SKIP() << "this system cannot confine a web view (bwrap cannot make its namespaces)";
     }
   }

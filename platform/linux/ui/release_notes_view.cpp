@@ -197,15 +197,14 @@ GtkWidget* makeReleaseNotesView(const std::optional<URL>& page, std::chrono::mil
   return widget;
 }
 
-bool canConfineWebContent() {
+bool canConfineWebContent(ChildProcessRunning& childProcesses) {
   const std::filesystem::path confiner = "/usr/bin/bwrap";
   std::error_code ignored;
   if (!std::filesystem::exists("/usr/bin/xdg-dbus-proxy", ignored)) return false;
   // The namespaces and file systems that the web view's processes ask for.
   const ChildProcessResult result =
-      makeSystemChildProcessRunner("/usr/bin")
-          ->run(confiner, {"--unshare-all", "--die-with-parent", "--ro-bind", "/", "/", "--proc", "/proc",
-                           "--dev", "/dev", "/bin/true"});
+      childProcesses.run(confiner, {"--unshare-all", "--die-with-parent", "--ro-bind", "/", "/", "--proc",
+                                    "/proc", "--dev", "/dev", "/bin/true"});
   return !result.launchError && result.terminationStatus == 0;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/child_process.h"
 #include "platform/window_toolkit.h"
 
 namespace pellam {
@@ -21,6 +22,6 @@ namespace pellam {
 
 // Whether the system can confine a web view. Without that the web view would end this whole process. Starts a
 // child; takes some milliseconds.
-[[nodiscard]] bool canConfineWebContent();
+[[nodiscard]] bool canConfineWebContent(ChildProcessRunning& childProcesses);
 
 }  // namespace pellam

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/bundle_loading.h"
+#include "platform/child_process.h"
 #include "platform/file_system.h"
 #include "platform/linux/ui/alert_window.h"
 #include "platform/linux/ui/display_connection.h"
@@ -69,8 +70,11 @@ std::shared_ptr<WindowToolkit> makeWindowToolkit(std::filesystem::path resources
   return std::make_shared<SystemWindowToolkit>(std::move(resources), std::move(isWebContentConfined));
 }
 
-std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading& bundles) {
-  return makeWindowToolkit(bundles.mainBundlePath() / "Contents" / "Resources", canConfineWebContent);
+std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading& bundles,
+                                                       std::shared_ptr<ChildProcessRunning> childProcesses) {
+  return makeWindowToolkit(
+      bundles.mainBundlePath() / "Contents" / "Resources",
+      [children = std::move(childProcesses)] { return canConfineWebContent(*children); });
 }
 
 }  // namespace pellam

@@ -33,7 +33,8 @@ class SystemWindowToolkit final : public WindowToolkit {
 
 }  // namespace
 
-std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading&) {
+std::shared_ptr<WindowToolkit> makeSystemWindowToolkit(const BundleLoading&,
+                                                       std::shared_ptr<ChildProcessRunning>) {
   macos::connectToDisplay();
   return std::make_shared<SystemWindowToolkit>();
 }

@@ -1,4 +1,4 @@
-#include "examples/editor/logged_progress.h"
+#include "examples/editor/updating/logged_progress.h"
 
 namespace pellam {
 
@@ -7,16 +7,16 @@ void LoggedProgress::update(const OrvoUpdateProgressWindowState& state) {
   const bool isMidway = state.progressFraction && *state.progressFraction > 0 && *state.progressFraction < 1;
   if (isMidway || (state.title == lastTitle_ && state.progressFraction != 1.0)) return;
   lastTitle_ = state.title;
-  log_.write("progress " + state.title + (state.statusText ? " " + *state.statusText : ""));
+  log_("progress " + state.title + (state.statusText ? " " + *state.statusText : ""));
 }
 
 void LoggedProgress::showReadyToInstallAndRelaunch(const std::string& title, const std::string& buttonTitle,
                                                    std::function<void()> action) {
-  log_.write("progress " + title + " [" + buttonTitle + "]");
+  log_("progress " + title + " [" + buttonTitle + "]");
   action();
 }
 
-void LoggedProgress::close() { log_.write("progress window closed"); }
+void LoggedProgress::close() { log_("progress window closed"); }
 
 std::string launchText(const OrvoAppBundleInstallerLaunchProgress& progress) {
   using Event = OrvoAppBundleInstallerLaunchProgress::Event;

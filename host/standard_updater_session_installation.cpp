@@ -3,9 +3,9 @@
 #include "host/install_attempt_record.h"
 #include "host/standard_updater_session.h"
 #include "host/update_failure_notice.h"
+#include "localization/localized_text.h"
 #include "pellam/bridged_error.h"
 #include "pellam/installer_error_text.h"
-#include "ui/localized_text.h"
 
 namespace pellam {
 

@@ -8,8 +8,8 @@
 #include <set>
 
 #include "foundation/text_format.h"
+#include "localization/localized_text.h"
 #include "platform/property_list.h"
-#include "ui/localized_text.h"
 
 // The strings tables that the system and its sample ship, against the texts that the code looks up.
 namespace pellam {
@@ -28,6 +28,7 @@ std::map<std::string, Table> tables(const std::string& folder, const std::string
   std::map<std::string, Table> found;
   if (sources == nullptr) return found;
   for (const fs::directory_entry& language : fs::directory_iterator(fs::path(sources) / folder)) {
+    if (language.path().extension() != ".lproj") continue;
     std::ifstream stream(language.path() / name, std::ios::binary);
     Table table{{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()}, {}};
     const std::vector<std::uint8_t> bytes(table.source.begin(), table.source.end());
@@ -62,7 +63,7 @@ void expectTranslation(const std::string& language, const Table& table, const Lo
 }
 
 TEST(Localization, EveryLanguageHasEveryTextOfTheSystem) {
-  const auto found = tables("ui/localization", "Updates.strings");
+  const auto found = tables("localization", "Updates.strings");
   ASSERT_GE(found.size(), 15U) << "PELLAM_SOURCES names the source folder";
   for (const auto& [language, table] : found) {
     std::size_t count = 0;

@@ -1,4 +1,4 @@
-#include "platform/linux/text/time_zone_table.h"
+#include "formats/time_zone/time_zone_table.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "platform/linux/text/time_zone_rule.h"
+#include "formats/time_zone/time_zone_rule.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "ui/localized_text.h"
+#include "localization/localized_text.h"
 
 namespace pellam {
 

@@ -2,17 +2,20 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
-#include "examples/editor/editor_log.h"
 #include "pellam/launch_progress.h"
 #include "pellam/progress_window.h"
 
 namespace pellam {
 
+// Takes one line for each thing that happens; called from any thread.
+using LineLog = std::function<void(const std::string&)>;
+
 // The sample has no windows: its progress goes to the log, and it agrees to the installation at once.
 class LoggedProgress final : public OrvoUpdateProgressWindow {
  public:
-  explicit LoggedProgress(EditorLog& log) : log_(log) {}
+  explicit LoggedProgress(LineLog log) : log_(std::move(log)) {}
   void update(const OrvoUpdateProgressWindowState& state) override;
   void showReadyToInstallAndRelaunch(const std::string& title, const std::string& buttonTitle,
                                      std::function<void()> action) override;
@@ -20,7 +23,7 @@ class LoggedProgress final : public OrvoUpdateProgressWindow {
   void close() override;
 
  private:
-  EditorLog& log_;
+  LineLog log_;
   std::string lastTitle_;
 };
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/linux/text/time_zone_file.h"
+#include "formats/time_zone/time_zone_file.h"
 
 namespace pellam {
 

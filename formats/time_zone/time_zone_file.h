@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/linux/text/time_zone_rule.h"
+#include "formats/time_zone/time_zone_rule.h"
 
 namespace pellam {
 

@@ -2,7 +2,6 @@
 // the peak memory of a process that does nothing else.
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -13,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -42,7 +42,7 @@ double median(std::vector<double> values) {
 // Answers every request with the same body, straight from memory, until its parent ends.
 [[noreturn]] void serve(int listener) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  ::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
   const int body = ::memfd_create("body", 0);
   const std::string block(1'000'000, 'x');
   for (std::size_t written = 0; written < archiveSize; written += block.size()) {

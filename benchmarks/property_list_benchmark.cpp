@@ -32,7 +32,7 @@ PropertyListValue makeList() {
       std::string text = std::string(key) + "-" + std::to_string(index) + "-";
       for (int letter = 0; letter < 12; ++letter)
         text += "abcdefghijklmnopqrstuvwxyz0123456789/."[random() % 38];
-      entry.set(key, std::move(text));
+      entry.set(key, text);
     }
     list.push_back(std::move(entry));
   }

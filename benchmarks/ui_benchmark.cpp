@@ -169,6 +169,7 @@ int main(int count, char** arguments) {
     std::vector<double> prompts;
     std::vector<double> windows;
     std::vector<double> nanoseconds;
+    nanoseconds.reserve(firstRounds);
     for (int round = 0; round < rounds; ++round) {
       prompts.push_back(promptMilliseconds(fixture));
       windows.push_back(progressMilliseconds(fixture));

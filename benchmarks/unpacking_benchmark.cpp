@@ -46,6 +46,7 @@ std::string makeArchive() {
 
 double secondsOfProgram(std::vector<std::string> arguments) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   return pellam::benchmark::secondsOf([&] {

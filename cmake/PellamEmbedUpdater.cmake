@@ -1,13 +1,14 @@
-# pellam_embed_updater(TARGET IDENTIFIER id VERSION version BUILD integer [CONTENTS folder] [ANCHORS file])
+# pellam_embed_updater(TARGET IDENTIFIER id VERSION version BUILD integer [CONTENTS folder] [ANCHORS file] [LANGUAGES de en ...])
 # Puts the launcher service, the installer helper and the texts into the bundle of an application each time that it
-# is linked. On Apple's systems TARGET is a MACOSX_BUNDLE and CONTENTS needs no stating. Elsewhere CONTENTS is
+# is linked, which a change of any of them brings about as well. On Apple's systems TARGET is a MACOSX_BUNDLE and CONTENTS needs no stating. Elsewhere CONTENTS is
 # <binary folder>/<TARGET>.app/Contents unless stated; the program itself, the signing tool and the unpacker are put
 # into it as well and, when given, the certificates that releases must chain to. The Info.plist of the application
 # stays the application's own. Where the components are a shared library (BUILD_SHARED_LIBS), the one that TARGET links is put
-# into Contents/Frameworks, and TARGET looks for it there alone. Sign the result, the service first.
+# into Contents/Frameworks, and TARGET looks for it there alone. The texts come in English and in the languages that the bundle's Resources have folders
+# for, unless LANGUAGES names others, or "all": a system takes each such folder for a language that the application speaks. Sign the result, the service first.
 
 function(pellam_embed_updater target)
-  cmake_parse_arguments(ARG "" "IDENTIFIER;VERSION;BUILD;CONTENTS;ANCHORS" "" ${ARGN})
+  cmake_parse_arguments(ARG "" "IDENTIFIER;VERSION;BUILD;CONTENTS;ANCHORS" "LANGUAGES" ${ARGN})
   foreach(name IDENTIFIER VERSION BUILD)
     if("${ARG_${name}}" STREQUAL "")
       message(FATAL_ERROR "pellam_embed_updater(${target}): ${name} is missing")
@@ -27,6 +28,17 @@ function(pellam_embed_updater target)
     set(tools "pellam-codesign,pellam-ditto")
   endif()
   add_dependencies(${target} ${programs})
+  file(GLOB_RECURSE parts CONFIGURE_DEPENDS "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/../localization/*.strings")
+  if(ARG_ANCHORS)
+    cmake_path(ABSOLUTE_PATH ARG_ANCHORS BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
+  endif()
+  list(APPEND parts ${ARG_ANCHORS} "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/EmbedUpdaterScript.cmake"
+    "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/LauncherServiceInfo.plist.in")
+  foreach(program IN LISTS programs)
+    list(APPEND parts "$<TARGET_FILE:${program}>")
+  endforeach()
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${parts}")
+  list(JOIN ARG_LANGUAGES "," languages)
   set(libraries "")
   foreach(product Updater Core)
     set(library PellamUpdaterLibrary)
@@ -47,6 +59,7 @@ function(pellam_embed_updater target)
     COMMAND "${CMAKE_COMMAND}" "-DCONTENTS=${ARG_CONTENTS}"
       "-DPROGRAMS=$<TARGET_FILE_DIR:PellamUpdateInstaller>" "-DIDENTIFIER=${ARG_IDENTIFIER}"
       "-DVERSION=${ARG_VERSION}" "-DBUILD=${ARG_BUILD}" "-DANCHORS=${ARG_ANCHORS}" "-DTOOLS=${tools}" "-DLIBRARY=${libraries}"
+      "-DLANGUAGES=${languages}"
       -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/EmbedUpdaterScript.cmake"
     VERBATIM)
   if(NOT APPLE)

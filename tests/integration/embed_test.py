@@ -151,12 +151,60 @@ class EmbedTest(unittest.TestCase):
         self.assertEqual(plistlib.loads(service.read_bytes())["CFBundleVersion"], "8")
         self.assertEqual(own.read_text(), "kept")
 
+    def test_the_bundle_follows_each_of_its_parts(self):
+        outer = self.folder / "outer"
+        outer.mkdir()
+        programs = ["PellamUpdateInstaller", "PellamUpdateInstallerLauncherService", "pellam-codesign", "pellam-ditto"]
+        for name in ["Outer", *programs]:
+            (outer / f"{name}.c").write_text("int main(void) { return 1; }\n")
+        shutil.copytree(ROOT / "cmake", outer / "pellam/cmake")
+        for language in ("de", "en", "fr"):
+            (outer / f"pellam/localization/{language}.lproj").mkdir(parents=True)
+            (outer / f"pellam/localization/{language}.lproj/Updates.strings").write_text("")
+        (outer / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(Outer LANGUAGES C)\ninclude(pellam/cmake/PellamEmbedUpdater.cmake)\n"
+            + "".join(f"add_executable({name} {name}.c)\n" for name in ["Outer", *programs])
+            + "pellam_embed_updater(Outer IDENTIFIER com.example.outer VERSION 1.0 BUILD 1 ANCHORS anchors.pem)\n")
+        (outer / "anchors.pem").write_text("one")
+
+        def build():
+            built = run("cmake", "--build", outer / "build", "--target", "Outer")
+            self.assertEqual(built.returncode, 0, built.stdout + built.stderr)
+
+        self.assertEqual(run("cmake", "-S", outer, "-B", outer / "build", "-G", "Ninja").returncode, 0)
+        contents = outer / "build/Outer.app/Contents"
+        (contents / "Resources/de.lproj").mkdir(parents=True)  # the application speaks German
+        (contents / "Resources/de.lproj/Localizable.strings").write_text("")
+        build()
+        service = next(contents.glob("XPCServices/*/Contents/MacOS/*"))
+        self.assertEqual(run(service).returncode, 1)
+        self.assertEqual(sorted(path.parent.name for path in contents.glob("Resources/*/Updates.strings")), ["de.lproj", "en.lproj"])
+        for changed, text, copy in (("PellamUpdateInstallerLauncherService.c", "int main(void) { return 2; }\n", None),
+                                    ("pellam/localization/de.lproj/Updates.strings", "anders", "Resources/de.lproj/Updates.strings"),
+                                    ("anchors.pem", "other", "Resources/CodeSigningAnchors.pem")):
+            with self.subTest(changed):
+                (outer / changed).write_text(text)
+                build()
+                if copy:
+                    self.assertEqual((contents / copy).read_text(), text)
+        self.assertEqual(run(service).returncode, 2)
+
+    def test_the_languages_are_those_that_were_asked_for(self):
+        contents = self.folder / "X.app/Contents"
+        for asked, found in (("", ["en"]), ("fr,de", ["de", "en", "fr"]), ("", ["en"])):
+            with self.subTest(asked):
+                self.assertEqual(embed(contents, LANGUAGES=asked).returncode, 0)
+                self.assertEqual(sorted(path.stem for path in contents.glob("Resources/*.lproj")), found)
+        self.assertEqual(embed(contents, LANGUAGES="all").returncode, 0)
+        self.assertEqual(len(list(contents.glob("Resources/*.lproj"))), 15)
+
     def test_what_cannot_be_right_is_refused(self):
         contents = self.folder / "X.app/Contents"
         rows = [({"BUILD": "1.2"}, 'the build must be an integer, not "1.2"'),
                 ({"IDENTIFIER": "a/b"}, '"a/b" is no bundle identifier'),
                 ({"VERSION": ""}, "VERSION is missing"),
                 ({"PROGRAMS": self.folder}, "there is no PellamUpdateInstallerLauncherService in"),
+                ({"LANGUAGES": "de,xx"}, 'there are no texts in the language "xx"'),
                 ({"TOOLS": "no-such-tool"}, "there is no no-such-tool in")]
         for changes, text in rows:
             with self.subTest(text):

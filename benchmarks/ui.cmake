@@ -1,3 +1,3 @@
 pellam_program(ui_benchmark
   SOURCES ui_benchmark.cpp
-  LINKS PellamUpdatesAppKitUI PellamPlatformWindows PellamPlatformSystem PkgConfig::PELLAM_GTK4)
+  LINKS PellamUpdatesAppKitUI PellamPlatformWindows PellamPlatformWorkspace PellamPlatformSystem PkgConfig::PELLAM_GTK4)

@@ -18,6 +18,13 @@ struct OperatingSystemVersion {
   friend bool operator==(const OperatingSystemVersion&, const OperatingSystemVersion&) = default;
 };
 
+// macOS 26 calls itself 16 in programs that were built with an older kit, so that they would refuse every
+// release that asks for 26. No macOS was ever sold as 16.
+[[nodiscard]] constexpr OperatingSystemVersion asSold(OperatingSystemVersion macOS) {
+  if (macOS.major == 16) macOS.major = 26;
+  return macOS;
+}
+
 // Facts about this process, its user and its system. Any thread.
 class ProcessInformation {
  public:

@@ -10,13 +10,16 @@
 namespace pellam::macos {
 
 // Runs what a framework has called back: an error must not unwind through its frames, which cannot catch it,
-// and there is nobody who could handle it. It is logged. Exceptions of the frameworks themselves pass.
+// and there is nobody who could handle it. It is logged. False when there was one. Exceptions of the
+// frameworks themselves pass.
 template <typename Work>
-void runGuarded(const Work& work) {
+bool runGuarded(const Work& work) {
   try {
     work();
+    return true;
   } catch (const std::exception& error) {
     NSLog(@"an event handler failed: %@", stringFrom(visibleText(error.what())));
+    return false;
   }
 }
 

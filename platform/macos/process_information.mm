@@ -24,7 +24,7 @@ class SystemProcessInformation final : public ProcessInformation {
 
   OperatingSystemVersion operatingSystemVersion() const override {
     const NSOperatingSystemVersion version = NSProcessInfo.processInfo.operatingSystemVersion;
-    return {version.majorVersion, version.minorVersion, version.patchVersion};
+    return asSold({version.majorVersion, version.minorVersion, version.patchVersion});
   }
 
   bool waitForProcessToEnd(std::int32_t processIdentifier, std::chrono::milliseconds limit) const override {

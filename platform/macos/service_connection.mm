@@ -2,6 +2,7 @@
 
 #include "foundation/handler_gate.h"
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 #include "platform/macos/xpc_protocols.h"
 
 namespace pellam {
@@ -33,7 +34,8 @@ class LauncherProxy final : public Launcher {
     const auto gate = gate_;
     [proxy_ launchReplacementWithMessage:macos::dictionaryFrom(message)
                                    reply:^(NSDictionary* answer) {
-                                     gate->pass([&] { reply(macos::dictionaryOf(answer)); });
+                                     (void)macos::runGuarded(
+                                         [&] { gate->pass([&] { reply(macos::dictionaryOf(answer)); }); });
                                    }];
   }
 
@@ -52,6 +54,8 @@ class XPCServiceConnection final : public ServiceConnection {
   }
   ~XPCServiceConnection() override {
     gate_->close();
+    // The system ends a program that lets go of a connection which was never started.
+    if (!isResumed_) [connection_ resume];
     [connection_ invalidate];
   }
 
@@ -62,22 +66,25 @@ class XPCServiceConnection final : public ServiceConnection {
   void setInterruptionHandler(std::function<void()> handler) override {
     const auto gate = gate_;
     connection_.interruptionHandler = ^{
-      gate->pass(handler);
+      (void)macos::runGuarded([&] { gate->pass(handler); });
     };
   }
   void setInvalidationHandler(std::function<void()> handler) override {
     const auto gate = gate_;
     connection_.invalidationHandler = ^{
-      gate->pass(handler);
+      (void)macos::runGuarded([&] { gate->pass(handler); });
     };
   }
 
-  void resume() override { [connection_ resume]; }
+  void resume() override {
+    isResumed_ = true;
+    [connection_ resume];
+  }
 
   std::shared_ptr<Launcher> remoteObjectProxy(ServiceErrorHandler errorHandler) override {
     const auto gate = gate_;
     id<NSObject> proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
-      gate->pass([&] { errorHandler(macos::bridgedError(error)); });
+      (void)macos::runGuarded([&] { gate->pass([&] { errorHandler(macos::bridgedError(error)); }); });
     }];
     if (![proxy conformsToProtocol:@protocol(OrvoAppBundleInstallerLauncherXPCProtocol)]) return nullptr;
     return std::make_shared<LauncherProxy>(static_cast<id<OrvoAppBundleInstallerLauncherXPCProtocol>>(proxy),
@@ -88,6 +95,7 @@ class XPCServiceConnection final : public ServiceConnection {
 
  private:
   NSXPCConnection* connection_;
+  bool isResumed_ = false;
   std::shared_ptr<HandlerGate> gate_ = std::make_shared<HandlerGate>();
 };
 

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 #include "platform/macos/xpc_protocols.h"
 
 namespace {
@@ -27,7 +28,7 @@ class XPCIncomingConnection final : public pellam::IncomingServiceConnection {
       pellam::ServiceErrorHandler errorHandler) override {
     connection_.remoteObjectInterface = pellam::macos::progressInterface();
     id<NSObject> proxy = [connection_ remoteObjectProxyWithErrorHandler:^(NSError* error) {
-      errorHandler(pellam::macos::bridgedError(error));
+      (void)pellam::macos::runGuarded([&] { errorHandler(pellam::macos::bridgedError(error)); });
     }];
     connection_.exportedInterface = pellam::macos::launcherInterface();
     if (![proxy conformsToProtocol:@protocol(OrvoAppBundleInstallerLauncherProgressXPCProtocol)])
@@ -58,8 +59,13 @@ class XPCIncomingConnection final : public pellam::IncomingServiceConnection {
 @implementation PellamServiceListenerDelegate
 - (BOOL)listener:(NSXPCListener*)listener shouldAcceptNewConnection:(NSXPCConnection*)newConnection {
   (void)listener;
-  XPCIncomingConnection connection(newConnection);
-  return self.delegate != nullptr && self.delegate->shouldAcceptNewConnection(connection);
+  if (self.delegate == nullptr) return NO;
+  bool isAccepted = false;
+  const bool isAnswered = pellam::macos::runGuarded([&] {
+    XPCIncomingConnection connection(newConnection);
+    isAccepted = self.delegate->shouldAcceptNewConnection(connection);
+  });
+  return isAnswered && isAccepted;
 }
 @end
 

@@ -50,7 +50,7 @@ template <typename Work>
 void deliver(NSURLSessionTask* task, const std::shared_ptr<Served>& served, const Work& work) {
   if (!served || served->hasFailed || served->refusal) return;
   served->hasFailed = true;
-  pellam::macos::runGuarded([&] {
+  (void)pellam::macos::runGuarded([&] {
     work(*served->delegate);
     served->hasFailed = false;
   });

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/macos/foundation_bridge.h"
+#include "platform/macos/guarded_call.h"
 
 @interface PellamExportedLauncher : NSObject <OrvoAppBundleInstallerLauncherXPCProtocol>
 - (instancetype)initWithObject:(std::shared_ptr<pellam::OrvoAppBundleInstallerLauncherXPCProtocol>)object
@@ -18,10 +19,14 @@
   return self;
 }
 - (void)launchReplacementWithMessage:(NSDictionary*)message reply:(void (^)(NSDictionary*))reply {
-  _object->launchReplacement(pellam::macos::dictionaryOf(message),
-                             [reply](const pellam::PropertyListDictionary& answer) {
-                               reply(pellam::macos::dictionaryFrom(answer));
-                             });
+  const bool isTaken = pellam::macos::runGuarded([&] {
+    _object->launchReplacement(pellam::macos::dictionaryOf(message),
+                               [reply](const pellam::PropertyListDictionary& answer) {
+                                 reply(pellam::macos::dictionaryFrom(answer));
+                               });
+  });
+  // No answer would leave the host to its time-out; one without a result is a protocol failure at once.
+  if (!isTaken) reply(pellam::macos::dictionaryFrom({}));
 }
 @end
 
@@ -41,7 +46,7 @@
   return self;
 }
 - (void)reportProgress:(NSDictionary*)event {
-  _object->reportProgress(pellam::macos::dictionaryOf(event));
+  (void)pellam::macos::runGuarded([&] { _object->reportProgress(pellam::macos::dictionaryOf(event)); });
 }
 @end
 

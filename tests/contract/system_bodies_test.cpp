@@ -102,5 +102,12 @@ TEST(UUIDTest, AreCanonicalAndDiffer) {
   }
 }
 
+TEST(OperatingSystemVersionTest, IsTheOneThatTheSystemIsSoldAs) {
+  for (const auto& [told, sold] : {std::pair(15, 15), {16, 26}, {17, 17}, {26, 26}}) {
+    EXPECT_EQ(asSold({told, 3, 1}), (OperatingSystemVersion{sold, 3, 1}));
+  }
+  EXPECT_NE(makeSystemProcessInformation()->operatingSystemVersion().major, 16);
+}
+
 }  // namespace
 }  // namespace pellam

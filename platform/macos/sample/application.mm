@@ -46,7 +46,7 @@ void endEventLoop() {
 - (void)performItem:(NSMenuItem*)sender {
   const auto found = _actions.find(sender.tag);
   if (found == _actions.end()) return;
-  pellam::macos::runGuarded([action = found->second] {
+  (void)pellam::macos::runGuarded([action = found->second] {
     if (action) action();
   });
 }

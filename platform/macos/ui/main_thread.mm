@@ -49,7 +49,7 @@ class MainRunLoopQueue : public std::enable_shared_from_this<MainRunLoopQueue> {
     if (isMoreLeft) scheduleTurn();
     // The application's own pool waits for its next event, which may be long in coming.
     @autoreleasepool {
-      macos::runGuarded(work);
+      (void)macos::runGuarded(work);
     }
   }
 

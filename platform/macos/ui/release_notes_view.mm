@@ -5,12 +5,26 @@
 #include "platform/macos/foundation_bridge.h"
 #include "platform/macos/guarded_call.h"
 
+namespace {
+
+// As everywhere: no scripts, and nothing is kept when the view has gone.
+WKWebViewConfiguration* configurationForReading() {
+  WKWebViewConfiguration* configuration = [[WKWebViewConfiguration alloc] init];
+  configuration.websiteDataStore = [WKWebsiteDataStore nonPersistentDataStore];
+  WKWebpagePreferences* preferences = [[WKWebpagePreferences alloc] init];
+  preferences.allowsContentJavaScript = NO;
+  configuration.defaultWebpagePreferences = preferences;
+  return configuration;
+}
+
+}  // namespace
+
 @implementation PellamReleaseNotesView {
   std::function<pellam::NavigationPolicy(const pellam::NavigationAction&)> _decidePolicy;
 }
 - (instancetype)initWithPolicy:
     (std::function<pellam::NavigationPolicy(const pellam::NavigationAction&)>)decidePolicy {
-  if ((self = [super initWithFrame:NSZeroRect configuration:[[WKWebViewConfiguration alloc] init]])) {
+  if ((self = [super initWithFrame:NSZeroRect configuration:configurationForReading()])) {
     _decidePolicy = std::move(decidePolicy);
     self.navigationDelegate = self;
   }
@@ -28,7 +42,7 @@
                     decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler {
   (void)webView;
   bool allows = false;
-  pellam::macos::runGuarded([&] {
+  (void)pellam::macos::runGuarded([&] {
     pellam::NavigationAction action;
     action.isLinkActivated = navigationAction.navigationType == WKNavigationTypeLinkActivated;
     action.url =

@@ -35,7 +35,7 @@
     (void)window;
     (void)kept;
   });
-  if (handler) pellam::macos::runGuarded(handler);
+  if (handler) (void)pellam::macos::runGuarded(handler);
   kept->_closed = YES;
 }
 @end

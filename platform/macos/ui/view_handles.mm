@@ -34,7 +34,7 @@
   const std::function<void(pellam::Button&)> handler = _actionHandler;
   if (!handler) return;
   const auto handle = std::dynamic_pointer_cast<pellam::Button>(pellam::macos::handleFor(self));
-  pellam::macos::runGuarded([&] { handler(*handle); });
+  (void)pellam::macos::runGuarded([&] { handler(*handle); });
 }
 @end
 

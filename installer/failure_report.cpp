@@ -3,6 +3,7 @@
 #include <exception>
 #include <string_view>
 
+#include "foundation/item_path.h"
 #include "launcher-protocol/installer_folder.h"
 #include "platform/property_list.h"
 #include "text/unicode_text.h"
@@ -111,7 +112,7 @@ OrvoAppBundleUpdateFailureReport OrvoAppBundleUpdateFailureReport::decode(
 }
 
 std::optional<Path> Store::reportURL(const std::string& bundleIdentifier, const Path& applicationSupport) {
-  if (bundleIdentifier.empty()) return std::nullopt;
+  if (!isPlainFileName(bundleIdentifier)) return std::nullopt;
   return applicationSupport / bundleIdentifier / installerFolderName / reportFileName;
 }
 
@@ -123,7 +124,7 @@ std::optional<Path> Store::userApplicationSupportReportURL(const std::string& bu
 
 std::optional<Path> Store::sandboxContainerReportURL(const std::string& bundleIdentifier,
                                                      const std::string& homeDirectory) {
-  if (homeDirectory.empty() || bundleIdentifier.empty()) return std::nullopt;
+  if (homeDirectory.empty() || !isPlainFileName(bundleIdentifier)) return std::nullopt;
   return reportURL(bundleIdentifier, Path(homeDirectory) / "Library" / "Containers" / bundleIdentifier /
                                          "Data" / "Library" / "Application Support");
 }

@@ -36,10 +36,12 @@ class OrvoAppBundleUpdateFailureReportStore {
                                         std::shared_ptr<PellamClock> clock)
       : fileSystem_(std::move(fileSystem)), clock_(std::move(clock)) {}
 
-  // The base report below an Application Support folder; nothing for an empty identifier.
+  // The base report below an Application Support folder; nothing for an identifier that is empty or cannot be
+  // the name of one folder (".." or one with a slash or a zero byte), which would lead elsewhere.
   [[nodiscard]] static std::optional<std::filesystem::path> reportURL(
       const std::string& bundleIdentifier, const std::filesystem::path& applicationSupport);
-  // The two locations that a host may ask for; nothing when the home path or the identifier is empty.
+  // The two locations that a host may ask for; nothing when the home path is empty or the
+  // identifier is none for a folder.
   [[nodiscard]] static std::optional<std::filesystem::path> userApplicationSupportReportURL(
       const std::string& bundleIdentifier, const std::string& homeDirectory);
   [[nodiscard]] static std::optional<std::filesystem::path> sandboxContainerReportURL(

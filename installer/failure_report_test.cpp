@@ -138,6 +138,13 @@ TEST_F(FailureReportTest, WithoutALocationNothingHappens) {
   EXPECT_EQ(Store::userApplicationSupportReportURL("b", ""), std::nullopt);
   EXPECT_EQ(Store::userApplicationSupportReportURL("", "/h"), std::nullopt);
   EXPECT_EQ(Store::sandboxContainerReportURL("", "/h"), std::nullopt);
+  // What cannot be the name of one folder leads nowhere.
+  for (const std::string& identifier :
+       {std::string("/elsewhere"), std::string("a/../../b"), std::string(".."), std::string("a\0b", 3)}) {
+    EXPECT_EQ(store_.reportURL(identifier), std::nullopt) << identifier;
+    EXPECT_EQ(Store::sandboxContainerReportURL(identifier, "/h"), std::nullopt) << identifier;
+    EXPECT_EQ(store_.consumeFailureReport(identifier, "A"), std::nullopt) << identifier;
+  }
   EXPECT_EQ(Store::sandboxContainerReportURL("b", ""), std::nullopt);
   EXPECT_EQ(Store::userApplicationSupportReportURL("b", "/h"),
             "/h/Library/Application Support/b/SeamlessInstaller/PellamUpdateInstallerFailure.plist");

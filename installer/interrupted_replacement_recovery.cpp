@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "foundation/item_path.h"
-#include "installer/replacement_executor.h"
+#include "installer/own_names.h"
 #include "platform/identifiers.h"
 
 namespace pellam {
@@ -48,9 +48,8 @@ bool nothingIsAt(const FileSystem& fileSystem, const Path& path) {
 bool recoverInterruptedReplacement(FileSystem& fileSystem, const Path& installedURL,
                                    const DiagnosticLog& diagnosticLog) {
   const Path installed = withoutTrailingSlash(installedURL);
-  const std::string name = installed.filename().string();
-  const std::string backupPrefix = name + OrvoAppBundleReplacementExecutor::backupNameInfix;
-  const std::string incomingPrefix = "." + name + OrvoAppBundleReplacementExecutor::incomingNameInfix;
+  const std::string backupPrefix = own_names::backup(installed, "");
+  const std::string incomingPrefix = own_names::incoming(installed, "");
   try {
     std::vector<Path> backups;
     for (const Path& entry : fileSystem.contentsOfDirectory(installed.parent_path(), HiddenItems::included)) {

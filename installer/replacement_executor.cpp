@@ -5,6 +5,7 @@
 
 #include "foundation/item_path.h"
 #include "installer/file_safety.h"
+#include "installer/own_names.h"
 #include "installer/quarantine_release.h"
 #include "installer/staging_folder.h"
 #include "pellam/installer_error.h"
@@ -61,11 +62,12 @@ OrvoAppBundleReplacementResult Executor::performReplacement(const OrvoAppBundleR
   checkPreconditions(request, paths);
   with_.ownershipMatcher->matchOwnerAndGroupOfItem(paths.staged, paths.installed);
   releaseStagedAppFromQuarantineIfPossible(*with_.fileSystem, paths.staged, with_.diagnosticLog);
-  const Path backup = besideInstalled(paths.installed, "", backupNameInfix);
-  BundleSwap swap(*with_.fileSystem, {.staged = paths.staged,
-                                      .installed = paths.installed,
-                                      .incoming = besideInstalled(paths.installed, ".", incomingNameInfix),
-                                      .backup = backup});
+  const Path folder = paths.installed.parent_path();
+  const Path backup = folder / own_names::backup(paths.installed, with_.identifiers->makeUUID());
+  const Path incoming = folder / own_names::incoming(paths.installed, with_.identifiers->makeUUID());
+  BundleSwap swap(
+      *with_.fileSystem,
+      {.staged = paths.staged, .installed = paths.installed, .incoming = incoming, .backup = backup});
   try {
     swap.bringBeside();
   } catch (const std::exception&) {
@@ -94,11 +96,6 @@ void Executor::checkPreconditions(const OrvoAppBundleReplacementRequest& request
       !with_.privilegeChecker->processCanReplaceNonWritableDestination()) {
     throw Error(Error::Case::destinationNotWritable);
   }
-}
-
-Path Executor::besideInstalled(const Path& installed, const char* prefix, const char* infix) {
-  return installed.parent_path() /
-         (prefix + installed.filename().string() + infix + with_.identifiers->makeUUID());
 }
 
 void Executor::relaunchOrRestore(BundleSwap& swap, const Path& installed) {

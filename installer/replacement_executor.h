@@ -33,7 +33,7 @@ struct OrvoAppBundleReplacementResult {
 //   success                    new bundle    removed       none; the attempt's folder is removed
 //   swap failed                old bundle    none          new bundle
 //   relaunch refused           old bundle    none          none
-// In between a bundle may carry a hidden name beside the installed one ("incomingNameInfix"). The installed
+// In between a bundle may carry a hidden name beside the installed one (installer/own_names.h). The installed
 // path is empty at no moment where names can be exchanged in one step, elsewhere between two renames; a
 // process that is killed there leaves the backup, which recoverInterruptedReplacement puts back.
 //
@@ -43,10 +43,6 @@ class OrvoAppBundleReplacementExecutor {
   using ValidatorMaking = std::function<std::unique_ptr<OrvoAppBundleUpdateValidating>()>;
   // Hears of a failure before the application is relaunched.
   using FailureObserver = std::function<void(const std::exception&)>;
-
-  static constexpr const char* backupNameInfix = ".orvo-update-backup-";
-  // Shorter than a backup's, so that whatever can have a backup can have this.
-  static constexpr const char* incomingNameInfix = ".orvo-update-new-";
 
   struct Collaborators {
     std::shared_ptr<FileSystem> fileSystem;
@@ -76,8 +72,6 @@ class OrvoAppBundleReplacementExecutor {
 
   OrvoAppBundleReplacementResult performReplacement(const OrvoAppBundleReplacementRequest& request);
   void checkPreconditions(const OrvoAppBundleReplacementRequest& request, const Paths& paths);
-  [[nodiscard]] std::filesystem::path besideInstalled(const std::filesystem::path& installed,
-                                                      const char* prefix, const char* infix);
   void relaunchOrRestore(BundleSwap& swap, const std::filesystem::path& installed);
   void relaunchInstalledApplicationIfPossible(const std::filesystem::path& installed);
 

@@ -27,6 +27,15 @@ std::string nestedDescription(const std::exception& error) {
   return "";
 }
 
+std::string replacingAll(std::string text, const std::string& part, const std::string& replacement) {
+  if (part.empty()) return text;
+  for (std::size_t at = text.find(part); at != std::string::npos;
+       at = text.find(part, at + replacement.size())) {
+    text.replace(at, part.size(), replacement);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string failureDescription(const std::exception& error,
@@ -40,11 +49,9 @@ std::string failureDescription(const std::exception& error,
 ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine) {
   const OrvoAppBundleReplacementRequest& request = commandLine.request;
   const std::int32_t host = commandLine.hostProcessIdentifier;
-  if (!collaborators_.processInformation->waitForProcessToEnd(host, hostEndLimit)) {
-    const std::string failure = "the application is still running: pid=" + std::to_string(host) +
-                                " waitedSeconds=" + std::to_string(hostEndLimit.count());
-    collaborators_.systemLog(failure);
-    writeFailureReport(request, failure);
+  if (const std::optional<std::string> failure = waitForTheEndOf(host)) {
+    collaborators_.systemLog(*failure);
+    writeFailureReport(request, *failure);
     return {exit_status::hostStillRunning, failure};
   }
   (void)recoverInterruptedReplacement(*collaborators_.fileSystem, request.installedApplicationURL,
@@ -58,10 +65,22 @@ ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine
   }
 }
 
+// What went wrong, if anything did.
+std::optional<std::string> ReplacementRun::waitForTheEndOf(std::int32_t host) {
+  const std::string process = "pid=" + std::to_string(host);
+  try {
+    if (collaborators_.processInformation->waitForProcessToEnd(host, hostEndLimit)) return std::nullopt;
+    return "the application is still running: " + process +
+           " waitedSeconds=" + std::to_string(hostEndLimit.count());
+  } catch (const std::exception& error) {
+    return "unable to wait for the application to end: " + process + " error=" + error.what();
+  }
+}
+
 void ReplacementRun::replace(const OrvoAppBundleReplacementRequest& request,
                              std::optional<std::string>& failure) {
   if (collaborators_.processInformation->effectiveUserID() != 0) {
-    execute(request, std::nullopt, failure);
+    execute(request, withoutTrailingSlash(request.stagedApplicationURL), std::nullopt, failure);
     return;
   }
   try {
@@ -111,7 +130,7 @@ void ReplacementRun::replacePrivately(const OrvoAppBundleReplacementRequest& req
     reason = std::string("unable to take the staged bundle over: ") + error.what();
     collaborators_.systemLog(*reason);
   }
-  execute(own, reason, failure);
+  execute(own, withoutTrailingSlash(request.stagedApplicationURL), reason, failure);
 }
 
 void ReplacementRun::removeStaged(const OrvoAppBundleReplacementRequest& request) {
@@ -123,26 +142,32 @@ void ReplacementRun::removeStaged(const OrvoAppBundleReplacementRequest& request
 }
 
 void ReplacementRun::execute(const OrvoAppBundleReplacementRequest& request,
-                             std::optional<std::string> reasonInAdvance,
+                             const std::filesystem::path& shown, std::optional<std::string> reasonInAdvance,
                              std::optional<std::string>& failure) {
+  // A private copy is gone when somebody reads of it.
+  const auto named = [&](const std::string& text) {
+    return replacingAll(text, request.stagedApplicationURL.string(), shown.string());
+  };
+  const DiagnosticLog log = [&](const std::string& line) { collaborators_.systemLog(named(line)); };
   // The validator's line says what exactly was wrong; it belongs into the report as well.
   std::optional<std::string> validatorLine = std::move(reasonInAdvance);
   const auto makeValidator = [&]() -> std::unique_ptr<OrvoAppBundleUpdateValidating> {
-    const DiagnosticLog log = [&](const std::string& line) {
-      validatorLine = line;
-      collaborators_.systemLog(line);
+    const DiagnosticLog validatorLog = [&](const std::string& line) {
+      validatorLine = named(line);
+      log(line);
     };
     return std::make_unique<OrvoAppBundleCodeSignatureValidator>(
-        collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation, log);
+        collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation,
+        validatorLog);
   };
   OrvoAppBundleReplacementExecutor executor({.fileSystem = collaborators_.fileSystem,
                                              .relauncher = collaborators_.relauncher,
                                              .privilegeChecker = collaborators_.privilegeChecker,
-                                             .diagnosticLog = collaborators_.systemLog,
+                                             .diagnosticLog = log,
                                              .identifiers = collaborators_.identifiers,
                                              .makeValidator = makeValidator});
   (void)executor.executeReplacement(request, [&](const std::exception& error) {
-    failure = failureDescription(error, validatorLine);
+    failure = named(failureDescription(error, validatorLine));
     collaborators_.systemLog("replacement failed: " + *failure);
     writeFailureReport(request, *failure);
   });

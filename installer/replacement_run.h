@@ -20,8 +20,9 @@
 namespace pellam {
 
 // One run of the installer helper, from its parsed command line to its exit status:
-//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs ends the run:
-//      nothing is touched and nothing is relaunched;
+//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs, or cannot be waited
+//   for,
+//      ends the run: nothing is touched and nothing is relaunched;
 //   2. puts an interrupted earlier replacement right;
 //   3. replaces; as root from a private copy of the staged bundle, so that what is validated is installed;
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,
@@ -53,10 +54,12 @@ class ReplacementRun {
   [[nodiscard]] Outcome run(const HelperCommandLine& commandLine);
 
  private:
+  [[nodiscard]] std::optional<std::string> waitForTheEndOf(std::int32_t host);
   void replace(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
   void replacePrivately(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
-  void execute(const OrvoAppBundleReplacementRequest& request, std::optional<std::string> reasonInAdvance,
-               std::optional<std::string>& failure);
+  // `shown` is what texts call the staged bundle.
+  void execute(const OrvoAppBundleReplacementRequest& request, const std::filesystem::path& shown,
+               std::optional<std::string> reasonInAdvance, std::optional<std::string>& failure);
   void asLaunchUser(const OrvoAppBundleReplacementRequest& request, const std::function<void()>& work);
   void removeStaged(const OrvoAppBundleReplacementRequest& request);
   void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);

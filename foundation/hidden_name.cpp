@@ -9,8 +9,6 @@ namespace pellam {
 
 namespace {
 
-// Leaves room for the rest below the 255 bytes that names have nearly everywhere.
-constexpr std::size_t maximumKeptBytes = 180;
 constexpr std::size_t digits = 16;
 
 constexpr std::string_view infixOf(HiddenName purpose) {
@@ -21,8 +19,8 @@ bool isContinuationByte(char character) { return (static_cast<unsigned char>(cha
 
 // Volumes that keep text refuse half a character.
 std::string_view cut(std::string_view name) {
-  if (name.size() <= maximumKeptBytes) return name;
-  std::size_t end = maximumKeptBytes;
+  if (name.size() <= maximumHiddenNameBytes) return name;
+  std::size_t end = maximumHiddenNameBytes;
   while (end > 0 && isContinuationByte(name[end])) --end;
   return name.substr(0, end);
 }

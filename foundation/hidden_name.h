@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,7 +15,10 @@ enum class HiddenName {
   beingRemoved   // ".removed-": has lost its name, and its contents after it
 };
 
-// `unique`: 16 hexadecimal digits or a UUID. A long name is cut, never inside of a character.
+// Of a name that is longer only its beginning is kept, never half a character.
+inline constexpr std::size_t maximumHiddenNameBytes = 180;
+
+// `unique`: 16 hexadecimal digits or a UUID.
 [[nodiscard]] std::string hiddenName(std::string_view name, HiddenName purpose, std::string_view unique);
 
 struct ParsedHiddenName {

@@ -66,6 +66,10 @@ Report readReport(const FileSystem& fileSystem, const Path& file, Date now,
   }
 }
 
+bool isAttemptReport(const Path& name) {
+  return name.native().starts_with(attemptFilePrefix) && name.extension() == fileExtension;
+}
+
 void removeAllReports(FileSystem& fileSystem, const Path& consumed, const Path& baseReport) {
   removeIgnoringErrors(fileSystem, consumed);
   removeIgnoringErrors(fileSystem, baseReport);
@@ -76,9 +80,8 @@ void removeAllReports(FileSystem& fileSystem, const Path& consumed, const Path& 
     return;
   }
   for (const Path& entry : entries) {
-    const bool isAttemptReport =
-        entry.filename().native().starts_with(attemptFilePrefix) && entry.extension() == fileExtension;
-    if (isAttemptReport && entry.filename() != consumed.filename()) removeIgnoringErrors(fileSystem, entry);
+    if (isAttemptReport(entry.filename()) && entry.filename() != consumed.filename())
+      removeIgnoringErrors(fileSystem, entry);
   }
 }
 
@@ -109,6 +112,10 @@ OrvoAppBundleUpdateFailureReport OrvoAppBundleUpdateFailureReport::decode(
     report.attemptIdentifier = *attempt->string();
   }
   return report;
+}
+
+bool Store::isReportName(const std::string& name, const Path& base) {
+  return name == base.filename().string() || isAttemptReport(name);
 }
 
 std::optional<Path> Store::reportURL(const std::string& bundleIdentifier, const Path& applicationSupport) {

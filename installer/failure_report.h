@@ -47,6 +47,9 @@ class OrvoAppBundleUpdateFailureReportStore {
   [[nodiscard]] static std::optional<std::filesystem::path> sandboxContainerReportURL(
       const std::string& bundleIdentifier, const std::string& homeDirectory);
 
+  // True for a file name that the report, or one attempt's, has beside the report at `base`.
+  [[nodiscard]] static bool isReportName(const std::string& name, const std::filesystem::path& base);
+
   // The base report in this user's own Application Support folder.
   [[nodiscard]] std::optional<std::filesystem::path> reportURL(const std::string& bundleIdentifier) const;
 

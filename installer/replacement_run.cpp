@@ -54,15 +54,63 @@ ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine
     writeFailureReport(request, *failure);
     return {exit_status::hostStillRunning, failure};
   }
-  (void)recoverInterruptedReplacement(*collaborators_.fileSystem, request.installedApplicationURL,
-                                      collaborators_.systemLog);
+  putRight(request);
   std::optional<std::string> failure;
   try {
     replace(request, failure);
+    collectLeftovers(request);
     return {exit_status::success, std::nullopt};
   } catch (const std::exception& error) {
     return {exitStatusFor(error), failure};
   }
+}
+
+// Where the folder has no locks nobody knows who else works there. An application that is missing is put back
+// all the same, but nothing is removed.
+void ReplacementRun::putRight(const OrvoAppBundleReplacementRequest& request) {
+  FileSystem& files = *collaborators_.fileSystem;
+  const std::filesystem::path installed = withoutTrailingSlash(request.installedApplicationURL);
+  const std::filesystem::path folder = installed.parent_path();
+  bool canLock = true;
+  try {
+    lock_ = files.lockFolder(folder, FolderUse::alone);
+  } catch (const std::exception&) {
+    canLock = false;
+  }
+  if (lock_ || !canLock) {
+    (void)recoverInterruptedReplacement(files, installed, collaborators_.systemLog);
+  }
+  if (lock_) (void)collector().collectBeside(installed, LeftoverCollector::Backups::kept);
+  lock_.reset();
+  try {
+    lock_ = files.lockFolder(folder, FolderUse::shared);
+  } catch (const std::exception&) {
+    // Nobody collects there either.
+  }
+}
+
+void ReplacementRun::collectLeftovers(const OrvoAppBundleReplacementRequest& request) {
+  const std::filesystem::path installed = withoutTrailingSlash(request.installedApplicationURL);
+  lock_.reset();
+  try {
+    lock_ = collaborators_.fileSystem->lockFolder(installed.parent_path(), FolderUse::alone);
+  } catch (const std::exception&) {
+    return;
+  }
+  if (!lock_) return;
+  (void)collector().collectBeside(installed, LeftoverCollector::Backups::removed);
+  asLaunchUser(request, [&] {
+    if (request.failureReportURL) (void)collector().collectReports(*request.failureReportURL);
+    const auto attempt =
+        seamlessInstallerAttemptRoot(withoutTrailingSlash(request.stagedApplicationURL).parent_path());
+    if (attempt) (void)collector().collectAttempts(attempt->parent_path());
+  });
+}
+
+LeftoverCollector ReplacementRun::collector() const {
+  return LeftoverCollector({.fileSystem = collaborators_.fileSystem,
+                            .clock = collaborators_.clock,
+                            .log = collaborators_.systemLog});
 }
 
 // What went wrong, if anything did.
@@ -110,7 +158,7 @@ void ReplacementRun::asLaunchUser(const OrvoAppBundleReplacementRequest& request
   try {
     collaborators_.effectiveUser->performAs(user->userIdentifier, user->groupIdentifier, work);
   } catch (const std::exception& error) {
-    collaborators_.systemLog(std::string("Unable to remove the staged bundle: ") + error.what());
+    collaborators_.systemLog(std::string("Unable to clean up for the user: ") + error.what());
   }
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "foundation/diagnostic_log.h"
+#include "installer/leftover_collector.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
 #include "launcher-protocol/helper_command_line.h"
@@ -23,10 +24,12 @@ namespace pellam {
 //   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs, or cannot be waited
 //   for,
 //      ends the run: nothing is touched and nothing is relaunched;
-//   2. puts an interrupted earlier replacement right;
+//   2. puts an interrupted earlier replacement right, and removes what it left, unless another helper is at
+//      work in the application's folder;
 //   3. replaces; as root from a private copy of the staged bundle, so that what is validated is installed;
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,
-//      so that it finds the report complete.
+//      so that it finds the report complete; after a success removes whatever else of ours is left there, in
+//      the folder of attempts and in that of reports.
 // Single-threaded and blocking; one object per process.
 class ReplacementRun {
  public:
@@ -54,6 +57,9 @@ class ReplacementRun {
   [[nodiscard]] Outcome run(const HelperCommandLine& commandLine);
 
  private:
+  void putRight(const OrvoAppBundleReplacementRequest& request);
+  void collectLeftovers(const OrvoAppBundleReplacementRequest& request);
+  [[nodiscard]] LeftoverCollector collector() const;
   [[nodiscard]] std::optional<std::string> waitForTheEndOf(std::int32_t host);
   void replace(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
   void replacePrivately(const OrvoAppBundleReplacementRequest& request, std::optional<std::string>& failure);
@@ -65,6 +71,7 @@ class ReplacementRun {
   void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);
 
   Collaborators collaborators_;
+  std::unique_ptr<FolderLock> lock_;  // of the application's folder
 };
 
 // What a failure report says: the error's summary, what the validator found, and the system's error behind

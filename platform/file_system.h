@@ -40,6 +40,18 @@ struct EnumerationOptions {
   bool skipsPackageDescendants = false;  // does not look inside folders with a bundle's extension
 };
 
+// Others may share a lock, or nobody may.
+enum class FolderUse { shared, alone };
+
+// A lock that is held. It goes with the object, and with the process however that ends.
+class FolderLock {
+ public:
+  FolderLock() = default;
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  virtual ~FolderLock() = default;
+};
+
 // The file manager: every look at and change of the disk goes through it. Failures are std::system_error with
 // the system's errno and the path in the text, unless stated otherwise. No operation keeps state; any thread.
 // Unless stated otherwise a final symbolic link is not followed, links in the folders above are.
@@ -120,6 +132,11 @@ class FileSystem {
   virtual void synchronizeName(const std::filesystem::path& path) = 0;
   // Writes everything that is pending for the folder's volume through to the disk.
   virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
+
+  // Locks a folder among those who ask; nobody else is kept from anything. Nothing, at once, while somebody
+  // holds a lock that forbids it. Throws where the folder cannot be read or the volume has no locks.
+  [[nodiscard]] virtual std::unique_ptr<FolderLock> lockFolder(const std::filesystem::path& path,
+                                                               FolderUse use) = 0;
 
   // This user's own folder for temporary files (TMPDIR where it is set), not resolved. Whoever set TMPDIR may
   // have named a folder that others share, or none at all.

@@ -3,6 +3,7 @@
 #include <copyfile.h>
 #include <fcntl.h>
 #include <sys/acl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -196,6 +197,11 @@ bool visitAll(const std::vector<Path>& entries, EnumerationOptions options,
   return true;
 }
 
+struct HeldFolder final : FolderLock {
+  explicit HeldFolder(FileDescriptor folder) : descriptor(std::move(folder)) {}
+  FileDescriptor descriptor;
+};
+
 class MacFileSystem final : public FileSystem {
  public:
   bool itemExists(const Path& path, bool* isDirectory) const override {
@@ -378,6 +384,16 @@ class MacFileSystem final : public FileSystem {
   void synchronizeVolume(const Path& path) override {
     writeVolumeThrough(path);
     synchronizeFolder(path);
+  }
+
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) throwError(errno, path);
+    while (::flock(folder.get(), (use == FolderUse::alone ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) return nullptr;
+      if (errno != EINTR) throwError(errno, path);
+    }
+    return std::make_unique<HeldFolder>(std::move(folder));
   }
 
   Path temporaryDirectory() const override { return NSTemporaryDirectory().fileSystemRepresentation; }

@@ -83,6 +83,19 @@ TEST_F(FileSystemContractTest, ExchangesTwoNamesInOneStepOrChangesNothing) {
   EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"b", "c", "d", "link"}));
 }
 
+TEST_F(FileSystemContractTest, LocksAFolderForAsLongAsSomebodyHoldsIt) {
+  auto one = files_->lockFolder(root_, FolderUse::shared);
+  auto other = files_->lockFolder(root_, FolderUse::shared);
+  ASSERT_TRUE(one && other);
+  EXPECT_FALSE(files_->lockFolder(root_, FolderUse::alone));
+  one.reset();
+  other.reset();
+  one = files_->lockFolder(root_, FolderUse::alone);
+  EXPECT_TRUE(one);
+  EXPECT_FALSE(files_->lockFolder(root_, FolderUse::shared));
+  EXPECT_EQ(errorOf([&] { (void)files_->lockFolder(root_ / "none", FolderUse::alone); }), ENOENT);
+}
+
 TEST_F(FileSystemContractTest, RemovesWhatItsOwnerMayNotWrite) {
   write(root_ / "tree" / "readable" / "file", "x");
   write(root_ / "tree" / "closed" / "file", "x");

@@ -59,6 +59,9 @@ class ForwardingFileSystem : public FileSystem {
   void synchronizeDirectory(const Path& path) override { real_->synchronizeDirectory(path); }
   void synchronizeName(const Path& path) override { real_->synchronizeName(path); }
   void synchronizeVolume(const Path& path) override { real_->synchronizeVolume(path); }
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    return real_->lockFolder(path, use);
+  }
   Path temporaryDirectory() const override { return real_->temporaryDirectory(); }
   std::optional<Path> applicationSupportDirectory() const override {
     return real_->applicationSupportDirectory();

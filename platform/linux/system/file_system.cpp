@@ -1,6 +1,7 @@
 #include "platform/file_system.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/xattr.h>
@@ -96,6 +97,11 @@ void removeLeftover(int folder, const std::string& name) noexcept {
     // The failure that brought us here is the one to report.
   }
 }
+
+struct HeldFolder final : FolderLock {
+  explicit HeldFolder(FileDescriptor folder) : descriptor(std::move(folder)) {}
+  FileDescriptor descriptor;
+};
 
 class LinuxFileSystem final : public FileSystem {
  public:
@@ -303,6 +309,16 @@ class LinuxFileSystem final : public FileSystem {
   void synchronizeVolume(const Path& path) override {
     const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen() || ::syncfs(folder.get()) != 0) throwError(errno, path.native());
+  }
+
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) throwError(errno, path.native());
+    while (::flock(folder.get(), (use == FolderUse::alone ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) return nullptr;
+      if (errno != EINTR) throwError(errno, path.native());
+    }
+    return std::make_unique<HeldFolder>(std::move(folder));
   }
 
   Path temporaryDirectory() const override { return privateTemporaryFolder(); }

@@ -72,13 +72,36 @@ int LeftoverCollector::collectReports(const Path& report) const {
   });
 }
 
-int LeftoverCollector::collectTemporary(const Path& folder) const {
-  return collect(folder, [](const std::string& name) {
+int LeftoverCollector::collectTemporary(const Path& folder, std::uint32_t ownerID) const {
+  return collect(folder, [&](const std::string& name) {
+    if (!belongsTo(folder / name, ownerID)) return Verdict::keep;
     if (isProbe(name, own_names::ownershipProbePrefix, "")) return Verdict::removeOnceOld;
     const std::optional<ParsedHiddenName> hidden = parseHiddenName(name);
     const bool hasBeenRemoved = hidden && isProbe(hidden->name, own_names::ownershipProbePrefix, "");
     return hasBeenRemoved ? Verdict::remove : Verdict::keep;
   });
+}
+
+int LeftoverCollector::collectAtStart(const Path& runningApplication, std::uint32_t ownerID) const {
+  const Path application = withoutTrailingSlash(runningApplication);
+  int removed = 0;
+  try {
+    const std::unique_ptr<FolderLock> lock =
+        with_.fileSystem->lockFolder(application.parent_path(), FolderUse::alone);
+    if (lock) removed += collectBeside(application, Backups::removed);
+    removed += collectTemporary(with_.fileSystem->temporaryDirectory(), ownerID);
+  } catch (const std::exception&) {
+    // A folder that cannot be read or locked is not ours to tidy.
+  }
+  return removed;
+}
+
+bool LeftoverCollector::belongsTo(const Path& item, std::uint32_t ownerID) const {
+  try {
+    return with_.fileSystem->attributes(item).ownerID == ownerID;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 template <typename Judge>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <utility>
@@ -39,12 +40,16 @@ class LeftoverCollector {
   int collectAttempts(const std::filesystem::path& folder) const;
   // In the folder of the report.
   int collectReports(const std::filesystem::path& report) const;
-  int collectTemporary(const std::filesystem::path& folder) const;
+  // Where others have probes of their own: only this user's.
+  int collectTemporary(const std::filesystem::path& folder, std::uint32_t ownerID) const;
+  // All of the above that a host finds at its start; it has the lock of its own folder taken and given back.
+  int collectAtStart(const std::filesystem::path& runningApplication, std::uint32_t ownerID) const;
 
  private:
   enum class Verdict { keep, removeOnceOld, remove };
   template <typename Judge>
   int collect(const std::filesystem::path& folder, const Judge& judge) const;
+  [[nodiscard]] bool belongsTo(const std::filesystem::path& item, std::uint32_t ownerID) const;
   [[nodiscard]] bool isOld(const std::filesystem::path& item) const;
 
   Collaborators with_;

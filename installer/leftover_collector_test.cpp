@@ -113,11 +113,34 @@ TEST_F(CollectorTest, CollectsInTheFoldersOfAttemptsReportsAndProbes) {
   EXPECT_EQ(kept(all, std::chrono::minutes(10), collectReports), reports);
   EXPECT_EQ(kept(all, std::chrono::minutes(9), collectReports), all);
   const std::string probe = "OrvoAppBundleOwnershipMatcher-" + uuid;
-  EXPECT_EQ(
-      kept({probe, "." + probe + ".removed-" + digits, "OrvoAppBundleOwnershipMatcher-1"},
-           std::chrono::minutes(10),
-           [&](const LeftoverCollector& collector) { return collector.collectTemporary(folder_ / "here"); }),
-      (Names{"OrvoAppBundleOwnershipMatcher-1"}));
+  EXPECT_EQ(kept({probe, "." + probe + ".removed-" + digits, "OrvoAppBundleOwnershipMatcher-1"},
+                 std::chrono::minutes(10),
+                 [&](const LeftoverCollector& collector) {
+                   return collector.collectTemporary(folder_ / "here",
+                                                     *files_->attributes(folder_.path()).ownerID);
+                 }),
+            (Names{"OrvoAppBundleOwnershipMatcher-1"}));
+}
+
+TEST_F(CollectorTest, LeavesWhatBelongsToOthersAndFoldersInWhichSomebodyWorks) {
+  const std::uint32_t owner = *files_->attributes(folder_.path()).ownerID;
+  const Names probes = {"OrvoAppBundleOwnershipMatcher-" + uuid};
+  EXPECT_EQ(kept(probes, std::chrono::minutes(11),
+                 [&](const LeftoverCollector& collector) {
+                   return collector.collectTemporary(folder_ / "here", owner + 1);
+                 }),
+            probes);
+  const Names beside = {"Editor.app", "Editor.app.orvo-update-backup-" + uuid};
+  const auto atStart = [&](const LeftoverCollector& collector) {
+    return collector.collectAtStart(folder_ / "here/Editor.app", owner);
+  };
+  EXPECT_EQ(kept(beside, std::chrono::minutes(0),
+                 [&](const LeftoverCollector& collector) {
+                   const auto helper = files_->lockFolder(folder_ / "here", FolderUse::shared);
+                   return atStart(collector);
+                 }),
+            beside);
+  EXPECT_EQ(kept(beside, std::chrono::minutes(0), atStart), Names{"Editor.app"});
 }
 
 }  // namespace

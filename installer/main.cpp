@@ -6,6 +6,7 @@
 #include "launcher-protocol/helper_command_line.h"
 #include "platform/authorization.h"
 #include "platform/bundle_loading.h"
+#include "platform/interrupts.h"
 #include "platform/job_control.h"
 #include "platform/system_log.h"
 #include "platform/workspace.h"
@@ -38,6 +39,7 @@ ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacement
           .bundles = bundles,
           .launchUserContext = request.launchUserContext});
   with.systemLog = makeSystemLog();
+  with.refuseInterrupts = refuseInterrupts;
   return with;
 }
 

@@ -16,6 +16,7 @@
 #include "platform/effective_user.h"
 #include "platform/file_system.h"
 #include "platform/identifiers.h"
+#include "platform/interrupts.h"
 #include "platform/process_information.h"
 
 namespace pellam {
@@ -30,7 +31,7 @@ namespace pellam {
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,
 //      so that it finds the report complete; after a success removes whatever else of ours is left there, in
 //      the folder of attempts and in that of reports.
-// Single-threaded and blocking; one object per process.
+// From step 2 on the process cannot be told to stop. Single-threaded and blocking; one object per process.
 class ReplacementRun {
  public:
   static constexpr std::chrono::seconds hostEndLimit{120};
@@ -45,6 +46,9 @@ class ReplacementRun {
     std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher;
     std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
     DiagnosticLog systemLog;
+    // From before the first change until all is cleaned up the process holds what this returns. Absent:
+    // nothing.
+    std::function<std::unique_ptr<InterruptRefusal>()> refuseInterrupts{};
   };
 
   explicit ReplacementRun(Collaborators collaborators) : collaborators_(std::move(collaborators)) {}

@@ -139,6 +139,13 @@ class World:
                 found += [str(e.relative_to(place.parent)) for e in place.iterdir() if e.name not in own]
         return sorted(name.split(".orvo")[-1][:18] if ".orvo" in name else name[-40:] for name in found)
 
+    def age(self):
+        """An hour goes by."""
+        for folder in (self.folder, self.applications, self.folder / "home"):
+            for entry in folder.iterdir():
+                status = entry.lstat()
+                os.utime(entry, (status.st_atime - 3600, status.st_mtime - 3600), follow_symlinks=False)
+
     def close(self):
         for folder in {self.folder, self.other}:
             run("chmod", "-R", "u+rwx", folder)
@@ -184,17 +191,20 @@ class Matrix:
 
     def one(self, scenario, point, call, how):
         world = World(self, scenario)
-        prefix, _ = self.interruption(point, how if how in ("before", "after") else getattr(errno, how))
+        prefix, _ = self.interruption(point, how if how in ("before", "after", "told") else getattr(errno, how))
         status = world.helper(prefix)
         where = f"{how} {call} {point}"
         state = world.installed_version()
         self.counts[(scenario[0], "points")] += 1
         if state not in ("1", "2"):
             self.complain(scenario[0], where, f"{state} is installed")
+        elif how == "told" and (status, state) != ((103, "1") if scenario[2] else (0, "2")):
+            self.complain(scenario[0], where, f"status {status} with version {state}")
         elif (status == 0) != (state == "2") and how not in ("before", "after"):
             self.complain(scenario[0], where, f"status {status} with version {state}")
         if not self.options.only_first:
             world.stage(("3", None))
+            world.age()
             status = world.helper()
             if status != 0 or world.installed_version() not in ("3", "2"):
                 self.complain(scenario[0], where, f"next status {status}: {world.installed_version()}")
@@ -235,7 +245,7 @@ def main():
     parser.add_argument("--helper", type=pathlib.Path)
     parser.add_argument("--folder", default="/dev/shm" if os.path.isdir("/dev/shm") else None)
     parser.add_argument("--other", default=None)
-    parser.add_argument("--how", default="before,after", help=f"before, after or any of {', '.join(ERRORS)}")
+    parser.add_argument("--how", default="before,after", help=f"before, after, told or any of {', '.join(ERRORS)}")
     parser.add_argument("--as-user", action="store_true")
     parser.add_argument("--quick", type=int, default=0, help="one of so many calls of a kind")
     parser.add_argument("--scenario")

@@ -1,9 +1,9 @@
 // Runs a program and interferes with one of the system calls by which it changes something:
-//   interrupted_run AT before|after|ERRNO COUNT_FILE PROGRAM ARGUMENT...
-// The AT-th changing call (from 1; 0: none) of the program itself, not of those that it starts, is the last
-// thing before its death, or just not reached, or fails with the error number. COUNT_FILE gets one line for
-// each changing call. Exit status: the program's, 128 and the signal where it was killed, 77 where a system
-// allows no such thing.
+//   interrupted_run AT before|after|told|ERRNO COUNT_FILE PROGRAM ARGUMENT...
+// Before or after the AT-th changing call (from 1; 0: none) of the program itself, not of those that it
+// starts, it is killed; or it is told to stop there, by every signal that says so; or the call fails with the
+// error number. COUNT_FILE gets one line for each changing call. Exit status: the program's, 128 and the
+// signal where it was killed, 77 where a system allows no such thing.
 
 #include <elf.h>
 #include <fcntl.h>
@@ -147,6 +147,11 @@ class Interruption {
   void interfere() {
     if (how_ == "before") {
       ::kill(program_, SIGKILL);
+      return;
+    }
+    if (how_ == "told") {
+      for (const int signal : {SIGTERM, SIGHUP, SIGINT}) ::kill(program_, signal);
+      ::ptrace(PTRACE_CONT, program_, nullptr, 0);
       return;
     }
     if (how_ != "after") skipCall(program_);

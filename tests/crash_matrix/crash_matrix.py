@@ -8,12 +8,14 @@ installs a third version, and must succeed and leave nothing of ours."""
 import argparse
 import collections
 import errno
+import multiprocessing
 import os
 import pathlib
 import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 ATTEMPT = "SeamlessInstaller/0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D11"
 NOBODY = 65534
@@ -109,6 +111,12 @@ class World:
             run("chown", "-R", f"{NOBODY}:{NOBODY}", self.folder, self.other)
             run("chmod", "755", self.folder, self.other)
 
+    def environment(self):
+        found = dict(os.environ, HOME=str(self.folder / "home"), TMPDIR=str(self.folder))
+        if self.matrix.options.without_exchange:
+            found["WITHOUT_EXCHANGE"] = "1"
+        return found
+
     def helper(self, interruption=()):
         identity = (NOBODY, NOBODY) if os.geteuid() == 0 else (os.geteuid(), os.getegid())
         user = {"user": NOBODY, "group": NOBODY, "extra_groups": []} if self.matrix.as_user else {}
@@ -120,8 +128,7 @@ class World:
         # A helper of its own, because the installed one may be missing.
         program = self.matrix.bundles.made[("1", None)] / "Contents/MacOS/PellamUpdateInstaller"
         return subprocess.run([str(a) for a in (*interruption, program, *arguments)], capture_output=True, timeout=120,
-                              cwd="/", env=dict(os.environ, HOME=str(self.folder / "home"), TMPDIR=str(self.folder)),
-                              **user).returncode
+                              cwd="/", env=self.environment(), **user).returncode
 
     def installed_version(self):
         found = content(self.installed)
@@ -150,6 +157,21 @@ class World:
         for folder in {self.folder, self.other}:
             run("chmod", "-R", "u+rwx", folder)
             shutil.rmtree(folder, ignore_errors=True)
+
+
+def watch(path, until, result):
+    """Counts how long a path is empty, as somebody sees it who looks all the time."""
+    gaps, began, looks = [], None, 0
+    while not until.is_set():
+        looks += 1
+        try:
+            os.stat(path)
+            if began is not None:
+                gaps.append(time.perf_counter() - began)
+            began = None
+        except OSError:
+            began = began or time.perf_counter()
+    result.put((looks, gaps))
 
 
 class Matrix:
@@ -196,7 +218,10 @@ class Matrix:
         where = f"{how} {call} {point}"
         state = world.installed_version()
         self.counts[(scenario[0], "points")] += 1
-        if state not in ("1", "2"):
+        # Between two renames there is nothing, which the next helper heals.
+        if state == "nothing" and self.options.without_exchange and how in ("before", "after"):
+            self.counts[(scenario[0], "empty until healed")] += 1
+        elif state not in ("1", "2"):
             self.complain(scenario[0], where, f"{state} is installed")
         elif how == "told" and (status, state) != ((103, "1") if scenario[2] else (0, "2")):
             self.complain(scenario[0], where, f"status {status} with version {state}")
@@ -232,6 +257,30 @@ class Matrix:
             print(line)
         return 1 if self.complaints else 0
 
+    def poll(self, updates):
+        """The time without an application in so many updates."""
+        gaps, looks = [], 0
+        for _ in range(updates):
+            world = World(self, SCENARIOS[0])
+            until, result = multiprocessing.Event(), multiprocessing.Queue()
+            watcher = multiprocessing.Process(target=watch, args=(world.installed, until, result))
+            watcher.start()
+            prefix, _ = self.interruption(0, "before")
+            status = world.helper(prefix if self.options.without_exchange else ())
+            until.set()
+            found = result.get()
+            watcher.join()
+            looks, gaps = looks + found[0], gaps + found[1]
+            if status != 0:
+                self.complain(SCENARIOS[0][0], "poll", f"status {status}")
+            world.close()
+        gaps.sort()
+        print(f"{updates} updates, {looks} looks: {len(gaps)} without an application" +
+              (f", {gaps[-1] * 1e3:.3f} ms at most" if gaps else ""))
+        if gaps and not self.options.without_exchange:
+            self.complain(SCENARIOS[0][0], "poll", "nothing is installed")
+        return 1 if self.complaints else 0
+
     def close(self):
         for folder in (self.folder, self.other):
             subprocess.run(["chmod", "-R", "u+rwx", str(folder)], check=False)
@@ -251,9 +300,12 @@ def main():
     parser.add_argument("--scenario")
     parser.add_argument("--only-first", action="store_true", help="without the helper that comes after")
     parser.add_argument("--show", type=int, default=40)
-    matrix = Matrix(parser.parse_args())
+    parser.add_argument("--without-exchange", action="store_true", help="as on a volume that has no such step")
+    parser.add_argument("--poll", type=int, default=0, help="look for an empty path during so many updates instead")
+    options = parser.parse_args()
+    matrix = Matrix(options)
     try:
-        return matrix.run()
+        return matrix.poll(options.poll) if options.poll else matrix.run()
     finally:
         matrix.close()
 

@@ -59,6 +59,16 @@ bool becomeInterruptible() {
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
+  if (std::getenv("WITHOUT_EXCHANGE") != nullptr) {
+    const std::vector<sock_filter> refusal = {
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 4),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args) + 4 * sizeof(std::uint64_t)),
+        BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, RENAME_EXCHANGE, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+    };
+    rules.insert(rules.end(), refusal.begin(), refusal.end());
+  }
   for (const Call& call : changingCalls) {
     rules.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call.number), 0, 1));
     rules.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE));

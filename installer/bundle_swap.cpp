@@ -14,6 +14,7 @@ BundleSwap::BundleSwap(FileSystem& fileSystem, BundlePlaces places)
 
 void BundleSwap::bringBeside() {
   old_ = fileSystem_.attributes(places_.installed);
+  oldPlace_ = places_.installed;
   // The volume itself says whether it has such names.
   for (const Path& name : {places_.backup, places_.incoming}) {
     if (!isMissing(name)) throw std::system_error(EEXIST, std::generic_category(), name.string());
@@ -24,7 +25,10 @@ void BundleSwap::bringBeside() {
   try {
     fileSystem_.renameItem(places_.staged, places_.incoming);
   } catch (const std::system_error& error) {
-    if (error.code() != std::errc::cross_device_link) throw;
+    if (error.code() != std::errc::cross_device_link) {
+      if (isMissing(places_.staged)) returnToStaging();
+      throw;
+    }
     fileSystem_.copyItem(places_.staged, places_.incoming);
     isCopied_ = true;
   }
@@ -32,12 +36,11 @@ void BundleSwap::bringBeside() {
 
 void BundleSwap::putInPlace() {
   try {
-    if (fileSystem_.exchangeItems(places_.incoming, places_.installed)) {
-      fileSystem_.renameItem(places_.incoming, places_.backup);
-    } else {
-      fileSystem_.renameItem(places_.installed, places_.backup);
-      fileSystem_.renameItem(places_.incoming, places_.installed);
-    }
+    const bool isExchanged = fileSystem_.exchangeItems(places_.incoming, places_.installed);
+    if (isExchanged) oldPlace_ = places_.incoming;
+    fileSystem_.renameItem(oldPlace_, places_.backup);
+    oldPlace_ = places_.backup;
+    if (!isExchanged) fileSystem_.renameItem(places_.incoming, places_.installed);
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::cross_device_link) throw;
     throw std::system_error(error.code(),
@@ -54,7 +57,9 @@ void BundleSwap::restore() noexcept {
   for (int tries = 0; tries < 2; ++tries) {
     try {
       const std::optional<Path> old = whereTheOldBundleIs();
-      if (!old || *old == places_.installed) break;
+      if (!old) break;
+      oldPlace_ = *old;
+      if (oldPlace_ == places_.installed) break;
       exchangeBack(*old);
     } catch (const std::exception&) {
       // The failure that led here is the one to report.
@@ -101,7 +106,7 @@ std::optional<Path> BundleSwap::whereTheOldBundleIs() const {
     if (isOld(name)) return name;
   }
   // A volume whose numbers change with the names.
-  if (!isMissing(places_.backup)) return places_.backup;
+  if (!isMissing(oldPlace_)) return oldPlace_;
   return std::nullopt;
 }
 
@@ -111,26 +116,29 @@ void BundleSwap::exchangeBack(const Path& old) {
     try {
       isExchanged = fileSystem_.exchangeItems(old, places_.installed);
     } catch (const std::exception&) {
-      // In two steps, then.
+      isExchanged = isOld(places_.installed);  // else in two steps
     }
   }
   if (!isExchanged) return moveBack(old);
+  oldPlace_ = places_.installed;
   if (old != places_.incoming) fileSystem_.renameItem(old, places_.incoming);
 }
 
 // Removes before it moves, but only the name.
 void BundleSwap::moveBack(Path old) {
-  if (isMissing(places_.installed)) return fileSystem_.renameItem(old, places_.installed);
-  if (old == places_.incoming) {
-    fileSystem_.renameItem(old, places_.backup);
-    old = places_.backup;
+  if (!isMissing(places_.installed)) {
+    if (old == places_.incoming) {
+      fileSystem_.renameItem(old, places_.backup);
+      old = oldPlace_ = places_.backup;
+    }
+    fileSystem_.renameItem(places_.installed, places_.incoming);
   }
-  fileSystem_.renameItem(places_.installed, places_.incoming);
   fileSystem_.renameItem(old, places_.installed);
+  oldPlace_ = places_.installed;
 }
 
 void BundleSwap::returnToStaging() noexcept {
-  if (!isCopied_ && !isOld(places_.incoming)) {
+  if (!isCopied_ && oldPlace_ == places_.installed && !isOld(places_.incoming)) {
     try {
       fileSystem_.renameItem(places_.incoming, places_.staged);
       return;

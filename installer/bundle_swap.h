@@ -63,7 +63,8 @@ class BundleSwap {
 
   FileSystem& fileSystem_;
   BundlePlaces places_;
-  FileAttributes old_;  // what tells the old bundle from the new one whatever its name
+  FileAttributes old_;              // what tells the old bundle from the new one whatever its name
+  std::filesystem::path oldPlace_;  // where it was last known to be
   bool isCopied_ = false;
 };
 

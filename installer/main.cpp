@@ -53,7 +53,8 @@ int main(int count, char** arguments) {
   try {
     const std::vector<std::string> words(arguments + 1, arguments + count);
     const HelperCommandLine line = parseHelperCommandLine(words);
-    const ReplacementRun::Outcome outcome = ReplacementRun(systemCollaborators(line.request)).run(line);
+    ReplacementRun run(systemCollaborators(line.request));
+    const ReplacementRun::Outcome outcome = run.run(line);
     if (outcome.failure) complain(*outcome.failure);
     return outcome.exitStatus;
   } catch (const HelperCommandLineError& error) {

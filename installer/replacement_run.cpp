@@ -54,8 +54,7 @@ ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine
     writeFailureReport(request, *failure);
     return {exit_status::hostStillRunning, failure};
   }
-  std::unique_ptr<InterruptRefusal> refusal;
-  if (collaborators_.refuseInterrupts) refusal = collaborators_.refuseInterrupts();
+  if (collaborators_.refuseInterrupts) refusal_ = collaborators_.refuseInterrupts();
   putRight(request);
   std::optional<std::string> failure;
   try {

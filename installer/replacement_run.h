@@ -22,16 +22,16 @@
 namespace pellam {
 
 // One run of the installer helper, from its parsed command line to its exit status:
-//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs, or cannot be waited
-//   for,
-//      ends the run: nothing is touched and nothing is relaunched;
+//   1. waits until the host has ended, at most `hostEndLimit`; a host that still runs, or that cannot be
+//      waited for, ends the run: nothing is touched and nothing is relaunched;
 //   2. puts an interrupted earlier replacement right, and removes what it left, unless another helper is at
 //      work in the application's folder;
 //   3. replaces; as root from a private copy of the staged bundle, so that what is validated is installed;
 //   4. on any failure writes the failure report, before the application that is then installed is relaunched,
 //      so that it finds the report complete; after a success removes whatever else of ours is left there, in
 //      the folder of attempts and in that of reports.
-// From step 2 on the process cannot be told to stop. Single-threaded and blocking; one object per process.
+// From step 2 on, and for as long as the object lives, the process cannot be told to stop. Single-threaded
+// and blocking; one object per process.
 class ReplacementRun {
  public:
   static constexpr std::chrono::seconds hostEndLimit{120};
@@ -46,8 +46,7 @@ class ReplacementRun {
     std::shared_ptr<OrvoAppBundleReplacementRelaunching> relauncher;
     std::shared_ptr<OrvoAppBundleReplacementPrivilegeChecking> privilegeChecker;
     DiagnosticLog systemLog;
-    // From before the first change until all is cleaned up the process holds what this returns. Absent:
-    // nothing.
+    // Called before the first change. Absent: nothing.
     std::function<std::unique_ptr<InterruptRefusal>()> refuseInterrupts{};
   };
 
@@ -75,6 +74,7 @@ class ReplacementRun {
   void writeFailureReport(const OrvoAppBundleReplacementRequest& request, const std::string& description);
 
   Collaborators collaborators_;
+  std::unique_ptr<InterruptRefusal> refusal_;
   std::unique_ptr<FolderLock> lock_;  // of the application's folder
 };
 

@@ -237,7 +237,23 @@ class Matrix:
                 self.complain(scenario[0], where, f"left behind: {world.leftovers()}")
         world.close()
 
+    def control(self):
+        """A careless replacement, file by file: the matrix must see its mixtures."""
+        states = collections.Counter()
+        for point in range(1, 25, 4):
+            world = World(self, SCENARIOS[0])
+            prefix, _ = self.interruption(point, "before")
+            if subprocess.run([str(a) for a in (*prefix, "/bin/cp", "--remove-destination", "-rT", world.staged, world.installed)],
+                              capture_output=True, env=world.environment(), check=False).returncode == 77:
+                sys.exit(77)
+            states[world.installed_version()] += 1
+            world.close()
+        self.counts[("control: file by file", "a mixture is installed")] = states["a mixture"]
+        if not states["a mixture"]:
+            self.complain("control: file by file", "all points", "the matrix sees no mixture")
+
     def run(self):
+        self.control()
         for scenario in SCENARIOS:
             if self.options.scenario and self.options.scenario != scenario[0]:
                 continue
@@ -251,6 +267,9 @@ class Matrix:
                     if self.options.quick and call not in ("renameat2", "renameat") and seen[call] % self.options.quick != 1:
                         continue
                     self.one(scenario, point, call, how)
+            if self.options.without_exchange and "before" in self.options.how and \
+                    not self.counts[(scenario[0], "empty until healed")]:
+                self.complain(scenario[0], "all points", "the matrix misses the moment between two renames")
         for (scenario, what), count in self.counts.items():
             print(f"{scenario:34} {what:40} {count}")
         for line in self.complaints[:self.options.show]:

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "foundation/item_path.h"
+#include "installer/leftover_collector.h"
 #include "launcher-protocol/installer_folder.h"
 #include "platform/property_list.h"
 #include "text/unicode_text.h"
@@ -161,6 +162,7 @@ std::optional<Report> Store::consumeFailureReport(
     const std::string& bundleIdentifier, const std::optional<std::string>& preferredAttemptIdentifier) {
   const std::optional<Path> baseReport = reportURL(bundleIdentifier);
   if (!baseReport) return std::nullopt;
+  (void)LeftoverCollector({.fileSystem = fileSystem_, .clock = clock_}).collectReports(*baseReport);
   const std::optional<Path> preferred = attemptReportURL(*baseReport, preferredAttemptIdentifier);
   if (preferred && fileSystem_->itemExists(*preferred)) {
     Report report = readReport(*fileSystem_, *preferred, clock_->now(), preferredAttemptIdentifier);

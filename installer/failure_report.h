@@ -61,7 +61,8 @@ class OrvoAppBundleUpdateFailureReportStore {
                             Date failedAt, const std::optional<std::string>& attemptIdentifier);
 
   // Reads the preferred attempt's report, else the base report, and deletes what it read together with what
-  // it makes stale. A report that cannot be read counts as "Unknown helper failure". Never throws.
+  // it makes stale and what was left of reports that were never complete. A report that cannot be read counts
+  // as "Unknown helper failure". Never throws.
   [[nodiscard]] std::optional<OrvoAppBundleUpdateFailureReport> consumeFailureReport(
       const std::string& bundleIdentifier, const std::optional<std::string>& preferredAttemptIdentifier);
 

@@ -159,5 +159,18 @@ TEST_F(FailureReportTest, TheBaseReportIsNotWrittenWhenTheAttemptsFails) {
   EXPECT_EQ(files(), std::vector<std::string>{"PellamUpdateInstallerFailure-A.plist"});
 }
 
+TEST_F(FailureReportTest, WhatWasNeverCompleteGoesWhenItIsOld) {
+  const std::string half = ".PellamUpdateInstallerFailure-A.plist.partial-0123456789abcdef";
+  folder_.write("com.example/SeamlessInstaller/" + half, "x");
+  EXPECT_EQ(store_.consumeFailureReport("com.example", std::nullopt), std::nullopt);
+  EXPECT_EQ(files(), std::vector<std::string>{half});
+  FixedClock later;
+  later.date =
+      *makeSystemFileSystem()->attributes(reports_ / half).modificationDate + std::chrono::minutes(10);
+  Store store(std::make_shared<HomeFileSystem>(folder_.path()), std::make_shared<FixedClock>(later));
+  EXPECT_EQ(store.consumeFailureReport("com.example", std::nullopt), std::nullopt);
+  EXPECT_TRUE(files().empty());
+}
+
 }  // namespace
 }  // namespace pellam

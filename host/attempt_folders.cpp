@@ -4,6 +4,7 @@
 
 #include "foundation/item_path.h"
 #include "foundation/uuid.h"
+#include "installer/leftover_collector.h"
 #include "pellam/installer_error.h"
 #include "text/unicode_text.h"
 
@@ -123,6 +124,9 @@ int AttemptFolders::removeStaleIn(const std::filesystem::path& folder,
     return 0;
   }
   const Date cutoff = parts_.clock->now() - staleAge;
+  // Of those that could not be removed whole the rest is gone from its name, and no attempt any more.
+  (void)LeftoverCollector({.fileSystem = parts_.fileManager, .clock = parts_.clock, .log = parts_.systemLog})
+      .collectAttempts(folder);
   int removed = 0;
   for (const std::filesystem::path& entry : entries) {
     try {

@@ -9,6 +9,7 @@
 #include "host/shared_folder_exchange.h"
 #include "installer/failure_report.h"
 #include "installer/file_safety.h"
+#include "installer/leftover_collector.h"
 #include "pellam/installer_error.h"
 
 namespace pellam {
@@ -211,6 +212,10 @@ void OrvoUpdateInstallerCoordinator::prepareFailureReportURLForFreshHandoff(
 int OrvoUpdateInstallerCoordinator::removeStaleInstallerAttempts(
     const std::string& applicationName, const std::string& installerSubdirectoryName,
     const std::filesystem::path& runningApplication) {
+  (void)LeftoverCollector({.fileSystem = parts_.fileManager,
+                           .clock = parts_.environment.clock,
+                           .log = parts_.environment.systemLog})
+      .collectAtStart(runningApplication, parts_.environment.effectiveUserID);
   return folders_.removeStale(applicationName, installerSubdirectoryName, runningApplication);
 }
 

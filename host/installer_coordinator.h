@@ -78,8 +78,9 @@ class OrvoUpdateInstallerCoordinator {
   std::string installUpdate(const OrvoUpdateInstallerRequest& request, const Window& progressWindow,
                             const CancellationToken& cancellation);
 
-  // Deletes attempt folders that are at least ten minutes old and do not hold the running application.
-  // Returns how many were removed. Never throws.
+  // Deletes attempt folders that are at least ten minutes old and do not hold the running application, and
+  // whatever replacements of it have left (installer/leftover_collector.h). Returns how many attempt folders
+  // were removed. Never throws.
   int removeStaleInstallerAttempts(const std::string& applicationName,
                                    const std::string& installerSubdirectoryName,
                                    const std::filesystem::path& runningApplication);

@@ -3,6 +3,8 @@
 #include <exception>
 #include <string_view>
 
+#include "foundation/item_path.h"
+#include "installer/leftover_collector.h"
 #include "launcher-protocol/installer_folder.h"
 #include "platform/property_list.h"
 #include "text/unicode_text.h"
@@ -65,6 +67,10 @@ Report readReport(const FileSystem& fileSystem, const Path& file, Date now,
   }
 }
 
+bool isAttemptReport(const Path& name) {
+  return name.native().starts_with(attemptFilePrefix) && name.extension() == fileExtension;
+}
+
 void removeAllReports(FileSystem& fileSystem, const Path& consumed, const Path& baseReport) {
   removeIgnoringErrors(fileSystem, consumed);
   removeIgnoringErrors(fileSystem, baseReport);
@@ -75,9 +81,8 @@ void removeAllReports(FileSystem& fileSystem, const Path& consumed, const Path& 
     return;
   }
   for (const Path& entry : entries) {
-    const bool isAttemptReport =
-        entry.filename().native().starts_with(attemptFilePrefix) && entry.extension() == fileExtension;
-    if (isAttemptReport && entry.filename() != consumed.filename()) removeIgnoringErrors(fileSystem, entry);
+    if (isAttemptReport(entry.filename()) && entry.filename() != consumed.filename())
+      removeIgnoringErrors(fileSystem, entry);
   }
 }
 
@@ -110,8 +115,12 @@ OrvoAppBundleUpdateFailureReport OrvoAppBundleUpdateFailureReport::decode(
   return report;
 }
 
+bool Store::isReportName(const std::string& name, const Path& base) {
+  return name == base.filename().string() || isAttemptReport(name);
+}
+
 std::optional<Path> Store::reportURL(const std::string& bundleIdentifier, const Path& applicationSupport) {
-  if (bundleIdentifier.empty()) return std::nullopt;
+  if (!isPlainFileName(bundleIdentifier)) return std::nullopt;
   return applicationSupport / bundleIdentifier / installerFolderName / reportFileName;
 }
 
@@ -123,7 +132,7 @@ std::optional<Path> Store::userApplicationSupportReportURL(const std::string& bu
 
 std::optional<Path> Store::sandboxContainerReportURL(const std::string& bundleIdentifier,
                                                      const std::string& homeDirectory) {
-  if (homeDirectory.empty() || bundleIdentifier.empty()) return std::nullopt;
+  if (homeDirectory.empty() || !isPlainFileName(bundleIdentifier)) return std::nullopt;
   return reportURL(bundleIdentifier, Path(homeDirectory) / "Library" / "Containers" / bundleIdentifier /
                                          "Data" / "Library" / "Application Support");
 }
@@ -153,6 +162,7 @@ std::optional<Report> Store::consumeFailureReport(
     const std::string& bundleIdentifier, const std::optional<std::string>& preferredAttemptIdentifier) {
   const std::optional<Path> baseReport = reportURL(bundleIdentifier);
   if (!baseReport) return std::nullopt;
+  (void)LeftoverCollector({.fileSystem = fileSystem_, .clock = clock_}).collectReports(*baseReport);
   const std::optional<Path> preferred = attemptReportURL(*baseReport, preferredAttemptIdentifier);
   if (preferred && fileSystem_->itemExists(*preferred)) {
     Report report = readReport(*fileSystem_, *preferred, clock_->now(), preferredAttemptIdentifier);

@@ -36,14 +36,19 @@ class OrvoAppBundleUpdateFailureReportStore {
                                         std::shared_ptr<PellamClock> clock)
       : fileSystem_(std::move(fileSystem)), clock_(std::move(clock)) {}
 
-  // The base report below an Application Support folder; nothing for an empty identifier.
+  // The base report below an Application Support folder; nothing for an identifier that is empty or cannot be
+  // the name of one folder (".." or one with a slash or a zero byte), which would lead elsewhere.
   [[nodiscard]] static std::optional<std::filesystem::path> reportURL(
       const std::string& bundleIdentifier, const std::filesystem::path& applicationSupport);
-  // The two locations that a host may ask for; nothing when the home path or the identifier is empty.
+  // The two locations that a host may ask for; nothing when the home path is empty or the
+  // identifier is none for a folder.
   [[nodiscard]] static std::optional<std::filesystem::path> userApplicationSupportReportURL(
       const std::string& bundleIdentifier, const std::string& homeDirectory);
   [[nodiscard]] static std::optional<std::filesystem::path> sandboxContainerReportURL(
       const std::string& bundleIdentifier, const std::string& homeDirectory);
+
+  // True for a file name that the report, or one attempt's, has beside the report at `base`.
+  [[nodiscard]] static bool isReportName(const std::string& name, const std::filesystem::path& base);
 
   // The base report in this user's own Application Support folder.
   [[nodiscard]] std::optional<std::filesystem::path> reportURL(const std::string& bundleIdentifier) const;
@@ -56,7 +61,8 @@ class OrvoAppBundleUpdateFailureReportStore {
                             Date failedAt, const std::optional<std::string>& attemptIdentifier);
 
   // Reads the preferred attempt's report, else the base report, and deletes what it read together with what
-  // it makes stale. A report that cannot be read counts as "Unknown helper failure". Never throws.
+  // it makes stale and what was left of reports that were never complete. A report that cannot be read counts
+  // as "Unknown helper failure". Never throws.
   [[nodiscard]] std::optional<OrvoAppBundleUpdateFailureReport> consumeFailureReport(
       const std::string& bundleIdentifier, const std::optional<std::string>& preferredAttemptIdentifier);
 

@@ -138,6 +138,13 @@ TEST_F(FailureReportTest, WithoutALocationNothingHappens) {
   EXPECT_EQ(Store::userApplicationSupportReportURL("b", ""), std::nullopt);
   EXPECT_EQ(Store::userApplicationSupportReportURL("", "/h"), std::nullopt);
   EXPECT_EQ(Store::sandboxContainerReportURL("", "/h"), std::nullopt);
+  // What cannot be the name of one folder leads nowhere.
+  for (const std::string& identifier :
+       {std::string("/elsewhere"), std::string("a/../../b"), std::string(".."), std::string("a\0b", 3)}) {
+    EXPECT_EQ(store_.reportURL(identifier), std::nullopt) << identifier;
+    EXPECT_EQ(Store::sandboxContainerReportURL(identifier, "/h"), std::nullopt) << identifier;
+    EXPECT_EQ(store_.consumeFailureReport(identifier, "A"), std::nullopt) << identifier;
+  }
   EXPECT_EQ(Store::sandboxContainerReportURL("b", ""), std::nullopt);
   EXPECT_EQ(Store::userApplicationSupportReportURL("b", "/h"),
             "/h/Library/Application Support/b/SeamlessInstaller/PellamUpdateInstallerFailure.plist");
@@ -150,6 +157,19 @@ TEST_F(FailureReportTest, TheBaseReportIsNotWrittenWhenTheAttemptsFails) {
   fs::create_directories(reports_ / "PellamUpdateInstallerFailure-A.plist");
   EXPECT_THROW(write("x", "A"), std::system_error);
   EXPECT_EQ(files(), std::vector<std::string>{"PellamUpdateInstallerFailure-A.plist"});
+}
+
+TEST_F(FailureReportTest, WhatWasNeverCompleteGoesWhenItIsOld) {
+  const std::string half = ".PellamUpdateInstallerFailure-A.plist.partial-0123456789abcdef";
+  folder_.write("com.example/SeamlessInstaller/" + half, "x");
+  EXPECT_EQ(store_.consumeFailureReport("com.example", std::nullopt), std::nullopt);
+  EXPECT_EQ(files(), std::vector<std::string>{half});
+  FixedClock later;
+  later.date =
+      *makeSystemFileSystem()->attributes(reports_ / half).modificationDate + std::chrono::minutes(10);
+  Store store(std::make_shared<HomeFileSystem>(folder_.path()), std::make_shared<FixedClock>(later));
+  EXPECT_EQ(store.consumeFailureReport("com.example", std::nullopt), std::nullopt);
+  EXPECT_TRUE(files().empty());
 }
 
 }  // namespace

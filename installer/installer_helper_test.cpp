@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -260,33 +259,6 @@ TEST_F(HelperTest, RefusesKeepsAndStartsTheOldVersionAndReports) {
     ASSERT_EQ(::stat(report().c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, launchUser()) << row.name;
     fs::remove(report());
-  }
-}
-
-TEST_F(HelperTest, KilledAtAnyMomentTheNextRunFindsAWholeApplication) {
-  const TemporaryFolder other;  // as a rule on another volume
-  fs::permissions(other.path(), fs::perms(0755));
-  // The helper's own copy, because the installed one may be missing when the next run starts.
-  helper_ = folder_ / "Tool.app/Contents/MacOS/PellamUpdateInstaller";
-  fs::copy(installed_, folder_ / "Tool.app", fs::copy_options::recursive);
-
-  const auto begin = std::chrono::steady_clock::now();
-  ASSERT_EQ(waitFor(start(stage("2", other.path()))), 0);
-  const auto wholeRun =
-      std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
-  constexpr int kills = 8;
-  for (int kill = 0; kill < kills; ++kill) {
-    fs::remove_all(folder_ / "Apps");
-    makeBundle(installed_, "1");
-    const fs::path staged = stage("2", other.path());
-    const pid_t helper = start(staged);
-    std::this_thread::sleep_for(wholeRun * kill / kills);
-    ::kill(helper, SIGKILL);
-    (void)waitFor(helper);
-    const bool isStillStaged = fs::exists(staged);
-    const int status = waitFor(start(isStillStaged ? staged : stage("2", other.path())));
-    EXPECT_EQ(status, 0) << "kill " << kill;
-    EXPECT_EQ(installedVersion(), "2") << "kill " << kill;
   }
 }
 

@@ -1,13 +1,11 @@
 #include "installer/interrupted_replacement_recovery.h"
 
 #include <exception>
+#include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "foundation/item_path.h"
-#include "installer/replacement_executor.h"
-#include "platform/identifiers.h"
+#include "installer/own_names.h"
 
 namespace pellam {
 
@@ -15,23 +13,28 @@ namespace {
 
 using Path = std::filesystem::path;
 
-// The entries whose names are the prefix followed by a UUID and nothing else.
-bool isNamed(const Path& entry, const std::string& prefix) {
-  const std::string name = entry.filename().string();
-  return name.starts_with(prefix) && isUUID(std::string_view(name).substr(prefix.size()));
-}
+struct Candidate {
+  Path path;
+  bool isBackup = false;
+  Date named = distantPast;  // when it got its name
 
-// A copy that was still being made carries the name that it was to get, between a dot and a suffix.
-bool isCopyInProgress(const Path& entry, const std::string& incomingPrefix) {
-  return entry.filename().string().starts_with("." + incomingPrefix);
-}
-
-bool isRealDirectory(const FileSystem& fileSystem, const Path& path) {
-  try {
-    return fileSystem.attributes(path).type == FileType::directory;
-  } catch (const std::exception&) {
-    return false;
+  [[nodiscard]] bool isBetterThan(const Candidate& other) const {
+    return isBackup != other.isBackup ? isBackup : named > other.named;
   }
+};
+
+std::optional<Candidate> candidateAt(const FileSystem& fileSystem, const Path& entry,
+                                     const own_names::Beside& names) {
+  const std::string name = entry.filename().string();
+  const bool isBackup = names.isBackup(name);
+  if (!isBackup && !names.isIncoming(name)) return std::nullopt;
+  const FileAttributes attributes = fileSystem.attributes(entry);
+  if (attributes.type != FileType::directory) return std::nullopt;
+  // A privileged helper's folder has such a name, too, and holds the bundle.
+  if (!isBackup && !fileSystem.itemExists(entry / "Contents" / "Info.plist")) return std::nullopt;
+  const std::optional<Date> named =
+      attributes.changeDate ? attributes.changeDate : attributes.modificationDate;
+  return Candidate{entry, isBackup, named.value_or(distantPast)};
 }
 
 bool nothingIsAt(const FileSystem& fileSystem, const Path& path) {
@@ -48,24 +51,17 @@ bool nothingIsAt(const FileSystem& fileSystem, const Path& path) {
 bool recoverInterruptedReplacement(FileSystem& fileSystem, const Path& installedURL,
                                    const DiagnosticLog& diagnosticLog) {
   const Path installed = withoutTrailingSlash(installedURL);
-  const std::string name = installed.filename().string();
-  const std::string backupPrefix = name + OrvoAppBundleReplacementExecutor::backupNameInfix;
-  const std::string incomingPrefix = "." + name + OrvoAppBundleReplacementExecutor::incomingNameInfix;
   try {
-    std::vector<Path> backups;
+    if (!nothingIsAt(fileSystem, installed)) return false;
+    const own_names::Beside names(installed);
+    std::optional<Candidate> best;
     for (const Path& entry : fileSystem.contentsOfDirectory(installed.parent_path(), HiddenItems::included)) {
-      if (isNamed(entry, backupPrefix) && isRealDirectory(fileSystem, entry)) backups.push_back(entry);
-      if (!isNamed(entry, incomingPrefix) && !isCopyInProgress(entry, incomingPrefix)) continue;
-      diagnosticLog("Removing the unfinished copy of an interrupted replacement at " + entry.string());
-      try {
-        fileSystem.removeItem(entry);
-      } catch (const std::exception& error) {
-        diagnosticLog(std::string("Unable to remove it: ") + error.what());
-      }
+      const std::optional<Candidate> candidate = candidateAt(fileSystem, entry, names);
+      if (candidate && (!best || candidate->isBetterThan(*best))) best = candidate;
     }
-    if (backups.size() != 1 || !nothingIsAt(fileSystem, installed)) return false;
-    diagnosticLog("Putting back the backup of an interrupted replacement from " + backups.front().string());
-    fileSystem.moveItem(backups.front(), installed);
+    if (!best) return false;
+    diagnosticLog("Putting back the bundle of an interrupted replacement from " + best->path.string());
+    fileSystem.moveItem(best->path, installed);
     return true;
   } catch (const std::exception& error) {
     diagnosticLog("Unable to look for an interrupted replacement at " + installed.string() + ": " +

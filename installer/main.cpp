@@ -6,6 +6,7 @@
 #include "launcher-protocol/helper_command_line.h"
 #include "platform/authorization.h"
 #include "platform/bundle_loading.h"
+#include "platform/interrupts.h"
 #include "platform/job_control.h"
 #include "platform/system_log.h"
 #include "platform/workspace.h"
@@ -38,6 +39,7 @@ ReplacementRun::Collaborators systemCollaborators(const OrvoAppBundleReplacement
           .bundles = bundles,
           .launchUserContext = request.launchUserContext});
   with.systemLog = makeSystemLog();
+  with.refuseInterrupts = refuseInterrupts;
   return with;
 }
 
@@ -51,7 +53,8 @@ int main(int count, char** arguments) {
   try {
     const std::vector<std::string> words(arguments + 1, arguments + count);
     const HelperCommandLine line = parseHelperCommandLine(words);
-    const ReplacementRun::Outcome outcome = ReplacementRun(systemCollaborators(line.request)).run(line);
+    ReplacementRun run(systemCollaborators(line.request));
+    const ReplacementRun::Outcome outcome = run.run(line);
     if (outcome.failure) complain(*outcome.failure);
     return outcome.exitStatus;
   } catch (const HelperCommandLineError& error) {

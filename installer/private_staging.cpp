@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "foundation/item_path.h"
-#include "installer/replacement_executor.h"
+#include "installer/own_names.h"
 
 namespace pellam {
 
@@ -13,9 +13,7 @@ PrivateStaging::PrivateStaging(FileSystem& fileSystem, UUIDGenerating& identifie
     : fileSystem_(fileSystem) {
   const std::filesystem::path staged = withoutTrailingSlash(stagedURL);
   const std::filesystem::path installed = withoutTrailingSlash(installedURL);
-  folder_ = installed.parent_path() /
-            ("." + installed.filename().string() + OrvoAppBundleReplacementExecutor::incomingNameInfix +
-             identifiers.makeUUID());
+  folder_ = installed.parent_path() / own_names::incoming(installed, identifiers.makeUUID());
   bundle_ = folder_ / staged.filename();
   fileSystem_.createPrivateDirectory(folder_);
   try {

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "foundation/item_path.h"
+#include "installer/own_names.h"
 #include "pellam/installer_error.h"
 
 namespace pellam {
@@ -33,19 +34,22 @@ OwnershipAttributes ownershipAttributes(const FileSystem& fileSystem, const Path
 }  // namespace
 
 bool OrvoAppBundleReplacementWriteProbe::destinationParentIsWritable(const Path& destination) {
+  Path probe;
+  bool isWritten = false;
   try {
-    const Path probe = withoutTrailingSlash(destination).parent_path() /
-                       ("orvo-update-write-" + identifiers_->makeUUID() + ".tmp");
+    probe = withoutTrailingSlash(destination).parent_path() / own_names::writeProbe(identifiers_->makeUUID());
     fileSystem_->writeFileAtomically(probe, {});
-    try {
-      fileSystem_->removeItem(probe);
-    } catch (const std::exception&) {
-      // An empty file that stays behind does not change the answer.
-    }
-    return true;
+    isWritten = true;
   } catch (const std::exception&) {
-    return false;
+    isWritten = false;
   }
+  try {
+    // Also after a failure, which may have come when the file had its name.
+    fileSystem_->removeItem(probe);
+  } catch (const std::exception&) {
+    // An empty file that stays behind does not change the answer.
+  }
+  return isWritten;
 }
 
 bool OrvoAppBundleReplacementProcessPrivilegeChecker::processCanReplaceNonWritableDestination() {
@@ -56,8 +60,7 @@ bool OrvoAppBundleReplacementOwnershipMatcher::processCanMatchInstalledOwnership
   bool canMatch = false;
   std::optional<Path> folder;
   try {
-    folder =
-        fileSystem_->temporaryDirectory() / ("OrvoAppBundleOwnershipMatcher-" + identifiers_->makeUUID());
+    folder = fileSystem_->temporaryDirectory() / own_names::ownershipProbe(identifiers_->makeUUID());
     fileSystem_->createDirectory(*folder);
     const Path file = *folder / "permission_test";
     fileSystem_->writeFile(file, {});

@@ -188,6 +188,7 @@ class Probe : public ForwardingFileSystem {
   void writeFileAtomically(const Path& path, std::span<const std::uint8_t> bytes) override {
     written = path;
     size = bytes.size();
+    if (cannotSynchronize) throw std::system_error(EIO, std::generic_category());
   }
   void removeItem(const Path& path) override {
     removed = path;
@@ -196,6 +197,7 @@ class Probe : public ForwardingFileSystem {
   Path written;
   Path removed;
   std::size_t size = 1;
+  bool cannotSynchronize = false;  // which is found out when the file is there
 };
 
 TEST(WriteProbe, WritesAnEmptyFileBesideTheBundle) {
@@ -205,6 +207,10 @@ TEST(WriteProbe, WritesAnEmptyFileBesideTheBundle) {
   EXPECT_EQ(files->written, "/Applications/orvo-update-write-00000000-0000-4000-8000-000000000001.tmp");
   EXPECT_EQ(files->removed, files->written);
   EXPECT_EQ(files->size, 0U);
+  files->cannotSynchronize = true;
+  EXPECT_FALSE(probe.destinationParentIsWritable("/Applications/Editor.app/"));
+  EXPECT_EQ(files->written, "/Applications/orvo-update-write-00000000-0000-4000-8000-000000000002.tmp");
+  EXPECT_EQ(files->removed, files->written);
 }
 
 TEST(PrivilegeChecker, OnlyTheEffectiveUserRootIsPrivileged) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "foundation/diagnostic_log.h"
+#include "installer/bundle_swap.h"
 #include "installer/relaunching.h"
 #include "installer/replacement_checks.h"
 #include "installer/update_validation.h"
@@ -22,22 +23,19 @@ struct OrvoAppBundleReplacementResult {
                          const OrvoAppBundleReplacementResult&) = default;
 };
 
-// Replaces an installed application bundle by a staged one: checks, validation, ownership, quarantine, two
-// renames with a backup between them, relaunch, clean-up.
+// Replaces an installed application bundle by a staged one: checks, validation, ownership, quarantine, the
+// swap of the two (installer/bundle_swap.h), relaunch, clean-up.
 //
 // What is on the disk:
 //                              installed     backup        staged
-//   before the first rename    old bundle    none          new bundle
-//   after the first            none          old bundle    new bundle
-//   after the second           new bundle    old bundle    none
+//   before the swap            old bundle    none          new bundle
+//   after it                   new bundle    old bundle    none, or its copy's original on another volume
 //   success                    new bundle    removed       none; the attempt's folder is removed
-//   second rename failed       old bundle    none          new bundle
+//   swap failed                old bundle    none          new bundle
 //   relaunch refused           old bundle    none          none
-// After a first rename that failed, the restore finds no backup: the old bundle stays if it cannot be
-// removed, else the new one takes its place. When the staged bundle lies on another volume it is first
-// copied, under a hidden name, beside the installed one ("incomingNameInfix"), so that the two renames are
-// always all that happens in between; a failure removes the copy. A process that is killed between the
-// renames leaves the backup, which recoverInterruptedReplacement puts back.
+// In between a bundle may carry a hidden name beside the installed one (installer/own_names.h). The installed
+// path is empty at no moment where names can be exchanged in one step, elsewhere between two renames; a
+// process that is killed there leaves the backup, which recoverInterruptedReplacement puts back.
 //
 // One replacement per call; no state between calls. Blocks; runs wholly on the caller's thread.
 class OrvoAppBundleReplacementExecutor {
@@ -45,9 +43,6 @@ class OrvoAppBundleReplacementExecutor {
   using ValidatorMaking = std::function<std::unique_ptr<OrvoAppBundleUpdateValidating>()>;
   // Hears of a failure before the application is relaunched.
   using FailureObserver = std::function<void(const std::exception&)>;
-
-  static constexpr const char* backupNameInfix = ".orvo-update-backup-";
-  static constexpr const char* incomingNameInfix = ".orvo-update-incoming-";
 
   struct Collaborators {
     std::shared_ptr<FileSystem> fileSystem;
@@ -77,18 +72,8 @@ class OrvoAppBundleReplacementExecutor {
 
   OrvoAppBundleReplacementResult performReplacement(const OrvoAppBundleReplacementRequest& request);
   void checkPreconditions(const OrvoAppBundleReplacementRequest& request, const Paths& paths);
-  [[nodiscard]] std::filesystem::path makeBackupURL(const std::filesystem::path& installed);
-  [[nodiscard]] std::filesystem::path bringBesideInstalled(const Paths& paths);
-  void swap(const Paths& paths, const std::filesystem::path& incoming, const std::filesystem::path& backup);
-  void restoreBackup(const std::filesystem::path& backup, const std::filesystem::path& installed);
-  void restoreBackupIgnoringErrors(const std::filesystem::path& backup,
-                                   const std::filesystem::path& installed);
-  void leaveSomethingInstalled(const std::filesystem::path& backup, const std::filesystem::path& incoming,
-                               const std::filesystem::path& installed);
-  void cleanupAfterSuccessfulReplacement(const std::filesystem::path& backup,
-                                         const std::filesystem::path& staged);
+  void relaunchOrRestore(BundleSwap& swap, const std::filesystem::path& installed);
   void relaunchInstalledApplicationIfPossible(const std::filesystem::path& installed);
-  void removeIgnoringErrors(const std::filesystem::path& item);
 
   Collaborators with_;
 };

@@ -5,6 +5,8 @@
 #include <set>
 #include <system_error>
 
+#include "installer/interrupted_replacement_recovery.h"
+#include "installer/replacement_run.h"
 #include "pellam/installer_error.h"
 #include "tests/support/forwarding_file_system.h"
 #include "tests/support/replacement_fakes.h"
@@ -16,14 +18,26 @@ namespace fs = std::filesystem;
 using namespace testing_support;
 using Error = OrvoUpdateInstallerError;
 
-// The disk, with a record of what changes names and with moves, marks and volumes that can be scripted.
+// The disk, with a record of what changes names and with renames, marks and volumes that can be scripted.
 class ScriptedDisk final : public ForwardingFileSystem {
  public:
-  void moveItem(const Path& source, const Path& destination) override {
-    record("move", source, destination);
-    if (failingMoves.contains(++moves))
-      throw std::system_error(ENOSPC, std::generic_category(), source.string());
-    ForwardingFileSystem::moveItem(source, destination);
+  void renameItem(const Path& source, const Path& destination) override {
+    record("rename", source, destination);
+    if (failingChanges.contains(++changes))
+      throw std::system_error(error, std::generic_category(), "scripted");
+    if (!otherVolume.empty() && source.string().starts_with(otherVolume.string()))
+      throw std::system_error(EXDEV, std::generic_category(), "scripted");
+    ForwardingFileSystem::renameItem(source, destination);
+    if (failingAfterwards == changes) throw std::system_error(error, std::generic_category(), "scripted");
+  }
+  bool exchangeItems(const Path& first, const Path& second) override {
+    if (!canExchange) return false;
+    record("exchange", first, second);
+    if (failingChanges.contains(++changes))
+      throw std::system_error(error, std::generic_category(), "scripted");
+    const bool isExchanged = ForwardingFileSystem::exchangeItems(first, second);
+    if (failingAfterwards == changes) throw std::system_error(error, std::generic_category(), "scripted");
+    return isExchanged;
   }
   void removeItem(const Path& path) override {
     record("remove", path, {});
@@ -42,21 +56,17 @@ class ScriptedDisk final : public ForwardingFileSystem {
     if (cannotEnumerate) throw std::system_error(EACCES, std::generic_category(), path.string());
     ForwardingFileSystem::enumerate(path, options, visitor);
   }
-  FileAttributes attributes(const Path& path) const override {
-    FileAttributes attributes = ForwardingFileSystem::attributes(path);
-    if (!otherVolume.empty() && path.string().starts_with(otherVolume.string()))
-      attributes.fileSystemNumber = 999;
-    return attributes;
-  }
-
   Path root;
   Path otherVolume;
-  std::set<int> failingMoves;
+  bool canExchange = true;
+  std::set<int> failingChanges;  // renames and exchanges, counted from 1
+  int failingAfterwards = 0;     // a rename that is carried out and yet reported as failed
   std::set<std::string> quarantined;
   bool cannotEnumerate = false;
   std::vector<std::string> steps;
   std::vector<std::string> released;
-  int moves = 0;
+  int error = EIO;
+  int changes = 0;
 
  private:
   void record(const std::string& operation, const Path& source, const Path& destination) {
@@ -77,7 +87,11 @@ struct ScriptedValidator final : OrvoAppBundleUpdateValidating {
 };
 
 const std::string attempt = "SeamlessInstaller/0F3C2A64-7D1B-4C1E-9A4B-2B8F0E6C9D11";
-const std::string backup = "Apps/Editor.app.orvo-update-backup-00000000-0000-4000-8000-000000000001";
+const std::string installed = "Apps/Editor.app";
+const std::string staged = attempt + "/Extracted/Editor.app";
+const std::string backup = installed + ".orvo-update-backup-00000000-0000-4000-8000-000000000001";
+const std::string incoming = "Apps/.Editor.app.orvo-update-new-00000000-0000-4000-8000-000000000002";
+using Steps = std::vector<std::string>;
 
 class ExecutorTest : public testing::Test {
  public:
@@ -108,7 +122,7 @@ class ExecutorTest : public testing::Test {
       return std::string(error.caseName());
     }
   }
-  std::string installed() const { return TemporaryFolder::read(folder_ / "Apps/Editor.app/version"); }
+  std::string installedVersion() const { return TemporaryFolder::read(folder_ / installed / "version"); }
   std::vector<std::string> names(const fs::path& at) const {
     std::vector<std::string> found;
     for (const auto& entry : fs::directory_iterator(folder_ / at)) found.push_back(entry.path().filename());
@@ -135,14 +149,14 @@ class ExecutorTest : public testing::Test {
   std::optional<std::size_t> failureSeenBeforeRelaunches_;
 };
 
-TEST_F(ExecutorTest, SwapsByTwoRenamesRelaunchesThenCleansUp) {
+TEST_F(ExecutorTest, ExchangesNamesRelaunchesThenCleansUp) {
   relauncher_->onRelaunch = [&] { disk_->steps.push_back("relaunch"); };
   EXPECT_EQ(execute(), "replaced");
-  EXPECT_EQ(disk_->steps,
-            (std::vector<std::string>{"move Apps/Editor.app -> " + backup,
-                                      "move " + attempt + "/Extracted/Editor.app -> Apps/Editor.app",
-                                      "relaunch", "remove " + backup, "remove " + attempt}));
-  EXPECT_EQ(installed(), "new");
+  EXPECT_EQ(
+      disk_->steps,
+      (Steps{"rename " + staged + " -> " + incoming, "exchange " + incoming + " -> " + installed,
+             "rename " + incoming + " -> " + backup, "relaunch", "remove " + backup, "remove " + attempt}));
+  EXPECT_EQ(installedVersion(), "new");
   EXPECT_EQ(names("Apps"), std::vector<std::string>{"Editor.app"});
   EXPECT_TRUE(names("SeamlessInstaller").empty());
   EXPECT_EQ(result_, (OrvoAppBundleReplacementResult{folder_ / "Apps/Editor.app", folder_ / backup}));
@@ -196,7 +210,7 @@ TEST_F(ExecutorTest, RefusesWithoutTouchingAnything) {
     EXPECT_TRUE(disk_->released.empty()) << row.name;
     EXPECT_EQ(relauncher_->relaunched.size(), row.relaunches) << row.name;
     EXPECT_EQ(failureSeenBeforeRelaunches_, 0U) << row.name;
-    EXPECT_EQ(installed(), "old") << row.name;
+    EXPECT_EQ(installedVersion(), "old") << row.name;
   }
   EXPECT_EQ(privilege_->questions, 1);
 }
@@ -211,62 +225,138 @@ TEST_F(ExecutorTest, APrivilegedProcessReplacesWhatItCannotProbe) {
 }
 
 TEST_F(ExecutorTest, ARefusedRelaunchPutsTheOldBundleBackAndStartsItOnce) {
-  relauncher_->answers = {false, true};
-  EXPECT_EQ(execute(), "relaunchFailed");
-  EXPECT_EQ(disk_->steps,
-            (std::vector<std::string>{"move Apps/Editor.app -> " + backup,
-                                      "move " + attempt + "/Extracted/Editor.app -> Apps/Editor.app",
-                                      "remove Apps/Editor.app", "move " + backup + " -> Apps/Editor.app"}));
-  EXPECT_EQ(relauncher_->relaunched.size(), 2U);
-  EXPECT_EQ(failureSeenBeforeRelaunches_, 1U);
-  EXPECT_EQ(installed(), "old");
-  EXPECT_EQ(names("Apps"), std::vector<std::string>{"Editor.app"});
-  EXPECT_TRUE(names(attempt + "/Extracted").empty());
+  for (const bool canExchange : {true, false}) {
+    disk_->canExchange = canExchange;
+    disk_->steps.clear();
+    relauncher_->relaunched.clear();
+    relauncher_->answers = {false, true};
+    folder_.write(staged + "/version", "new");
+    EXPECT_EQ(execute(), "relaunchFailed");
+    // Nothing is removed while it could still be needed.
+    const Steps restore = canExchange ? Steps{"exchange " + backup + " -> " + installed,
+                                              "rename " + backup + " -> " + incoming, "remove " + incoming}
+                                      : Steps{"rename " + installed + " -> " + incoming,
+                                              "rename " + backup + " -> " + installed, "remove " + incoming};
+    EXPECT_EQ(Steps(disk_->steps.begin() + 3, disk_->steps.end()), restore);
+    EXPECT_EQ(relauncher_->relaunched.size(), 2U);
+    EXPECT_EQ(failureSeenBeforeRelaunches_, 1U);
+    EXPECT_EQ(installedVersion(), "old");
+    EXPECT_EQ(names("Apps"), Steps{"Editor.app"});
+    EXPECT_TRUE(names(attempt + "/Extracted").empty());
+  }
 }
 
-TEST_F(ExecutorTest, AFailedSecondMoveRestoresTheBackup) {
-  disk_->failingMoves = {2};
-  EXPECT_EQ(execute(), "replacementFailed");
-  EXPECT_EQ(disk_->steps.back(), "move " + backup + " -> Apps/Editor.app");
-  EXPECT_EQ(disk_->moves, 3);
-  EXPECT_EQ(installed(), "old");
-  EXPECT_TRUE(fs::exists(request_.stagedApplicationURL));
-  EXPECT_EQ(relauncher_->relaunched.size(), 1U);
+TEST_F(ExecutorTest, WithoutExchangeNothingLiesBetweenTwoRenames) {
+  disk_->canExchange = false;
+  EXPECT_EQ(execute(), "replaced");
+  EXPECT_EQ(disk_->steps,
+            (Steps{"rename " + staged + " -> " + incoming, "rename " + installed + " -> " + backup,
+                   "rename " + incoming + " -> " + installed, "remove " + backup, "remove " + attempt}));
+  EXPECT_EQ(installedVersion(), "new");
 }
 
-TEST_F(ExecutorTest, AFailedFirstMoveStillRestoresRemoveThenMove) {
-  disk_->failingMoves = {1};
+// Every rename and exchange of a replacement and of the restores after it: failing once, failing from there
+// on (as on a disk that dies), and done but reported as failed.
+TEST_F(ExecutorTest, WhateverFailsAWholeApplicationIsInstalledAndStartedAndNothingElseIsLeft) {
+  for (const bool canExchange : {true, false}) {
+    for (const bool isRefused : {false, true}) {
+      for (const char* kind : {"once", "from there on", "afterwards"}) {
+        for (int failing = 1; failing <= 7; ++failing) {
+          const std::string where = std::string(canExchange ? "exchange" : "renames") +
+                                    (isRefused ? ", refused, " : ", ") + kind + " " + std::to_string(failing);
+          fs::remove_all(folder_ / "Apps");
+          folder_.write(installed + "/version", "old");
+          folder_.write(staged + "/version", "new");
+          disk_ = std::make_shared<ScriptedDisk>();
+          disk_->root = folder_.path();
+          disk_->canExchange = canExchange;
+          relauncher_->relaunched.clear();
+          relauncher_->answers = {!isRefused, true};
+          if (kind == std::string("afterwards")) disk_->failingAfterwards = failing;
+          if (kind == std::string("once")) disk_->failingChanges = {failing};
+          if (kind == std::string("from there on")) {
+            for (int change = failing; change < 40; ++change) disk_->failingChanges.insert(change);
+          }
+          const std::string result = execute();
+          // Between two renames a disk that dies leaves only what the next helper heals.
+          const bool isCutOff = !canExchange && installedVersion().empty();
+          EXPECT_TRUE(!isCutOff || kind == std::string("from there on")) << where;
+          if (isCutOff) {
+            EXPECT_TRUE(recoverInterruptedReplacement(*makeSystemFileSystem(), folder_ / installed, {}));
+          }
+          EXPECT_TRUE(installedVersion() == "old" || installedVersion() == "new") << where;
+          EXPECT_EQ(result == "replaced", !isRefused && disk_->changes < failing) << where;
+          EXPECT_TRUE(isCutOff || !relauncher_->relaunched.empty()) << where;
+          // On a disk that refuses everything a name stays as it is; else only the bundle has one.
+          if (kind != std::string("from there on")) {
+            EXPECT_EQ(installedVersion(), result == "replaced" ? "new" : "old") << where;
+            EXPECT_EQ(names("Apps").size(), 1U) << where << ": " << names("Apps").back();
+          }
+          if (result == "replacementFailed" && kind != std::string("from there on")) {
+            EXPECT_EQ(TemporaryFolder::read(folder_ / staged / "version"), "new") << where;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST_F(ExecutorTest, AnExceptionOutOfTheRelauncherIsARefusal) {
+  const struct {
+    std::function<void()> refusal;
+    const char* error;
+  } cases[] = {
+      {[] { throw std::runtime_error("no bus"); }, "replacementFailed"},
+      {[] { throw Error(Error::Case::launchFailed); }, "launchFailed"},
+  };
+  for (const auto& row : cases) {
+    folder_.write(staged + "/version", "new");
+    relauncher_->onRelaunch = row.refusal;
+    EXPECT_EQ(execute(), row.error);
+    EXPECT_EQ(installedVersion(), "old");
+    EXPECT_EQ(names("Apps"), Steps{"Editor.app"});
+  }
+}
+
+TEST_F(ExecutorTest, ANameThatCannotHaveABackupIsRefusedBeforeAnythingMoves) {
+  const std::string name = std::string(255 - 4 - 56 + 1, 'n') + ".app";
+  folder_.write("Apps/" + name + "/version", "old");
+  request_.installedApplicationURL = folder_ / "Apps" / name;
   EXPECT_EQ(execute(), "replacementFailed");
-  EXPECT_EQ(disk_->steps,
-            (std::vector<std::string>{"move Apps/Editor.app -> " + backup, "remove Apps/Editor.app",
-                                      "move " + backup + " -> Apps/Editor.app",
-                                      "move " + attempt + "/Extracted/Editor.app -> Apps/Editor.app"}));
-  EXPECT_EQ(installed(), "new");
-  EXPECT_EQ(relauncher_->relaunched.size(), 1U);
+  EXPECT_TRUE(disk_->steps.empty());
+  EXPECT_EQ(TemporaryFolder::read(folder_ / "Apps" / name / "version"), "old");
+  // One character less, and every name that is needed can be had.
+  const std::string shorter = name.substr(1);
+  fs::rename(folder_ / "Apps" / name, folder_ / "Apps" / shorter);
+  request_.installedApplicationURL = folder_ / "Apps" / shorter;
+  EXPECT_EQ(execute(), "replaced");
 }
 
 TEST_F(ExecutorTest, TheCauseTravelsWithTheError) {
-  disk_->failingMoves = {2};
+  disk_->failingChanges = {2};
+  disk_->error = EXDEV;
   OrvoAppBundleReplacementExecutor executor({.fileSystem = disk_,
                                              .relauncher = relauncher_,
                                              .permissionChecker = permission_,
                                              .privilegeChecker = privilege_,
                                              .identifiers = std::make_shared<CountingIdentifiers>()});
-  disk_->quarantined.clear();
   try {
     (void)executor.executeReplacement(request_);
-    FAIL() << "the second move fails";
+    FAIL() << "the exchange fails";
   } catch (const Error& error) {
-    EXPECT_EQ(error, Error(Error::Case::replacementFailed));
-    EXPECT_THROW(std::rethrow_if_nested(error), std::system_error);
+    EXPECT_EQ(failureDescription(error, std::nullopt),
+              "replacementFailed: the application cannot be renamed where it lies, as in a lower layer of an "
+              "overlay: " +
+                  request_.installedApplicationURL.string() + ": Invalid cross-device link");
   }
+  EXPECT_EQ(installedVersion(), "old");
 }
 
 TEST_F(ExecutorTest, OneLineNamesTheFirstItemThatStaysQuarantined) {
   folder_.write(attempt + "/Extracted/Editor.app/a", "");
   folder_.write(attempt + "/Extracted/Editor.app/b/c", "");
-  const std::string staged = request_.stagedApplicationURL.string();
-  const std::string start = "Failed to release quarantine at " + staged + "; firstFailedItem=" + staged;
+  const std::string bundle = request_.stagedApplicationURL.string();
+  const std::string start = "Failed to release quarantine at " + bundle + "; firstFailedItem=" + bundle;
   disk_->quarantined = {"c", "version"};
   EXPECT_EQ(execute(), "replaced");
   EXPECT_EQ(lines_, std::vector<std::string>{start + "/b/c error=EACCES (Permission denied)"});
@@ -274,8 +364,8 @@ TEST_F(ExecutorTest, OneLineNamesTheFirstItemThatStaysQuarantined) {
 }
 
 TEST_F(ExecutorTest, ABundleThatCannotBeEnumeratedIsReportedOnce) {
-  const std::string staged = request_.stagedApplicationURL.string();
-  const std::string start = "Failed to release quarantine at " + staged + "; firstFailedItem=" + staged;
+  const std::string bundle = request_.stagedApplicationURL.string();
+  const std::string start = "Failed to release quarantine at " + bundle + "; firstFailedItem=" + bundle;
   disk_->cannotEnumerate = true;
   EXPECT_EQ(execute(), "replaced");
   disk_->quarantined = {"Editor.app"};
@@ -297,25 +387,25 @@ TEST_F(ExecutorTest, RemovesAStagingFolderOnlyWhenNothingVisibleIsLeft) {
   }
 }
 
-TEST_F(ExecutorTest, StagingOnAnotherVolumeIsCopiedFirstAndThenTakenAway) {
+// Until the new version has been started the staged one stays where it is.
+TEST_F(ExecutorTest, StagingOnAnotherVolumeIsCopiedFirstAndTakenAwayLast) {
   disk_->otherVolume = folder_ / "SeamlessInstaller";
-  const std::string incoming = "Apps/.Editor.app.orvo-update-incoming-00000000-0000-4000-8000-000000000002";
-  const std::string staged = attempt + "/Extracted/Editor.app";
+  relauncher_->onRelaunch = [&] { disk_->steps.push_back("relaunch"); };
   EXPECT_EQ(execute(), "replaced");
-  EXPECT_EQ(disk_->steps, (std::vector<std::string>{
-                              "copy " + staged + " -> " + incoming, "move Apps/Editor.app -> " + backup,
-                              "move " + incoming + " -> Apps/Editor.app", "remove " + staged,
-                              "remove " + backup, "remove " + attempt}));
-  EXPECT_EQ(installed(), "new");
-  EXPECT_EQ(names("Apps"), std::vector<std::string>{"Editor.app"});
+  EXPECT_EQ(disk_->steps,
+            (Steps{"rename " + staged + " -> " + incoming, "copy " + staged + " -> " + incoming,
+                   "exchange " + incoming + " -> " + installed, "rename " + incoming + " -> " + backup,
+                   "relaunch", "remove " + backup, "remove " + staged, "remove " + attempt}));
+  EXPECT_EQ(installedVersion(), "new");
+  EXPECT_EQ(names("Apps"), Steps{"Editor.app"});
 }
 
 TEST_F(ExecutorTest, AFailureAfterTheCopyRemovesTheCopy) {
   disk_->otherVolume = folder_ / "SeamlessInstaller";
-  disk_->failingMoves = {2};
+  disk_->failingChanges = {2};
   EXPECT_EQ(execute(), "replacementFailed");
-  EXPECT_EQ(installed(), "old");
-  EXPECT_EQ(names("Apps"), std::vector<std::string>{"Editor.app"});
+  EXPECT_EQ(installedVersion(), "old");
+  EXPECT_EQ(names("Apps"), Steps{"Editor.app"});
   EXPECT_TRUE(fs::exists(request_.stagedApplicationURL));
 }
 

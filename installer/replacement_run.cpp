@@ -27,6 +27,15 @@ std::string nestedDescription(const std::exception& error) {
   return "";
 }
 
+std::string replacingAll(std::string text, const std::string& part, const std::string& replacement) {
+  if (part.empty()) return text;
+  for (std::size_t at = text.find(part); at != std::string::npos;
+       at = text.find(part, at + replacement.size())) {
+    text.replace(at, part.size(), replacement);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string failureDescription(const std::exception& error,
@@ -40,28 +49,87 @@ std::string failureDescription(const std::exception& error,
 ReplacementRun::Outcome ReplacementRun::run(const HelperCommandLine& commandLine) {
   const OrvoAppBundleReplacementRequest& request = commandLine.request;
   const std::int32_t host = commandLine.hostProcessIdentifier;
-  if (!collaborators_.processInformation->waitForProcessToEnd(host, hostEndLimit)) {
-    const std::string failure = "the application is still running: pid=" + std::to_string(host) +
-                                " waitedSeconds=" + std::to_string(hostEndLimit.count());
-    collaborators_.systemLog(failure);
-    writeFailureReport(request, failure);
+  if (const std::optional<std::string> failure = waitForTheEndOf(host)) {
+    collaborators_.systemLog(*failure);
+    writeFailureReport(request, *failure);
     return {exit_status::hostStillRunning, failure};
   }
-  (void)recoverInterruptedReplacement(*collaborators_.fileSystem, request.installedApplicationURL,
-                                      collaborators_.systemLog);
+  if (collaborators_.refuseInterrupts) refusal_ = collaborators_.refuseInterrupts();
+  putRight(request);
   std::optional<std::string> failure;
   try {
     replace(request, failure);
+    collectLeftovers(request);
     return {exit_status::success, std::nullopt};
   } catch (const std::exception& error) {
     return {exitStatusFor(error), failure};
   }
 }
 
+// Where the folder has no locks nobody knows who else works there. An application that is missing is put back
+// all the same, but nothing is removed.
+void ReplacementRun::putRight(const OrvoAppBundleReplacementRequest& request) {
+  FileSystem& files = *collaborators_.fileSystem;
+  const std::filesystem::path installed = withoutTrailingSlash(request.installedApplicationURL);
+  const std::filesystem::path folder = installed.parent_path();
+  bool canLock = true;
+  try {
+    lock_ = files.lockFolder(folder, FolderUse::alone);
+  } catch (const std::exception&) {
+    canLock = false;
+  }
+  if (lock_ || !canLock) {
+    (void)recoverInterruptedReplacement(files, installed, collaborators_.systemLog);
+  }
+  if (lock_) (void)collector().collectBeside(installed, LeftoverCollector::Backups::kept);
+  lock_.reset();
+  try {
+    lock_ = files.lockFolder(folder, FolderUse::shared);
+  } catch (const std::exception&) {
+    // Nobody collects there either.
+  }
+}
+
+void ReplacementRun::collectLeftovers(const OrvoAppBundleReplacementRequest& request) {
+  const std::filesystem::path installed = withoutTrailingSlash(request.installedApplicationURL);
+  lock_.reset();
+  try {
+    lock_ = collaborators_.fileSystem->lockFolder(installed.parent_path(), FolderUse::alone);
+  } catch (const std::exception&) {
+    return;
+  }
+  if (!lock_) return;
+  (void)collector().collectBeside(installed, LeftoverCollector::Backups::removed);
+  asLaunchUser(request, [&] {
+    if (request.failureReportURL) (void)collector().collectReports(*request.failureReportURL);
+    const auto attempt =
+        seamlessInstallerAttemptRoot(withoutTrailingSlash(request.stagedApplicationURL).parent_path());
+    if (attempt) (void)collector().collectAttempts(attempt->parent_path());
+  });
+}
+
+LeftoverCollector ReplacementRun::collector() const {
+  return LeftoverCollector({.fileSystem = collaborators_.fileSystem,
+                            .clock = collaborators_.clock,
+                            .log = collaborators_.systemLog});
+}
+
+// What went wrong, if anything did.
+std::optional<std::string> ReplacementRun::waitForTheEndOf(std::int32_t host) {
+  const std::string process = "pid=" + std::to_string(host);
+  try {
+    if (collaborators_.processInformation->waitForProcessToEnd(host, hostEndLimit)) return std::nullopt;
+    return "the application is still running: " + process +
+           " waitedSeconds=" + std::to_string(hostEndLimit.count());
+  } catch (const std::exception& error) {
+    return "unable to wait for the application to end: " + process + " error=" + error.what();
+  }
+}
+
 void ReplacementRun::replace(const OrvoAppBundleReplacementRequest& request,
                              std::optional<std::string>& failure) {
   if (collaborators_.processInformation->effectiveUserID() != 0) {
-    execute(request, std::nullopt, failure);
+    execute(request, withoutTrailingSlash(request.stagedApplicationURL), std::nullopt, failure);
     return;
   }
   try {
@@ -91,7 +159,7 @@ void ReplacementRun::asLaunchUser(const OrvoAppBundleReplacementRequest& request
   try {
     collaborators_.effectiveUser->performAs(user->userIdentifier, user->groupIdentifier, work);
   } catch (const std::exception& error) {
-    collaborators_.systemLog(std::string("Unable to remove the staged bundle: ") + error.what());
+    collaborators_.systemLog(std::string("Unable to clean up for the user: ") + error.what());
   }
 }
 
@@ -111,7 +179,7 @@ void ReplacementRun::replacePrivately(const OrvoAppBundleReplacementRequest& req
     reason = std::string("unable to take the staged bundle over: ") + error.what();
     collaborators_.systemLog(*reason);
   }
-  execute(own, reason, failure);
+  execute(own, withoutTrailingSlash(request.stagedApplicationURL), reason, failure);
 }
 
 void ReplacementRun::removeStaged(const OrvoAppBundleReplacementRequest& request) {
@@ -123,26 +191,32 @@ void ReplacementRun::removeStaged(const OrvoAppBundleReplacementRequest& request
 }
 
 void ReplacementRun::execute(const OrvoAppBundleReplacementRequest& request,
-                             std::optional<std::string> reasonInAdvance,
+                             const std::filesystem::path& shown, std::optional<std::string> reasonInAdvance,
                              std::optional<std::string>& failure) {
+  // A private copy is gone when somebody reads of it.
+  const auto named = [&](const std::string& text) {
+    return replacingAll(text, request.stagedApplicationURL.string(), shown.string());
+  };
+  const DiagnosticLog log = [&](const std::string& line) { collaborators_.systemLog(named(line)); };
   // The validator's line says what exactly was wrong; it belongs into the report as well.
   std::optional<std::string> validatorLine = std::move(reasonInAdvance);
   const auto makeValidator = [&]() -> std::unique_ptr<OrvoAppBundleUpdateValidating> {
-    const DiagnosticLog log = [&](const std::string& line) {
-      validatorLine = line;
-      collaborators_.systemLog(line);
+    const DiagnosticLog validatorLog = [&](const std::string& line) {
+      validatorLine = named(line);
+      log(line);
     };
     return std::make_unique<OrvoAppBundleCodeSignatureValidator>(
-        collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation, log);
+        collaborators_.fileSystem, collaborators_.childProcesses, collaborators_.processInformation,
+        validatorLog);
   };
   OrvoAppBundleReplacementExecutor executor({.fileSystem = collaborators_.fileSystem,
                                              .relauncher = collaborators_.relauncher,
                                              .privilegeChecker = collaborators_.privilegeChecker,
-                                             .diagnosticLog = collaborators_.systemLog,
+                                             .diagnosticLog = log,
                                              .identifiers = collaborators_.identifiers,
                                              .makeValidator = makeValidator});
   (void)executor.executeReplacement(request, [&](const std::exception& error) {
-    failure = failureDescription(error, validatorLine);
+    failure = named(failureDescription(error, validatorLine));
     collaborators_.systemLog("replacement failed: " + *failure);
     writeFailureReport(request, *failure);
   });

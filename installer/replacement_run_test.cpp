@@ -85,6 +85,16 @@ TEST_F(RunTest, AHostThatStillRunsIsLeftAlone) {
   EXPECT_TRUE(fs::exists(line_.request.stagedApplicationURL));
 }
 
+TEST_F(RunTest, AWaitThatCannotBeginDoesNotClaimToHaveWaited) {
+  process_->cannotWait = true;
+  const auto outcome = run();
+  EXPECT_EQ(outcome.exitStatus, 75);
+  EXPECT_EQ(outcome.failure,
+            "unable to wait for the application to end: pid=4711 error=scripted: Too many open files");
+  EXPECT_EQ(report(), *outcome.failure);
+  EXPECT_EQ(installed(), "binary 19");
+}
+
 TEST_F(RunTest, TheReportIsCompleteBeforeTheApplicationIsRelaunched) {
   tools_->answers["--verify"] = ScriptedTools::ended(1, "bad\nsignature");
   const auto outcome = run();
@@ -147,6 +157,14 @@ TEST_F(RunTest, AsRootInstallsNothingThatOthersCanWrite) {
   EXPECT_EQ(fs::status(installed / "tool").permissions(), fs::perms(0755));
   EXPECT_EQ(fs::status(installed).permissions(), fs::perms(0755));
   EXPECT_EQ(fs::status("/etc/passwd").permissions(), linkTarget);
+}
+
+TEST_F(RunTest, AsRootNamesTheBundleThatTheUserKnows) {
+  process_->effectiveUser = 0;
+  tools_->answers["--verify"] = ScriptedTools::ended(1, "bad");
+  EXPECT_EQ(run().exitStatus, 98);
+  const std::string end = " stagedApp=" + line_.request.stagedApplicationURL.string();
+  EXPECT_EQ(report().substr(report().size() - std::min(report().size(), end.size())), end);
 }
 
 TEST_F(RunTest, AsRootWithoutAPrivateCopyInstallsNothing) {

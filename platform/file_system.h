@@ -26,6 +26,7 @@ struct FileAttributes {
   std::uint64_t fileNumber = 0;
   std::optional<Date> creationDate;  // absent where the volume keeps none
   std::optional<Date> modificationDate;
+  std::optional<Date> changeDate;  // of whatever is recorded about the item, its name included
 };
 
 // What an enumeration does below the entry that its visitor has just seen.
@@ -37,6 +38,18 @@ enum class HiddenItems { included, skipped };
 struct EnumerationOptions {
   bool skipsHiddenFiles = false;
   bool skipsPackageDescendants = false;  // does not look inside folders with a bundle's extension
+};
+
+// Others may share a lock, or nobody may.
+enum class FolderUse { shared, alone };
+
+// A lock that is held. It goes with the object, and with the process however that ends.
+class FolderLock {
+ public:
+  FolderLock() = default;
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  virtual ~FolderLock() = default;
 };
 
 // The file manager: every look at and change of the disk goes through it. Failures are std::system_error with
@@ -65,18 +78,27 @@ class FileSystem {
   virtual void createDirectory(const std::filesystem::path& path) = 0;
   // Creates one folder that nobody but its owner can enter. EEXIST when the name is taken.
   virtual void createPrivateDirectory(const std::filesystem::path& path) = 0;
-  // Removes a file, a link or a whole folder; never leaves through a link. A missing item is ENOENT. A folder
-  // leaves its name in one step before its contents go, so that nobody ever sees it half removed; when its
-  // contents cannot all be removed, what is left gets the name back.
+  // Removes a file, a link or a whole folder, folders without the permission to write included; never leaves
+  // through a link. A missing item is ENOENT. A folder leaves its name in one step before its contents go, so
+  // that nobody ever sees it half removed; when its contents cannot all be removed, what is left stays under
+  // the hidden name (foundation/hidden_name.h) and never gets the name back.
   virtual void removeItem(const std::filesystem::path& path) = 0;
   // Moves an item to a path that must not exist (EEXIST). Within a volume this is one rename and both folders
   // are synced. Across volumes the item is copied, links and attributes included, to a hidden name beside the
   // destination, synced, renamed, and only then removed at the source; a failure leaves the source whole and
   // nothing at the destination.
   virtual void moveItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
-  // Copies an item, links and attributes included (owner and group when this process is root), to a path that
-  // must not exist (EEXIST): under a hidden name beside the destination, synced, then renamed. On failure
-  // nothing is left at or beside the destination.
+  // Renames an item to a path that must not exist (EEXIST), in one step or not at all. EXDEV where the system
+  // cannot: onto another volume, from one mount of a volume to another, a folder in a lower layer of an
+  // overlay. Nothing is synced.
+  virtual void renameItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
+  // Exchanges two items' names in one step: there is no moment in which either path is empty. False, with
+  // nothing changed, where the system or the volume has no such step. Nothing is synced.
+  [[nodiscard]] virtual bool exchangeItems(const std::filesystem::path& first,
+                                           const std::filesystem::path& second) = 0;
+  // Copies an item, links and attributes included (owner and group when this process is root, else the group
+  // where this process may give it), to a path that must not exist (EEXIST): under a hidden name beside the
+  // destination, synced, then renamed. On failure nothing is left at or beside the destination.
   virtual void copyItem(const std::filesystem::path& source, const std::filesystem::path& destination) = 0;
 
   // The paths of a folder's direct entries, in the order of their names.
@@ -105,8 +127,16 @@ class FileSystem {
 
   // Writes the folder's entries through to the disk; a volume that cannot is no failure.
   virtual void synchronizeDirectory(const std::filesystem::path& path) = 0;
+  // Writes the folder's own entry in the folder above it through to the disk, also where that one may be
+  // written but not listed; a volume that cannot is no failure.
+  virtual void synchronizeName(const std::filesystem::path& path) = 0;
   // Writes everything that is pending for the folder's volume through to the disk.
   virtual void synchronizeVolume(const std::filesystem::path& path) = 0;
+
+  // Locks a folder among those who ask; nobody else is kept from anything. Nothing, at once, while somebody
+  // holds a lock that forbids it. Throws where the folder cannot be read or the volume has no locks.
+  [[nodiscard]] virtual std::unique_ptr<FolderLock> lockFolder(const std::filesystem::path& path,
+                                                               FolderUse use) = 0;
 
   // This user's own folder for temporary files (TMPDIR where it is set), not resolved. Whoever set TMPDIR may
   // have named a folder that others share, or none at all.

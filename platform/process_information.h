@@ -38,6 +38,7 @@ class ProcessInformation {
   [[nodiscard]] virtual OperatingSystemVersion operatingSystemVersion() const = 0;
 
   // Blocks until the process has ended, at most for the time given. True when it has ended or never existed.
+  // Throws std::system_error when the wait cannot begin or go on.
   [[nodiscard]] virtual bool waitForProcessToEnd(std::int32_t processIdentifier,
                                                  std::chrono::milliseconds limit) const = 0;
 };

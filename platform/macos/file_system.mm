@@ -2,8 +2,8 @@
 
 #include <copyfile.h>
 #include <fcntl.h>
-#include <removefile.h>
 #include <sys/acl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -15,6 +15,7 @@
 #include <memory>
 #include <system_error>
 
+#include "foundation/hidden_name.h"
 #include "platform/macos/file_descriptor.h"
 #include "platform/macos/file_steps.h"
 #include "platform/macos/foundation_bridge.h"
@@ -53,9 +54,9 @@ struct stat statusOf(const Path& path) {
 Date dateOf(const struct timespec& time) { return dateFromSeconds(time.tv_sec, time.tv_nsec / 1000); }
 
 // A hidden name beside the path that nobody else uses.
-Path hiddenSibling(const Path& path, const char* purpose) {
+Path hiddenSibling(const Path& path, HiddenName purpose) {
   return path.parent_path() /
-         ("." + path.filename().native().substr(0, 180) + purpose + macos::textOf([NSUUID UUID].UUIDString));
+         hiddenName(path.filename().native(), purpose, macos::textOf([NSUUID UUID].UUIDString));
 }
 
 // Through the drive's own cache where the volume can do that, else to the drive.
@@ -70,10 +71,14 @@ void synchronizeFolder(const Path& folder) {
   synchronize(descriptor.get(), folder);
 }
 
-// A folder that may be entered but not listed cannot be synced, which is no failure of what was done in it.
+// A folder that may be entered but not listed cannot be opened for it; the full sync of the item that has
+// just got its name there asks the drive to empty its cache all the same.
 void synchronizeFolderOf(const Path& path) {
   const Path folder = path.has_parent_path() ? path.parent_path() : Path(".");
-  const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!descriptor.isOpen()) {
+    descriptor = FileDescriptor(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  }
   if (descriptor.isOpen()) synchronize(descriptor.get(), folder);
 }
 
@@ -81,8 +86,14 @@ int renameToFreeName(const Path& source, const Path& destination) {
   return macos::renameToFreeName(AT_FDCWD, source.native(), AT_FDCWD, destination.native());
 }
 
+// Whatever its folders' permissions are.
 int removeTree(const Path& path) {
-  return ::removefile(path.c_str(), nullptr, REMOVEFILE_RECURSIVE) == 0 ? 0 : errno;
+  try {
+    macos::removeTree(AT_FDCWD, path.native(), path.native());
+    return 0;
+  } catch (const std::system_error& error) {
+    return error.code().value();
+  }
 }
 
 // Everything that is pending for the path's volume, and waits for it; a volume that cannot is no failure.
@@ -95,7 +106,7 @@ void writeVolumeThrough(const Path& path) {
 void copyToFreeName(const Path& source, const Path& destination) {
   struct stat status {};
   if (::lstat(destination.c_str(), &status) == 0) throwError(EEXIST, destination);
-  const Path partial = hiddenSibling(destination, ".partial-");
+  const Path partial = hiddenSibling(destination, HiddenName::beingWritten);
   int error = 0;
   if (::copyfile(source.c_str(), partial.c_str(), nullptr,
                  COPYFILE_ALL | COPYFILE_RECURSIVE | COPYFILE_NOFOLLOW | COPYFILE_EXCL) != 0) {
@@ -116,7 +127,7 @@ void copyToFreeName(const Path& source, const Path& destination) {
 // while everything is still whole.
 void moveAcrossVolumes(const Path& source, const Path& destination) {
   copyToFreeName(source, destination);
-  const Path departed = hiddenSibling(source, ".removed-");
+  const Path departed = hiddenSibling(source, HiddenName::beingRemoved);
   if (const int error = renameToFreeName(source, departed); error != 0) {
     (void)removeTree(destination);
     throwError(error, source);
@@ -186,6 +197,11 @@ bool visitAll(const std::vector<Path>& entries, EnumerationOptions options,
   return true;
 }
 
+struct HeldFolder final : FolderLock {
+  explicit HeldFolder(FileDescriptor folder) : descriptor(std::move(folder)) {}
+  FileDescriptor descriptor;
+};
+
 class MacFileSystem final : public FileSystem {
  public:
   bool itemExists(const Path& path, bool* isDirectory) const override {
@@ -214,6 +230,7 @@ class MacFileSystem final : public FileSystem {
     attributes.fileNumber = status.st_ino;
     attributes.creationDate = dateOf(status.st_birthtimespec);
     attributes.modificationDate = dateOf(status.st_mtimespec);
+    attributes.changeDate = dateOf(status.st_ctimespec);
     return attributes;
   }
 
@@ -243,7 +260,7 @@ class MacFileSystem final : public FileSystem {
 
   void writeFileAtomically(const Path& path, std::span<const std::uint8_t> bytes) override {
     const Path target = item(path);
-    const Path temporary = hiddenSibling(target, ".partial-");
+    const Path temporary = hiddenSibling(target, HiddenName::beingWritten);
     const FileDescriptor file(
         ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.isOpen()) throwError(errno, path);
@@ -288,12 +305,9 @@ class MacFileSystem final : public FileSystem {
       if (::unlink(target.c_str()) != 0) throwError(errno, path);
       return;
     }
-    const Path departed = hiddenSibling(target, ".removed-");
+    const Path departed = hiddenSibling(target, HiddenName::beingRemoved);
     if (const int error = renameToFreeName(target, departed); error != 0) throwError(error, path);
-    if (const int error = removeTree(departed); error != 0) {
-      (void)renameToFreeName(departed, target);
-      throwError(error, path);
-    }
+    if (const int error = removeTree(departed); error != 0) throwError(error, path);
   }
 
   void moveItem(const Path& source, const Path& destination) override {
@@ -304,6 +318,18 @@ class MacFileSystem final : public FileSystem {
     if (error != 0) throwError(error, destination);
     synchronizeFolderOf(to);
     synchronizeFolderOf(from);
+  }
+
+  void renameItem(const Path& source, const Path& destination) override {
+    if (const int error = renameToFreeName(item(source), item(destination)); error != 0) {
+      throwError(error, destination);
+    }
+  }
+
+  bool exchangeItems(const Path& first, const Path& second) override {
+    if (::renamex_np(item(first).c_str(), item(second).c_str(), RENAME_SWAP) == 0) return true;
+    if (errno == ENOTSUP || errno == EINVAL) return false;
+    throwError(errno, first);
   }
 
   void copyItem(const Path& source, const Path& destination) override {
@@ -353,9 +379,21 @@ class MacFileSystem final : public FileSystem {
 
   void synchronizeDirectory(const Path& path) override { synchronizeFolder(path); }
 
+  void synchronizeName(const Path& path) override { synchronizeFolderOf(item(path)); }
+
   void synchronizeVolume(const Path& path) override {
     writeVolumeThrough(path);
     synchronizeFolder(path);
+  }
+
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) throwError(errno, path);
+    while (::flock(folder.get(), (use == FolderUse::alone ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) return nullptr;
+      if (errno != EINTR) throwError(errno, path);
+    }
+    return std::make_unique<HeldFolder>(std::move(folder));
   }
 
   Path temporaryDirectory() const override { return NSTemporaryDirectory().fileSystemRepresentation; }

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "platform/macos/file_descriptor.h"
+#include "platform/macos/file_steps.h"
 #include "platform/macos/foundation_bridge.h"
 
 namespace pellam {
@@ -33,7 +34,10 @@ class SystemProcessInformation final : public ProcessInformation {
     struct kevent change {};
     EV_SET(&change, static_cast<uintptr_t>(processIdentifier), EVFILT_PROC, EV_ADD | EV_ONESHOT, NOTE_EXIT, 0,
            nullptr);
-    if (::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) != 0) return errno == ESRCH;
+    if (::kevent(queue.get(), &change, 1, nullptr, 0, nullptr) != 0) {
+      if (errno == ESRCH) return true;
+      macos::throwError(errno, "kevent");
+    }
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
       const auto left = std::max(std::chrono::nanoseconds(0),
@@ -44,7 +48,7 @@ class SystemProcessInformation final : public ProcessInformation {
       const int count = ::kevent(queue.get(), nullptr, 0, &event, 1, &wait);
       if (count > 0) return true;
       if (count == 0 && left.count() == 0) return false;
-      if (count < 0 && errno != EINTR) return false;
+      if (count < 0 && errno != EINTR) macos::throwError(errno, "kevent");
     }
   }
 };

@@ -61,6 +61,60 @@ TEST_F(FileSystemContractTest, MovesOnlyToAFreeName) {
   EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"b", "c", "empty"}));
 }
 
+TEST_F(FileSystemContractTest, ExchangesTwoNamesInOneStepOrChangesNothing) {
+  write(root_ / "a" / "file", "a");
+  write(root_ / "b" / "file", "b");
+  write(root_ / "c", "c");
+  fs::create_symlink("a", root_ / "link");
+  if (!files_->exchangeItems(root_ / "a", root_ / "b")) {
+    EXPECT_EQ(read(root_ / "a" / "file"), "a");
+    GTEST_SKIP() << "this volume cannot";
+  }
+  EXPECT_EQ(read(root_ / "a" / "file") + read(root_ / "b" / "file"), "ba");
+  // Folders' own names, with a slash behind or not; a link is exchanged, not followed.
+  EXPECT_TRUE(files_->exchangeItems(root_ / "a" / "", root_ / "c"));
+  EXPECT_TRUE(files_->exchangeItems(root_ / "link", root_ / "b"));
+  EXPECT_EQ(read(root_ / "a") + read(root_ / "c" / "file") + read(root_ / "link" / "file"), "cba");
+  EXPECT_TRUE(fs::is_symlink(root_ / "b"));
+  EXPECT_EQ(errorOf([&] { (void)files_->exchangeItems(root_ / "a", root_ / "missing"); }), ENOENT);
+  EXPECT_EQ(errorOf([&] { files_->renameItem(root_ / "a", root_ / "c"); }), EEXIST);
+  files_->renameItem(root_ / "a", root_ / "d");
+  files_->synchronizeName(root_ / "d");
+  EXPECT_EQ(namesIn(root_), (std::vector<std::string>{"b", "c", "d", "link"}));
+}
+
+TEST_F(FileSystemContractTest, LocksAFolderForAsLongAsSomebodyHoldsIt) {
+  auto one = files_->lockFolder(root_, FolderUse::shared);
+  auto other = files_->lockFolder(root_, FolderUse::shared);
+  ASSERT_TRUE(one && other);
+  EXPECT_FALSE(files_->lockFolder(root_, FolderUse::alone));
+  one.reset();
+  other.reset();
+  one = files_->lockFolder(root_, FolderUse::alone);
+  EXPECT_TRUE(one);
+  EXPECT_FALSE(files_->lockFolder(root_, FolderUse::shared));
+  EXPECT_EQ(errorOf([&] { (void)files_->lockFolder(root_ / "none", FolderUse::alone); }), ENOENT);
+}
+
+TEST_F(FileSystemContractTest, RemovesWhatItsOwnerMayNotWrite) {
+  write(root_ / "tree" / "readable" / "file", "x");
+  write(root_ / "tree" / "closed" / "file", "x");
+  fs::permissions(root_ / "tree" / "readable", fs::perms(0555));
+  fs::permissions(root_ / "tree" / "closed", fs::perms(0));
+  fs::permissions(root_ / "tree", fs::perms(0555));
+  fs::permissions(root_, fs::perms(0777));
+  const bool isRoot = ::geteuid() == 0;
+  if (isRoot) {
+    for (const char* name : {"tree", "tree/readable", "tree/closed"})
+      ASSERT_EQ(::chown((root_ / name).c_str(), 65534, 65534), 0);
+    ASSERT_EQ(::seteuid(65534), 0);
+  }
+  const int error = errorOf([&] { files_->removeItem(root_ / "tree"); });
+  ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
+  EXPECT_EQ(error, 0);
+  EXPECT_TRUE(fs::is_empty(root_));
+}
+
 TEST_F(FileSystemContractTest, WritesAtomicallyOrNotAtAll) {
   write(root_ / "target", "kept");
   fs::create_symlink("target", root_ / "link");

@@ -37,6 +37,12 @@ class ForwardingFileSystem : public FileSystem {
   void copyItem(const Path& source, const Path& destination) override {
     real_->copyItem(source, destination);
   }
+  void renameItem(const Path& source, const Path& destination) override {
+    real_->renameItem(source, destination);
+  }
+  bool exchangeItems(const Path& first, const Path& second) override {
+    return real_->exchangeItems(first, second);
+  }
   std::vector<Path> contentsOfDirectory(const Path& path, HiddenItems hiddenItems) const override {
     return real_->contentsOfDirectory(path, hiddenItems);
   }
@@ -51,7 +57,11 @@ class ForwardingFileSystem : public FileSystem {
   }
   void withdrawSharedWriting(const Path& path) override { real_->withdrawSharedWriting(path); }
   void synchronizeDirectory(const Path& path) override { real_->synchronizeDirectory(path); }
+  void synchronizeName(const Path& path) override { real_->synchronizeName(path); }
   void synchronizeVolume(const Path& path) override { real_->synchronizeVolume(path); }
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    return real_->lockFolder(path, use);
+  }
   Path temporaryDirectory() const override { return real_->temporaryDirectory(); }
   std::optional<Path> applicationSupportDirectory() const override {
     return real_->applicationSupportDirectory();

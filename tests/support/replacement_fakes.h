@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "installer/relaunching.h"
@@ -57,11 +58,13 @@ struct ScriptedProcess final : ProcessInformation {
   OperatingSystemVersion operatingSystemVersion() const override { return system; }
   bool waitForProcessToEnd(std::int32_t process, std::chrono::milliseconds limit) const override {
     waitedFor.emplace_back(process, limit);
+    if (cannotWait) throw std::system_error(EMFILE, std::generic_category(), "scripted");
     return hostEnds;
   }
   std::uint32_t effectiveUser = 501;
   OperatingSystemVersion system{13, 5, 0};
   bool hostEnds = true;
+  bool cannotWait = false;
   mutable std::vector<std::pair<std::int32_t, std::chrono::milliseconds>> waitedFor;
 };
 

@@ -190,7 +190,7 @@ class LinuxConfinedFolder final : public ConfinedFolder {
   }
 
   void removeTree(const std::string& name) override {
-    posix::removeTree(folder_.get(), checkedName(name), posix::ReadOnlyFolders::makeWritable, shown(name));
+    posix::removeTree(folder_.get(), checkedName(name), shown(name));
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "platform/file_system.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/xattr.h>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "foundation/hidden_name.h"
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/file_steps.h"
 #include "platform/linux/system/file_tree.h"
@@ -28,9 +30,6 @@ using posix::writeAll;
 using Path = std::filesystem::path;
 
 constexpr const char* quarantineAttribute = "user.com.apple.quarantine";
-constexpr const char* partialSuffix = ".partial-";
-constexpr const char* removedSuffix = ".removed-";
-
 // Folders that the platform shows as one item.
 constexpr std::array<std::string_view, 13> packageExtensions = {
     ".app",    ".appex",    ".bundle",      ".kext",  ".mdimporter", ".mpkg",  ".pkg",
@@ -68,24 +67,41 @@ Location locate(const Path& path) {
   return location;
 }
 
-// A hidden name that nobody else uses.
-std::string temporaryName(const std::string& name, const char* purpose) {
-  return "." + name.substr(0, 200) + purpose + posix::randomLetters();
+bool cannotSynchronize(int error) {
+  return error == EINVAL || error == EROFS || error == EBADF || error == ENOTSUP;
 }
 
 void synchronize(int folder, const std::string& path) {
-  if (::fsync(folder) != 0 && errno != EINVAL && errno != EROFS && errno != EBADF && errno != ENOTSUP) {
-    throwError(errno, path);
-  }
+  if (::fsync(folder) != 0 && !cannotSynchronize(errno)) throwError(errno, path);
+}
+
+// Everything on the volume, by a descriptor of the item itself: one that stands for no more than a place on a
+// path serves no sync. An item that cannot be opened is a link or nobody's to read, and holds nothing.
+void synchronizeVolumeOf(int folder, const std::string& name, const std::string& path) {
+  const FileDescriptor item(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (item.isOpen() && ::syncfs(item.get()) != 0 && !cannotSynchronize(errno)) throwError(errno, path);
+}
+
+// The names in the folder. One that may be written but not listed is written through with its volume, by the
+// item that has just got its name there.
+void synchronizeNames(const Location& location, const std::string& path) {
+  if (::fsync(location.folder.get()) == 0) return;
+  if (errno == EBADF) return synchronizeVolumeOf(location.folder.get(), location.name, path);
+  if (!cannotSynchronize(errno)) throwError(errno, path);
 }
 
 void removeLeftover(int folder, const std::string& name) noexcept {
   try {
-    posix::removeTree(folder, name, posix::ReadOnlyFolders::makeWritable, name);
+    posix::removeTree(folder, name, name);
   } catch (const std::exception&) {
     // The failure that brought us here is the one to report.
   }
 }
+
+struct HeldFolder final : FolderLock {
+  explicit HeldFolder(FileDescriptor folder) : descriptor(std::move(folder)) {}
+  FileDescriptor descriptor;
+};
 
 class LinuxFileSystem final : public FileSystem {
  public:
@@ -118,6 +134,7 @@ class LinuxFileSystem final : public FileSystem {
     attributes.fileNumber = status.stx_ino;
     if ((status.stx_mask & STATX_BTIME) != 0) attributes.creationDate = dateOf(status.stx_btime);
     attributes.modificationDate = dateOf(status.stx_mtime);
+    attributes.changeDate = dateOf(status.stx_ctime);
     return attributes;
   }
 
@@ -148,7 +165,7 @@ class LinuxFileSystem final : public FileSystem {
 
   void writeFileAtomically(const Path& path, std::span<const std::uint8_t> bytes) override {
     const Location target = locate(path);
-    const std::string temporary = temporaryName(target.name, partialSuffix);
+    const std::string temporary = hiddenName(target.name, HiddenName::beingWritten, posix::randomLetters());
     const FileDescriptor file(::openat(target.folder.get(), temporary.c_str(),
                                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.isOpen()) throwError(errno, path.native());
@@ -162,7 +179,7 @@ class LinuxFileSystem final : public FileSystem {
       ::unlinkat(target.folder.get(), temporary.c_str(), 0);
       throw;
     }
-    synchronize(target.folder.get(), path.native());
+    synchronizeNames(target, path.native());
   }
 
   void createDirectory(const Path& path) override {
@@ -189,18 +206,13 @@ class LinuxFileSystem final : public FileSystem {
       throwError(errno, path.native());
     }
     if (!S_ISDIR(status.st_mode)) {
-      posix::removeTree(item.folder.get(), item.name, posix::ReadOnlyFolders::respect, path.native());
+      posix::removeTree(item.folder.get(), item.name, path.native());
       return;
     }
-    const std::string departed = temporaryName(item.name, removedSuffix);
+    const std::string departed = hiddenName(item.name, HiddenName::beingRemoved, posix::randomLetters());
     const int error = renameWithoutReplacing(item.folder.get(), item.name, item.folder.get(), departed);
     if (error != 0) throwError(error, path.native());
-    try {
-      posix::removeTree(item.folder.get(), departed, posix::ReadOnlyFolders::respect, path.native());
-    } catch (const std::exception&) {
-      (void)renameWithoutReplacing(item.folder.get(), departed, item.folder.get(), item.name);
-      throw;
-    }
+    posix::removeTree(item.folder.get(), departed, path.native());
   }
 
   void moveItem(const Path& source, const Path& destination) override {
@@ -209,8 +221,26 @@ class LinuxFileSystem final : public FileSystem {
     const int error = renameWithoutReplacing(from.folder.get(), from.name, to.folder.get(), to.name);
     if (error == EXDEV) return moveAcrossVolumes(from, to, source, destination);
     if (error != 0) throwError(error, destination.native());
-    synchronize(to.folder.get(), destination.native());
+    synchronizeNames(to, destination.native());
     synchronize(from.folder.get(), source.native());
+  }
+
+  void renameItem(const Path& source, const Path& destination) override {
+    const Location from = locate(source);
+    const Location to = locate(destination);
+    const int error = renameWithoutReplacing(from.folder.get(), from.name, to.folder.get(), to.name);
+    if (error != 0) throwError(error, destination.native());
+  }
+
+  bool exchangeItems(const Path& first, const Path& second) override {
+    const Location one = locate(first);
+    const Location other = locate(second);
+    if (::renameat2(one.folder.get(), one.name.c_str(), other.folder.get(), other.name.c_str(),
+                    RENAME_EXCHANGE) == 0) {
+      return true;
+    }
+    if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP) return false;
+    throwError(errno, first.native());
   }
 
   void copyItem(const Path& source, const Path& destination) override {
@@ -274,9 +304,21 @@ class LinuxFileSystem final : public FileSystem {
     synchronize(folder.get(), path.native());
   }
 
+  void synchronizeName(const Path& path) override { synchronizeNames(locate(path), path.native()); }
+
   void synchronizeVolume(const Path& path) override {
     const FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen() || ::syncfs(folder.get()) != 0) throwError(errno, path.native());
+  }
+
+  std::unique_ptr<FolderLock> lockFolder(const Path& path, FolderUse use) override {
+    FileDescriptor folder(::open(cPath(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) throwError(errno, path.native());
+    while (::flock(folder.get(), (use == FolderUse::alone ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+      if (errno == EWOULDBLOCK) return nullptr;
+      if (errno != EINTR) throwError(errno, path.native());
+    }
+    return std::make_unique<HeldFolder>(std::move(folder));
   }
 
   Path temporaryDirectory() const override { return privateTemporaryFolder(); }
@@ -299,17 +341,17 @@ class LinuxFileSystem final : public FileSystem {
     if (::fstatat(to.folder.get(), to.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
       throwError(EEXIST, destination.native());
     }
-    const std::string partial = temporaryName(to.name, partialSuffix);
+    const std::string partial = hiddenName(to.name, HiddenName::beingWritten, posix::randomLetters());
     try {
       posix::copyTree(from.folder.get(), from.name, to.folder.get(), partial, source.native());
-      if (::syncfs(to.folder.get()) != 0 && errno != EBADF) throwError(errno, destination.native());
+      synchronizeVolumeOf(to.folder.get(), partial, destination.native());
       const int error = renameWithoutReplacing(to.folder.get(), partial, to.folder.get(), to.name);
       if (error != 0) throwError(error, destination.native());
     } catch (const std::exception&) {
       removeLeftover(to.folder.get(), partial);
       throw;
     }
-    synchronize(to.folder.get(), destination.native());
+    synchronizeNames(to, destination.native());
   }
 
   // The source leaves its own name in one step, so that a source that cannot be taken away undoes the move
@@ -317,7 +359,7 @@ class LinuxFileSystem final : public FileSystem {
   static void moveAcrossVolumes(const Location& from, const Location& to, const Path& source,
                                 const Path& destination) {
     copyToFreeName(from, to, source, destination);
-    const std::string departed = temporaryName(from.name, removedSuffix);
+    const std::string departed = hiddenName(from.name, HiddenName::beingRemoved, posix::randomLetters());
     const int error = renameWithoutReplacing(from.folder.get(), from.name, from.folder.get(), departed);
     if (error != 0) {
       removeLeftover(to.folder.get(), to.name);

@@ -2,6 +2,7 @@
 #include "tests/support/file_system_fixture.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -85,6 +86,32 @@ TEST_F(FileSystemTest, MovesAcrossVolumesWithEverythingThatBelongsToTheItem) {
     EXPECT_EQ(note, 'n');
   }
   fs::permissions(moved / "closed", fs::perms(0755));
+}
+
+TEST_F(FileSystemTest, ACopyKeepsAGroupThatItsMakerMayGiveAlsoWhereNobodyMayLook) {
+  if (::geteuid() != 0) GTEST_SKIP() << "becoming another user needs root";
+  constexpr gid_t common = 4711;
+  write(root_ / "App" / "file", "x");
+  write(root_ / "drop" / "other", "x");
+  fs::permissions(root_, fs::perms(0755));
+  for (const char* name : {"App", "App/file"}) ASSERT_EQ(::chown((root_ / name).c_str(), 65534, common), 0);
+  ASSERT_EQ(::chown((root_ / "drop").c_str(), 65534, 65534), 0);
+  fs::permissions(root_ / "drop", fs::perms(0333));
+  std::vector<gid_t> previous(static_cast<std::size_t>(::getgroups(0, nullptr)));
+  ASSERT_GE(::getgroups(static_cast<int>(previous.size()), previous.data()), 0);
+  ASSERT_EQ(::setgroups(1, &common), 0);
+  ASSERT_EQ(::setegid(65534), 0);
+  ASSERT_EQ(::seteuid(65534), 0);
+  const int error = errorOf([&] {
+    files_->copyItem(root_ / "App", root_ / "drop" / "App");
+    files_->renameItem(root_ / "drop" / "App", root_ / "drop" / "Moved");
+    files_->synchronizeName(root_ / "drop" / "Moved");
+  });
+  ASSERT_TRUE(::seteuid(0) == 0 && ::setegid(0) == 0);
+  ASSERT_EQ(::setgroups(previous.size(), previous.data()), 0);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(files_->attributes(root_ / "drop" / "Moved").groupID, common);
+  EXPECT_EQ(files_->attributes(root_ / "drop" / "Moved" / "file").groupID, common);
 }
 
 TEST_F(FileSystemTest, AFailedMoveAcrossVolumesLeavesTheSourceWholeAndNothingElse) {

@@ -46,8 +46,7 @@ struct Level {
 
 class TreeRemover {
  public:
-  TreeRemover(int parent, ReadOnlyFolders readOnlyFolders, std::string path)
-      : root_(parent), readOnlyFolders_(readOnlyFolders), path_(std::move(path)) {}
+  TreeRemover(int parent, std::string path) : root_(parent), path_(std::move(path)) {}
 
   void remove(const std::string& name) {
     if (removeEntry(root_, name)) return;
@@ -77,10 +76,17 @@ class TreeRemover {
   }
 
   void descend(int directory, const std::string& name) {
-    FileDescriptor child = openDirectoryAt(directory, name, path_);
+    FileDescriptor child(::openat(directory, name.c_str(), directoryFlags));
+    if (!child.isOpen() && errno == EACCES) {
+      // Not even its owner may read it; by its name, as there is no descriptor to do it by.
+      if (::fchmodat(directory, name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW) != 0) throwError(errno, path_);
+      child = FileDescriptor(::openat(directory, name.c_str(), directoryFlags));
+    }
+    if (!child.isOpen()) throwError(errno, path_);
     const struct stat status = statusOf(child.get(), path_);
-    if (readOnlyFolders_ == ReadOnlyFolders::makeWritable && (status.st_mode & S_IRWXU) != S_IRWXU) {
-      if (::fchmod(child.get(), (status.st_mode | S_IRWXU) & 07777) != 0) throwError(errno, path_);
+    if ((status.st_mode & S_IRWXU) != S_IRWXU &&
+        ::fchmod(child.get(), (status.st_mode | S_IRWXU) & 07777) != 0) {
+      throwError(errno, path_);
     }
     levels_.push_back({name, namesInDirectory(child.get(), path_), status.st_dev, status.st_ino});
     current_ = std::move(child);
@@ -104,7 +110,6 @@ class TreeRemover {
   }
 
   int root_;  // not owned
-  ReadOnlyFolders readOnlyFolders_;
   std::string path_;
   FileDescriptor current_;
   std::vector<Level> levels_;
@@ -160,6 +165,11 @@ class TreeCopier {
     applyMetadata(source.get(), destination.get());
   }
 
+  // An ordinary process gives nothing away, but may give what it has made to any of its own groups.
+  static uid_t ownerFor(const struct stat& status) {
+    return ::geteuid() == 0 ? status.st_uid : static_cast<uid_t>(-1);
+  }
+
   void copyContents(int source, int destination) {
     for (;;) {
       const ssize_t count = ::read(source, buffer_.data(), buffer_.size());
@@ -187,8 +197,8 @@ class TreeCopier {
   }
 
   void applyToName(int parent, const std::string& name, const struct stat& status) {
-    if (::geteuid() == 0 &&
-        ::fchownat(parent, name.c_str(), status.st_uid, status.st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (::fchownat(parent, name.c_str(), ownerFor(status), status.st_gid, AT_SYMLINK_NOFOLLOW) != 0 &&
+        ::geteuid() == 0) {
       fail();
     }
     const struct timespec times[2] = {status.st_atim, status.st_mtim};
@@ -200,7 +210,7 @@ class TreeCopier {
   void applyMetadata(int source, int destination) {
     const struct stat status = statusOf(source, path_);
     copyAttributes(source, destination);
-    if (::geteuid() == 0 && ::fchown(destination, status.st_uid, status.st_gid) != 0) fail();
+    if (::fchown(destination, ownerFor(status), status.st_gid) != 0 && ::geteuid() == 0) fail();
     if (::fchmod(destination, status.st_mode & 07777) != 0) fail();
     const struct timespec times[2] = {status.st_atim, status.st_mtim};
     if (::futimens(destination, times) != 0) fail();
@@ -251,9 +261,8 @@ std::vector<std::string> namesInDirectory(int directory, const std::string& path
   return names;
 }
 
-void removeTree(int parent, const std::string& name, ReadOnlyFolders readOnlyFolders,
-                const std::string& pathForErrors) {
-  TreeRemover(parent, readOnlyFolders, pathForErrors).remove(name);
+void removeTree(int parent, const std::string& name, const std::string& pathForErrors) {
+  TreeRemover(parent, pathForErrors).remove(name);
 }
 
 void copyTree(int sourceParent, const std::string& sourceName, int destinationParent,

@@ -9,18 +9,13 @@ namespace pellam::posix {
 // Whole trees, walked by folder descriptors: whatever somebody does to the names meanwhile, nothing outside
 // the tree is touched, because no link inside it is ever followed. Failures are std::system_error.
 
-enum class ReadOnlyFolders {
-  respect,      // a folder without write permission stops the removal (EACCES), as `rm -r` does
-  makeWritable  // the owner's write permission is restored first; for copies that this code made itself
-};
-
 // The names in an open folder, sorted, without "." and "..".
 [[nodiscard]] std::vector<std::string> namesInDirectory(int directory, const std::string& pathForErrors);
 
-// Removes the entry `name` of the open folder, with everything below it when it is a folder. The number of
-// open descriptors and the stack stay constant however deep the tree is. Stops at the first failure.
-void removeTree(int parent, const std::string& name, ReadOnlyFolders readOnlyFolders,
-                const std::string& pathForErrors);
+// Removes the entry `name` of the open folder, with everything below it when it is a folder; folders that
+// their owner may not read or write get these permissions first. The number of open descriptors and the stack
+// stay constant however deep the tree is. Stops at the first failure.
+void removeTree(int parent, const std::string& name, const std::string& pathForErrors);
 
 // Copies the entry to a new name (EEXIST when it is taken): contents, permissions, times, links as links,
 // user extended attributes where the destination's volume keeps them, and, when this process is root, owner

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <thread>
@@ -63,7 +64,33 @@ class InterruptWatcher final : public InterruptWatching {
   std::thread thread_;
 };
 
+// By a handler that does nothing, not by ignoring: programs that are started inherit what is ignored.
+class HandlerThatDoesNothing final : public InterruptRefusal {
+ public:
+  HandlerThatDoesNothing() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    for (std::size_t index = 0; index < numbers.size(); ++index) {
+      sigaction(numbers[index], &action, &previous_[index]);
+    }
+  }
+  HandlerThatDoesNothing(const HandlerThatDoesNothing&) = delete;
+  HandlerThatDoesNothing& operator=(const HandlerThatDoesNothing&) = delete;
+  ~HandlerThatDoesNothing() override {
+    for (std::size_t index = 0; index < numbers.size(); ++index) {
+      sigaction(numbers[index], &previous_[index], nullptr);
+    }
+  }
+
+ private:
+  static constexpr std::array<int, 3> numbers = {SIGINT, SIGTERM, SIGHUP};
+  std::array<struct sigaction, 3> previous_{};
+};
+
 }  // namespace
+
+std::unique_ptr<InterruptRefusal> refuseInterrupts() { return std::make_unique<HandlerThatDoesNothing>(); }
 
 std::unique_ptr<InterruptWatching> watchInterrupts(std::function<void()> handler) {
   return std::make_unique<InterruptWatcher>(std::move(handler));

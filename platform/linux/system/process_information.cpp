@@ -15,6 +15,7 @@
 #include "foundation/decimal.h"
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/operating_system_release.h"
+#include "platform/linux/system/posix_error.h"
 
 namespace pellam {
 
@@ -70,7 +71,8 @@ class SystemProcessInformation final : public ProcessInformation {
   bool waitForProcessToEnd(std::int32_t processIdentifier, std::chrono::milliseconds limit) const override {
     if (processIdentifier <= 0) return true;
     const FileDescriptor process(static_cast<int>(::syscall(SYS_pidfd_open, processIdentifier, 0)));
-    if (!process.isOpen()) return errno == ESRCH;
+    if (!process.isOpen() && errno == ESRCH) return true;
+    if (!process.isOpen()) posix::throwError(errno, "pidfd_open");
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
       const auto left =
@@ -79,7 +81,7 @@ class SystemProcessInformation final : public ProcessInformation {
       const int ready = ::poll(&entry, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
       if (ready > 0) return true;
       if (ready == 0 && left.count() <= 0) return false;
-      if (ready < 0 && errno != EINTR) return false;
+      if (ready < 0 && errno != EINTR) posix::throwError(errno, "poll");
     }
   }
 

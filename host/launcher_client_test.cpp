@@ -140,6 +140,8 @@ struct FakeService final : OrvoAppBundleInstallerLauncherServiceConnectionMaking
 
 constexpr std::uint64_t pre = 7;
 constexpr std::uint64_t post = 9;
+constexpr LaunchTimeouts timeouts{.preAuthorization = std::chrono::nanoseconds(pre),
+                                  .postAuthorization = std::chrono::nanoseconds(post)};
 
 struct Launch {
   std::shared_ptr<FakeService> service = std::make_shared<FakeService>();
@@ -277,21 +279,21 @@ TEST(LaunchWatchdog, LetsASupersededTimerThatHasSleptEnoughDoNothing) {
   sleep.ignoreCancellation();
   std::vector<Phase> expired;
   std::promise<void> didExpire;
-  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(pre, post, sleep.function());
+  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(timeouts, sleep.function());
   const auto handler = [&](Phase phase) {
     expired.push_back(phase);
     didExpire.set_value();
   };
-  watchdog->armTimeout(pre, Phase::preAuthorization, handler);
+  watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);
   sleep.waitForAsked(1);
   watchdog->pause();
   sleep.release(pre);  // its sleep ends like any other, only too late
-  watchdog->armTimeout(post, Phase::postAuthorization, handler);
+  watchdog->armTimeout(timeouts.postAuthorization, Phase::postAuthorization, handler);
   sleep.waitForAsked(2);
   EXPECT_FALSE(watchdog->consumeTimeout(1));
   sleep.release(post);
   didExpire.get_future().wait();
-  watchdog->armTimeout(pre, Phase::preAuthorization, handler);  // finished for good
+  watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);  // finished for good
   watchdog->cancelAndWait();
   EXPECT_EQ(sleep.asked().size(), 2U);
   EXPECT_EQ(expired, std::vector{Phase::postAuthorization});
@@ -299,8 +301,8 @@ TEST(LaunchWatchdog, LetsASupersededTimerThatHasSleptEnoughDoNothing) {
 
 TEST(LaunchWatchdog, EndsItsSleepWhenItIsDropped) {
   bool hasExpired = false;
-  auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(pre, post, systemSleep);
-  watchdog->armTimeout(3'600'000'000'000, Phase::preAuthorization, [&](Phase) { hasExpired = true; });
+  auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(timeouts, systemSleep);
+  watchdog->armTimeout(std::chrono::hours(1), Phase::preAuthorization, [&](Phase) { hasExpired = true; });
   watchdog.reset();  // would block for an hour
   EXPECT_FALSE(hasExpired);
 }

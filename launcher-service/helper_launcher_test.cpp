@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "launcher-service/phase_budget.h"
@@ -15,10 +16,12 @@ using Result = OrvoAppBundleReplacementLaunchResult;
 using Progress = OrvoAppBundleInstallerLaunchProgress;
 using Phase = OrvoAppBundleInstallerLaunchPhase;
 using Budget = OrvoAppBundleInstallerLaunchPhaseBudget;
+using std::chrono::nanoseconds;
 
 TEST(PhaseBudget, AllowsUpToAndIncludingTheDeadline) {
   std::uint64_t now = 100;
-  Budget budget(10, 5, [&] { return now; });
+  Budget budget({.preAuthorization = nanoseconds(10), .postAuthorization = nanoseconds(5)},
+                [&] { return now; });
   EXPECT_FALSE(budget.postAuthorizationShouldProceed());
   now = 110;
   EXPECT_TRUE(budget.preAuthorizationShouldProceed());
@@ -37,13 +40,14 @@ TEST(PhaseBudget, AllowsUpToAndIncludingTheDeadline) {
 TEST(PhaseBudget, NeverAllowsAPeriodOfZeroAndSaturates) {
   constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
   std::uint64_t now = 0;
-  Budget zero(0, 0, [&] { return now; });
+  Budget zero({}, [&] { return now; });
   EXPECT_FALSE(zero.preAuthorizationShouldProceed());
   zero.beginPostAuthorizationPhase();
   EXPECT_FALSE(zero.postAuthorizationShouldProceed());
 
-  now = 5;
-  Budget huge(largest, largest, [&] { return now; });
+  now = largest - 5;
+  Budget huge({.preAuthorization = nanoseconds(10), .postAuthorization = nanoseconds(10)},
+              [&] { return now; });
   huge.beginPostAuthorizationPhase();
   now = largest;
   EXPECT_TRUE(huge.preAuthorizationShouldProceed());
@@ -59,6 +63,7 @@ struct Launch : testing::Test {
   std::uint64_t now = 1'000;
   std::deque<bool> preAnswers;  // then true
   bool postAnswer = true;
+  CancellationSource hostHasGone;
   OrvoAppBundleReplacementRequest request;
 
   Launch() {
@@ -89,6 +94,7 @@ struct Launch : testing::Test {
     with.postAuthorizationShouldProceed = [this] { return postAnswer; };
     with.monotonicTimeProvider = [this] { return now += 250; };
     with.bundles = bundles;
+    with.hostHasGone = hostHasGone.token();
     OrvoAppBundleLaunchdHelperLauncher launcher(std::move(with));
     return launcher.launchReplacement(request, [this](const Progress& progress) {
       std::string line = "progress";
@@ -170,6 +176,20 @@ TEST_F(Launch, StopsAtEachDeadline) {
   postAnswer = false;
   EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
   EXPECT_EQ(journal, (Journal{"create flags=0", "begin post", "free flags=0"}));
+}
+
+TEST_F(Launch, AsksAndStartsNothingForAHostThatHasGone) {
+  client->whileAsking = [this] { hostHasGone.cancel(); };
+  checks->isWritable = false;
+  EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
+  EXPECT_EQ(journal[journal.size() - 2], "begin post") << "answered, and nothing removed or submitted";
+
+  journal.clear();
+  EXPECT_EQ(launch(), Result::timedOut(Phase::preAuthorization));
+  EXPECT_EQ(std::count(journal.begin(), journal.end(), askedBothRights), 0);
+
+  checks->isWritable = true;
+  EXPECT_EQ(launch(), Result::launched()) << "without a question the host is not needed";
 }
 
 TEST_F(Launch, MapsEveryFailureToItsResult) {

@@ -36,6 +36,7 @@ struct Service : testing::Test {
   std::vector<Progress> progress;
   std::vector<PropertyListDictionary> replies;
   std::vector<std::int32_t> launchersMade;
+  CancellationToken hostHasGone;
 
   void send() {
     auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
@@ -47,8 +48,11 @@ struct Service : testing::Test {
             .progressHandler = [this](const Progress& event) { progress.push_back(event); },
             .tasks = tasks,
             .launcherFactory =
-                [this](std::int32_t host, const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>&) {
+                [this](std::int32_t host, const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>&,
+                       CancellationToken token) {
                   launchersMade.push_back(host);
+                  EXPECT_FALSE(token.isCancelled());
+                  hostHasGone = std::move(token);
                   return launcher;
                 }});
     service->launchReplacement({}, [this](const PropertyListDictionary& reply) { replies.push_back(reply); });
@@ -69,6 +73,7 @@ TEST_F(Service, LaunchesAndRepliesOnceOnATaskOfItsOwn) {
   EXPECT_EQ(replies, (std::vector<PropertyListDictionary>{{{"result", "launched"}}}));
   EXPECT_EQ(progress, (std::vector{Progress::handoffStarted(), Progress::jobSubmitted()}));
   EXPECT_EQ(launchersMade, std::vector{77});
+  EXPECT_TRUE(hostHasGone.isCancelled()) << "the connection has ended";
 }
 
 TEST_F(Service, AnswersRefusalsAtOnceWithTheirNumberAndText) {

@@ -304,15 +304,15 @@ TEST(Authorization, IsGrantedToRootAndRefusedWhereNobodyCanBeAsked) {
   AuthorizationReference reference = nullptr;
   ASSERT_EQ(client->authorizationCreate(0, reference), 0);
   ASSERT_NE(reference, nullptr);
-  EXPECT_EQ(client->authorizationCopyRights(nullptr, {"r"}, 3), -60002);
+  EXPECT_EQ(client->authorizationCopyRights(nullptr, {"r"}, 3, {}), -60002);
   EXPECT_EQ(client->authorizationRightSet(reference, "com.example.right", "authenticate-admin", "Please"), 0);
   if (::getuid() == 0) {
-    EXPECT_EQ(client->authorizationCopyRights(reference, {"com.example.right"}, 3), 0);
+    EXPECT_EQ(client->authorizationCopyRights(reference, {"com.example.right"}, 3, {}), 0);
     const pid_t child = ::fork();
     if (child == 0) {
       ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
       if (::setresuid(65'534, 65'534, 65'534) != 0) ::_exit(1);
-      ::_exit(client->authorizationCopyRights(reference, {"com.example.right"}, 3) == -60005 ? 0 : 1);
+      ::_exit(client->authorizationCopyRights(reference, {"com.example.right"}, 3, {}) == -60005 ? 0 : 1);
     }
     int status = 0;
     ::waitpid(child, &status, 0);

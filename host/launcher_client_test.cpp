@@ -147,6 +147,7 @@ struct Launch {
   std::shared_ptr<FakeService> service = std::make_shared<FakeService>();
   ManualSleep sleep;
   std::vector<Progress> progress;
+  LaunchProgressHandler listener = [this](const Progress& event) { progress.push_back(event); };
   OrvoAppBundleReplacementRequest request;
 
   Result run(std::uint64_t preTimeout = pre) {
@@ -155,7 +156,7 @@ struct Launch {
                                                   {.preAuthorization = std::chrono::nanoseconds(preTimeout),
                                                    .postAuthorization = std::chrono::nanoseconds(post)},
                                                   sleep.function());
-    return launcher.launchReplacement(request, [this](const Progress& event) { progress.push_back(event); });
+    return launcher.launchReplacement(request, listener);
   }
 };
 
@@ -172,6 +173,9 @@ TEST(LauncherClient, ReturnsTheReplyAndClosesTheConnection) {
             (std::vector<std::string>{"com.example.service", "resume", "send", "invalidate"}));
   EXPECT_EQ(launch.progress, std::vector{Progress::handoffStarted()});
   EXPECT_EQ(launch.sleep.asked(), std::vector{pre});
+
+  launch.listener = nullptr;
+  EXPECT_EQ(launch.run(), Result::authorizationDenied(-60005)) << "nobody has to listen";
 }
 
 TEST(LauncherClient, IsUnavailableWithoutAServiceOrAWayToSend) {

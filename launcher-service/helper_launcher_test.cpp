@@ -61,8 +61,8 @@ struct Launch : testing::Test {
   std::shared_ptr<FakeChecks> checks = std::make_shared<FakeChecks>();
   std::shared_ptr<FakeBundles> bundles = std::make_shared<FakeBundles>();
   std::uint64_t now = 1'000;
-  std::deque<bool> preAnswers;  // then true
-  bool postAnswer = true;
+  std::deque<bool> preAnswers;  // of both, then true
+  std::deque<bool> postAnswers;
   CancellationSource hostHasGone;
   OrvoAppBundleReplacementRequest request;
 
@@ -84,14 +84,15 @@ struct Launch : testing::Test {
     with.launchUserContextProvider = [] {
       return OrvoAppBundleLaunchdUserContext{501, 20, "provided", "/home/provided"};
     };
-    with.preAuthorizationShouldProceed = [this] {
-      if (preAnswers.empty()) return true;
-      const bool answer = preAnswers.front();
-      preAnswers.pop_front();
+    const auto next = [](std::deque<bool>& answers) {
+      if (answers.empty()) return true;
+      const bool answer = answers.front();
+      answers.pop_front();
       return answer;
     };
+    with.preAuthorizationShouldProceed = [this, next] { return next(preAnswers); };
     with.beginPostAuthorizationPhase = [this] { journal.emplace_back("begin post"); };
-    with.postAuthorizationShouldProceed = [this] { return postAnswer; };
+    with.postAuthorizationShouldProceed = [this, next] { return next(postAnswers); };
     with.monotonicTimeProvider = [this] { return now += 250; };
     with.bundles = bundles;
     with.hostHasGone = hostHasGone.token();
@@ -173,9 +174,15 @@ TEST_F(Launch, StopsAtEachDeadline) {
   }
   journal.clear();
   checks->isWritable = true;
-  postAnswer = false;
+  postAnswers = {false};
   EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
   EXPECT_EQ(journal, (Journal{"create flags=0", "begin post", "free flags=0"}));
+  // The time may have gone on the removal of an earlier job.
+  journal.clear();
+  postAnswers = {true, false};
+  EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
+  EXPECT_EQ(journal, (Journal{"create flags=0", "begin post", "remove user com.example.E.pellam-updater wait",
+                              "free flags=0"}));
 }
 
 TEST_F(Launch, AsksAndStartsNothingForAHostThatHasGone) {

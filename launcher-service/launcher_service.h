@@ -29,7 +29,7 @@ class OrvoAppBundleInstallerLauncherService final : public OrvoAppBundleInstalle
 
   struct Collaborators {
     std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver;
-    LaunchTimeouts timeouts = serviceLaunchTimeouts;
+    LaunchTimeouts timeouts = serviceLaunchTimeouts;  // others in tests
     MonotonicTimeProvider monotonicTimeProvider;
     LaunchProgressHandler progressHandler;
     std::shared_ptr<LaunchTasks> tasks;

@@ -93,7 +93,7 @@ pid_t spawnElevator(const std::filesystem::path& program, int input) {
     result.push_back(nullptr);
     return result;
   };
-  SpawnSettings settings;
+  SpawnSettings settings(SpawnSettings::Place::session);
   posix_spawn_file_actions_adddup2(&settings.actions, input, STDIN_FILENO);
   posix_spawn_file_actions_addclosefrom_np(&settings.actions, 3);
   pid_t process = 0;

@@ -59,7 +59,7 @@ int main(int argumentCount, char** arguments) {
   const auto factory = std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
       makeSystemServiceConnections(application, makeSystemFileSystem(),
                                    makeSystemBundleLoader(makeSystemFileSystem())));
-  OrvoAppBundleXPCUpdateHelperLauncher launcher(factory, service, serviceLaunchTimeouts);
+  OrvoAppBundleXPCUpdateHelperLauncher launcher(factory, service, serviceLaunchTimeouts, systemSleep);
   const auto tools = makeSystemChildProcessRunner(application / "Contents" / "MacOS");
   const auto program = application / "Contents" / "XPCServices" / (service + ".xpc") / "Contents" / "MacOS" /
                        "PellamUpdateInstallerLauncherService";

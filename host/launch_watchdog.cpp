@@ -7,16 +7,12 @@ namespace pellam {
 
 using Watchdog = OrvoAppBundleXPCLaunchWatchdog;
 
-std::shared_ptr<Watchdog> Watchdog::make(std::uint64_t preAuthorizationTimeoutNanoseconds,
-                                         std::uint64_t postAuthorizationTimeoutNanoseconds,
-                                         CancellableSleep sleep) {
-  return std::shared_ptr<Watchdog>(new Watchdog(preAuthorizationTimeoutNanoseconds,
-                                                postAuthorizationTimeoutNanoseconds, std::move(sleep)));
+std::shared_ptr<Watchdog> Watchdog::make(const LaunchTimeouts& timeouts, CancellableSleep sleep) {
+  return std::shared_ptr<Watchdog>(new Watchdog(timeouts, std::move(sleep)));
 }
 
-Watchdog::OrvoAppBundleXPCLaunchWatchdog(std::uint64_t preNanoseconds, std::uint64_t postNanoseconds,
-                                         CancellableSleep sleep)
-    : preNanoseconds_(preNanoseconds), postNanoseconds_(postNanoseconds), sleep_(std::move(sleep)) {}
+Watchdog::OrvoAppBundleXPCLaunchWatchdog(const LaunchTimeouts& timeouts, CancellableSleep sleep)
+    : timeouts_(timeouts), sleep_(std::move(sleep)) {}
 
 Watchdog::~OrvoAppBundleXPCLaunchWatchdog() {
   cancel();
@@ -30,7 +26,7 @@ Watchdog::~OrvoAppBundleXPCLaunchWatchdog() {
   }
 }
 
-void Watchdog::armTimeout(std::uint64_t nanoseconds, OrvoAppBundleInstallerLaunchPhase phase,
+void Watchdog::armTimeout(std::chrono::nanoseconds time, OrvoAppBundleInstallerLaunchPhase phase,
                           const TimeoutHandler& timeoutHandler) {
   std::optional<CancellationSource> replaced;
   std::list<Timer> ended;
@@ -48,11 +44,11 @@ void Watchdog::armTimeout(std::uint64_t nanoseconds, OrvoAppBundleInstallerLaunc
   }
   if (replaced) replaced->cancel();
   for (Timer& timer : ended) timer.thread.join();
-  if (nanoseconds == 0) return;
+  if (time.count() <= 0) return;
 
   CancellationSource task;
   try {
-    startTimer(nanoseconds, generation, phase, timeoutHandler, task);
+    startTimer(static_cast<std::uint64_t>(time.count()), generation, phase, timeoutHandler, task);
   } catch (const std::system_error&) {
     // Without a timer the launch would be unguarded; it ends now.
     if (consumeTimeout(generation)) timeoutHandler(phase);

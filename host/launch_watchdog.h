@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -9,6 +10,7 @@
 #include <optional>
 #include <thread>
 
+#include "launcher-protocol/launch_timeouts.h"
 #include "pellam/cancellation.h"
 #include "pellam/launch_phase.h"
 #include "services/sleeping.h"
@@ -23,18 +25,16 @@ class OrvoAppBundleXPCLaunchWatchdog : public std::enable_shared_from_this<OrvoA
  public:
   using TimeoutHandler = std::function<void(OrvoAppBundleInstallerLaunchPhase)>;
 
-  [[nodiscard]] static std::shared_ptr<OrvoAppBundleXPCLaunchWatchdog> make(
-      std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-      CancellableSleep sleep);
+  [[nodiscard]] static std::shared_ptr<OrvoAppBundleXPCLaunchWatchdog> make(const LaunchTimeouts& timeouts,
+                                                                            CancellableSleep sleep);
   ~OrvoAppBundleXPCLaunchWatchdog();
   OrvoAppBundleXPCLaunchWatchdog(const OrvoAppBundleXPCLaunchWatchdog&) = delete;
   OrvoAppBundleXPCLaunchWatchdog& operator=(const OrvoAppBundleXPCLaunchWatchdog&) = delete;
 
-  [[nodiscard]] std::uint64_t preAuthorizationTimeoutNanoseconds() const { return preNanoseconds_; }
-  [[nodiscard]] std::uint64_t postAuthorizationTimeoutNanoseconds() const { return postNanoseconds_; }
+  [[nodiscard]] const LaunchTimeouts& timeouts() const { return timeouts_; }
 
-  // Replaces the pending time-out; 0 nanoseconds only removes it. The handler is called on a timer thread.
-  void armTimeout(std::uint64_t nanoseconds, OrvoAppBundleInstallerLaunchPhase phase,
+  // Replaces the pending time-out; a time of 0 only removes it. The handler is called on a timer thread.
+  void armTimeout(std::chrono::nanoseconds time, OrvoAppBundleInstallerLaunchPhase phase,
                   const TimeoutHandler& timeoutHandler);
   // Removes the pending time-out; the watchdog can be armed again.
   void pause();
@@ -51,15 +51,13 @@ class OrvoAppBundleXPCLaunchWatchdog : public std::enable_shared_from_this<OrvoA
     std::shared_ptr<std::atomic<bool>> hasEnded;
   };
 
-  OrvoAppBundleXPCLaunchWatchdog(std::uint64_t preNanoseconds, std::uint64_t postNanoseconds,
-                                 CancellableSleep sleep);
+  OrvoAppBundleXPCLaunchWatchdog(const LaunchTimeouts& timeouts, CancellableSleep sleep);
   void startTimer(std::uint64_t nanoseconds, std::uint64_t generation,
                   OrvoAppBundleInstallerLaunchPhase phase, const TimeoutHandler& timeoutHandler,
                   const CancellationSource& task);
 
   std::mutex lock_;
-  const std::uint64_t preNanoseconds_;
-  const std::uint64_t postNanoseconds_;
+  const LaunchTimeouts timeouts_;
   const CancellableSleep sleep_;
   std::optional<CancellationSource> timeoutTask_;
   std::uint64_t generation_ = 0;

@@ -1,6 +1,5 @@
 #include "host/launcher_client.h"
 
-#include <cstdint>
 #include <future>
 #include <utility>
 
@@ -25,9 +24,7 @@ Result connectionFailure(const BridgedError& error) {
 
 Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBundleReplacementRequest& request,
                                                                const LaunchProgressHandler& progressHandler) {
-  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(
-      static_cast<std::uint64_t>(timeouts_.preAuthorization.count()),
-      static_cast<std::uint64_t>(timeouts_.postAuthorization.count()), watchdogSleep_);
+  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(timeouts_, watchdogSleep_);
   const auto promise = std::make_shared<std::promise<Result>>();
   std::future<Result> completion = promise->get_future();
   const auto session =
@@ -43,12 +40,11 @@ Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBund
     connection = connectionFactory_->makeConnection(
         serviceName_, [session](const BridgedError& error) { session->finish(connectionFailure(error)); },
         [watchdog, timedOut, progressHandler](const Progress& progress) {
-          progressHandler(progress);
+          if (progressHandler) progressHandler(progress);
           if (progress.event == Progress::Event::authorizationBegan) {
             watchdog->pause();
           } else if (progress.event == Progress::Event::authorizationEnded) {
-            watchdog->armTimeout(watchdog->postAuthorizationTimeoutNanoseconds(), Phase::postAuthorization,
-                                 timedOut);
+            watchdog->armTimeout(watchdog->timeouts().postAuthorization, Phase::postAuthorization, timedOut);
           }
         });
     bool isSent = false;
@@ -58,8 +54,7 @@ Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBund
       isSent = connection->launchReplacement(
           OrvoAppBundleXPCReplacementMessage{request}.propertyList(),
           [watchdog, timedOut] {
-            watchdog->armTimeout(watchdog->preAuthorizationTimeoutNanoseconds(), Phase::preAuthorization,
-                                 timedOut);
+            watchdog->armTimeout(watchdog->timeouts().preAuthorization, Phase::preAuthorization, timedOut);
           },
           [session](const Result& result) { session->finish(result); });
     }

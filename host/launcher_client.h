@@ -19,15 +19,15 @@ class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHel
  public:
   OrvoAppBundleXPCUpdateHelperLauncher(
       std::shared_ptr<OrvoAppBundleInstallerLauncherServiceConnectionMaking> connectionFactory,
-      std::string serviceName, LaunchTimeouts timeouts, CancellableSleep watchdogSleep = systemSleep)
+      std::string serviceName, LaunchTimeouts timeouts, CancellableSleep watchdogSleep)
       : connectionFactory_(std::move(connectionFactory)),
         serviceName_(std::move(serviceName)),
         timeouts_(timeouts),
         watchdogSleep_(std::move(watchdogSleep)) {}
 
   // Blocks until the launch has ended; afterwards no connection, handler or timer of it is left. The progress
-  // handler is called on the connection's thread. What cannot be connected or sent is a result like any
-  // other: nothing is thrown for it.
+  // handler may be empty; it is called on the connection's thread. What cannot be connected or sent is a
+  // result like any other: nothing is thrown for it.
   [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(
       const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
 

@@ -140,11 +140,14 @@ struct FakeService final : OrvoAppBundleInstallerLauncherServiceConnectionMaking
 
 constexpr std::uint64_t pre = 7;
 constexpr std::uint64_t post = 9;
+constexpr LaunchTimeouts timeouts{.preAuthorization = std::chrono::nanoseconds(pre),
+                                  .postAuthorization = std::chrono::nanoseconds(post)};
 
 struct Launch {
   std::shared_ptr<FakeService> service = std::make_shared<FakeService>();
   ManualSleep sleep;
   std::vector<Progress> progress;
+  LaunchProgressHandler listener = [this](const Progress& event) { progress.push_back(event); };
   OrvoAppBundleReplacementRequest request;
 
   Result run(std::uint64_t preTimeout = pre) {
@@ -153,7 +156,7 @@ struct Launch {
                                                   {.preAuthorization = std::chrono::nanoseconds(preTimeout),
                                                    .postAuthorization = std::chrono::nanoseconds(post)},
                                                   sleep.function());
-    return launcher.launchReplacement(request, [this](const Progress& event) { progress.push_back(event); });
+    return launcher.launchReplacement(request, listener);
   }
 };
 
@@ -170,6 +173,9 @@ TEST(LauncherClient, ReturnsTheReplyAndClosesTheConnection) {
             (std::vector<std::string>{"com.example.service", "resume", "send", "invalidate"}));
   EXPECT_EQ(launch.progress, std::vector{Progress::handoffStarted()});
   EXPECT_EQ(launch.sleep.asked(), std::vector{pre});
+
+  launch.listener = nullptr;
+  EXPECT_EQ(launch.run(), Result::authorizationDenied(-60005)) << "nobody has to listen";
 }
 
 TEST(LauncherClient, IsUnavailableWithoutAServiceOrAWayToSend) {
@@ -277,21 +283,21 @@ TEST(LaunchWatchdog, LetsASupersededTimerThatHasSleptEnoughDoNothing) {
   sleep.ignoreCancellation();
   std::vector<Phase> expired;
   std::promise<void> didExpire;
-  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(pre, post, sleep.function());
+  const auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(timeouts, sleep.function());
   const auto handler = [&](Phase phase) {
     expired.push_back(phase);
     didExpire.set_value();
   };
-  watchdog->armTimeout(pre, Phase::preAuthorization, handler);
+  watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);
   sleep.waitForAsked(1);
   watchdog->pause();
   sleep.release(pre);  // its sleep ends like any other, only too late
-  watchdog->armTimeout(post, Phase::postAuthorization, handler);
+  watchdog->armTimeout(timeouts.postAuthorization, Phase::postAuthorization, handler);
   sleep.waitForAsked(2);
   EXPECT_FALSE(watchdog->consumeTimeout(1));
   sleep.release(post);
   didExpire.get_future().wait();
-  watchdog->armTimeout(pre, Phase::preAuthorization, handler);  // finished for good
+  watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);  // finished for good
   watchdog->cancelAndWait();
   EXPECT_EQ(sleep.asked().size(), 2U);
   EXPECT_EQ(expired, std::vector{Phase::postAuthorization});
@@ -299,8 +305,8 @@ TEST(LaunchWatchdog, LetsASupersededTimerThatHasSleptEnoughDoNothing) {
 
 TEST(LaunchWatchdog, EndsItsSleepWhenItIsDropped) {
   bool hasExpired = false;
-  auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(pre, post, systemSleep);
-  watchdog->armTimeout(3'600'000'000'000, Phase::preAuthorization, [&](Phase) { hasExpired = true; });
+  auto watchdog = OrvoAppBundleXPCLaunchWatchdog::make(timeouts, systemSleep);
+  watchdog->armTimeout(std::chrono::hours(1), Phase::preAuthorization, [&](Phase) { hasExpired = true; });
   watchdog.reset();  // would block for an hour
   EXPECT_FALSE(hasExpired);
 }

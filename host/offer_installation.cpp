@@ -21,10 +21,8 @@ InstallResult OfferInstallation::install(const FeedEntry& entry, const Attempt& 
                                                        .helperExecutableURL = application_.helperExecutable(),
                                                        .installerSubdirectoryName = installerFolderName,
                                                        .failureReportAttemptIdentifier = attempt.identifier});
-  const LaunchProgressHandler launchProgress =
-      attempt.launchProgress ? attempt.launchProgress : [](const OrvoAppBundleInstallerLaunchProgress&) {};
-  const OrvoAppBundleReplacementRequest replacement =
-      coordinator_->installAppBundleUpdate(request, attempt.window, launchProgress, attempt.cancellation);
+  const OrvoAppBundleReplacementRequest replacement = coordinator_->installAppBundleUpdate(
+      request, attempt.window, attempt.launchProgress, attempt.cancellation);
   return {InstallResult::Outcome::handedOver, replacement.installedApplicationURL,
           replacement.stagedApplicationURL};
 }

@@ -41,7 +41,7 @@ SystemHost makeSystemHost(const std::filesystem::path& hostBundle,
   const auto launcherClient = std::make_shared<OrvoAppBundleXPCUpdateHelperLauncher>(
       std::make_shared<OrvoAppBundleNSXPCInstallerLauncherServiceConnectionFactory>(
           makeSystemServiceConnections(bundle, host.fileSystem, host.bundles)),
-      OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier), hostLaunchTimeouts);
+      OrvoAppBundleInstallerLauncherServiceInfo::serviceName(identifier), hostLaunchTimeouts, systemSleep);
   host.coordinator =
       std::make_shared<OrvoUpdateInstallerCoordinator>(OrvoUpdateInstallerCoordinator::Collaborators{
           .fileManager = host.fileSystem,

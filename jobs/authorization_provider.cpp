@@ -40,7 +40,7 @@ void OrvoAppBundleSecurityAuthorizationProvider::requestAdministratorRights(
   question.interactionWillBegin();
   const std::int32_t status = securityClient_->authorizationCopyRights(
       reference, {question.customRightName, question.serviceManagementRightName},
-      authorization_flags::interactionAllowed | authorization_flags::extendRights);
+      authorization_flags::interactionAllowed | authorization_flags::extendRights, question.cancellation);
   question.interactionDidEnd();
   throwUnlessSuccess(status);
 }
@@ -48,7 +48,7 @@ void OrvoAppBundleSecurityAuthorizationProvider::requestAdministratorRights(
 void OrvoAppBundleSecurityAuthorizationProvider::requestServiceManagementRightsWithoutInteraction(
     OrvoAppBundleLaunchdAuthorization& authorization, const std::string& serviceManagementRight) {
   throwUnlessSuccess(securityClient_->authorizationCopyRights(
-      requiredReference(authorization), {serviceManagementRight}, authorization_flags::extendRights));
+      requiredReference(authorization), {serviceManagementRight}, authorization_flags::extendRights, {}));
 }
 
 }  // namespace pellam

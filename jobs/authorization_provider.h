@@ -40,6 +40,7 @@ struct AdministratorQuestion {
   std::string prompt;                          // what the user reads
   std::function<void()> interactionWillBegin;  // may throw, and then nobody is asked
   std::function<void()> interactionDidEnd;     // after the question, however it was answered
+  CancellationToken cancellation{};            // ends the question
 };
 
 // Gets the rights for changing jobs. Every refusal is an OrvoUpdateInstallerError: authorizationCancelled

@@ -5,8 +5,8 @@
 namespace pellam {
 
 // How long a launch may take before the user is asked for authorization, or altogether when nobody is asked,
-// and how long after the answer; zero means no limit. The time that the user takes to answer is never
-// limited.
+// and how long after the answer. The time that the user takes to answer is never limited. Zero is no limit to
+// the host, and no time at all to the service.
 struct LaunchTimeouts {
   std::chrono::nanoseconds preAuthorization{};
   std::chrono::nanoseconds postAuthorization{};

@@ -100,12 +100,14 @@ Result Launcher::launch(const OrvoAppBundleReplacementRequest& request,
   } else {
     with_.beginPostAuthorizationPhase();
   }
-  if (!with_.postAuthorizationShouldProceed()) return Result::timedOut(Phase::postAuthorization);
+  const auto shouldProceed = [this, needsAuthorization] {
+    return with_.postAuthorizationShouldProceed() && !(needsAuthorization && with_.hostHasGone.isCancelled());
+  };
+  if (!shouldProceed()) return Result::timedOut(Phase::postAuthorization);
 
   const auto domain =
       needsAuthorization ? OrvoAppBundleLaunchdJobDomain::system : OrvoAppBundleLaunchdJobDomain::user;
-  with_.jobSubmitter->submit(helperJob(request, domain), *authorization,
-                             with_.postAuthorizationShouldProceed);
+  with_.jobSubmitter->submit(helperJob(request, domain), *authorization, shouldProceed);
   progressHandler(Progress::jobSubmitted());
   return Result::launched();
 }
@@ -121,7 +123,7 @@ void Launcher::requestRights(OrvoAppBundleLaunchdAuthorization& authorization,
        .prompt = authorizationPrompt(request),
        .interactionWillBegin =
            [&] {
-             if (!with_.preAuthorizationShouldProceed()) {
+             if (!with_.preAuthorizationShouldProceed() || with_.hostHasGone.isCancelled()) {
                throw OrvoUpdateInstallerError::replacementHelperLaunchTimedOut(Phase::preAuthorization);
              }
              begin = with_.monotonicTimeProvider();
@@ -132,7 +134,8 @@ void Launcher::requestRights(OrvoAppBundleLaunchdAuthorization& authorization,
              const std::uint64_t now = with_.monotonicTimeProvider();
              progressHandler(Progress::authorizationEnded(begin && now > *begin ? now - *begin : 0));
              with_.beginPostAuthorizationPhase();
-           }});
+           },
+       .cancellation = with_.hostHasGone});
 }
 
 OrvoAppBundleLaunchdJob Launcher::helperJob(const OrvoAppBundleReplacementRequest& request,

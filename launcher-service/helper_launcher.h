@@ -9,6 +9,7 @@
 #include "jobs/authorization_provider.h"
 #include "jobs/job_submitter.h"
 #include "launcher-protocol/helper_launching.h"
+#include "pellam/cancellation.h"
 #include "platform/bundle_loading.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
@@ -20,7 +21,8 @@ namespace pellam {
 // Carries out one verified launch: finds out whether administrator rights are needed, asks for them when that
 // is allowed, and submits the installer helper as a job of the user or of the system. The time before the
 // question and the time after it are limited by the three budget operations; the time that the user takes to
-// answer is not. One instance per launch.
+// answer is not, but the question ends with the host that wanted it, and what is answered after that starts
+// nothing. A launch that needs no question goes on without its host. One instance per launch.
 class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelperLaunching {
  public:
   // Permission checker, ownership matcher and launch user context provider may be absent: then they are a
@@ -41,6 +43,7 @@ class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelpe
     std::shared_ptr<FileSystem> fileSystem{};
     std::shared_ptr<UUIDGenerating> identifiers{};
     std::shared_ptr<ProcessInformation> processInformation{};
+    CancellationToken hostHasGone{};
   };
 
   explicit OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators);

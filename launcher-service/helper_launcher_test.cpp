@@ -16,10 +16,12 @@ using Result = OrvoAppBundleReplacementLaunchResult;
 using Progress = OrvoAppBundleInstallerLaunchProgress;
 using Phase = OrvoAppBundleInstallerLaunchPhase;
 using Budget = OrvoAppBundleInstallerLaunchPhaseBudget;
+using std::chrono::nanoseconds;
 
 TEST(PhaseBudget, AllowsUpToAndIncludingTheDeadline) {
   std::uint64_t now = 100;
-  Budget budget(10, 5, [&] { return now; });
+  Budget budget({.preAuthorization = nanoseconds(10), .postAuthorization = nanoseconds(5)},
+                [&] { return now; });
   EXPECT_FALSE(budget.postAuthorizationShouldProceed());
   now = 110;
   EXPECT_TRUE(budget.preAuthorizationShouldProceed());
@@ -38,13 +40,14 @@ TEST(PhaseBudget, AllowsUpToAndIncludingTheDeadline) {
 TEST(PhaseBudget, NeverAllowsAPeriodOfZeroAndSaturates) {
   constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
   std::uint64_t now = 0;
-  Budget zero(0, 0, [&] { return now; });
+  Budget zero({}, [&] { return now; });
   EXPECT_FALSE(zero.preAuthorizationShouldProceed());
   zero.beginPostAuthorizationPhase();
   EXPECT_FALSE(zero.postAuthorizationShouldProceed());
 
-  now = 5;
-  Budget huge(largest, largest, [&] { return now; });
+  now = largest - 5;
+  Budget huge({.preAuthorization = nanoseconds(10), .postAuthorization = nanoseconds(10)},
+              [&] { return now; });
   huge.beginPostAuthorizationPhase();
   now = largest;
   EXPECT_TRUE(huge.preAuthorizationShouldProceed());
@@ -58,8 +61,9 @@ struct Launch : testing::Test {
   std::shared_ptr<FakeChecks> checks = std::make_shared<FakeChecks>();
   std::shared_ptr<FakeBundles> bundles = std::make_shared<FakeBundles>();
   std::uint64_t now = 1'000;
-  std::deque<bool> preAnswers;  // then true
-  bool postAnswer = true;
+  std::deque<bool> preAnswers;  // of both, then true
+  std::deque<bool> postAnswers;
+  CancellationSource hostHasGone;
   OrvoAppBundleReplacementRequest request;
 
   Launch() {
@@ -80,16 +84,18 @@ struct Launch : testing::Test {
     with.launchUserContextProvider = [] {
       return OrvoAppBundleLaunchdUserContext{501, 20, "provided", "/home/provided"};
     };
-    with.preAuthorizationShouldProceed = [this] {
-      if (preAnswers.empty()) return true;
-      const bool answer = preAnswers.front();
-      preAnswers.pop_front();
+    const auto next = [](std::deque<bool>& answers) {
+      if (answers.empty()) return true;
+      const bool answer = answers.front();
+      answers.pop_front();
       return answer;
     };
+    with.preAuthorizationShouldProceed = [this, next] { return next(preAnswers); };
     with.beginPostAuthorizationPhase = [this] { journal.emplace_back("begin post"); };
-    with.postAuthorizationShouldProceed = [this] { return postAnswer; };
+    with.postAuthorizationShouldProceed = [this, next] { return next(postAnswers); };
     with.monotonicTimeProvider = [this] { return now += 250; };
     with.bundles = bundles;
+    with.hostHasGone = hostHasGone.token();
     OrvoAppBundleLaunchdHelperLauncher launcher(std::move(with));
     return launcher.launchReplacement(request, [this](const Progress& progress) {
       std::string line = "progress";
@@ -168,9 +174,29 @@ TEST_F(Launch, StopsAtEachDeadline) {
   }
   journal.clear();
   checks->isWritable = true;
-  postAnswer = false;
+  postAnswers = {false};
   EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
   EXPECT_EQ(journal, (Journal{"create flags=0", "begin post", "free flags=0"}));
+  // The time may have gone on the removal of an earlier job.
+  journal.clear();
+  postAnswers = {true, false};
+  EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
+  EXPECT_EQ(journal, (Journal{"create flags=0", "begin post", "remove user com.example.E.pellam-updater wait",
+                              "free flags=0"}));
+}
+
+TEST_F(Launch, AsksAndStartsNothingForAHostThatHasGone) {
+  client->whileAsking = [this] { hostHasGone.cancel(); };
+  checks->isWritable = false;
+  EXPECT_EQ(launch(), Result::timedOut(Phase::postAuthorization));
+  EXPECT_EQ(journal[journal.size() - 2], "begin post") << "answered, and nothing removed or submitted";
+
+  journal.clear();
+  EXPECT_EQ(launch(), Result::timedOut(Phase::preAuthorization));
+  EXPECT_EQ(std::count(journal.begin(), journal.end(), askedBothRights), 0);
+
+  checks->isWritable = true;
+  EXPECT_EQ(launch(), Result::launched()) << "without a question the host is not needed";
 }
 
 TEST_F(Launch, MapsEveryFailureToItsResult) {

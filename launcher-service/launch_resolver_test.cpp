@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "installer/failure_report.h"
 #include "launcher-protocol/launch_refusal.h"
 #include "launcher-protocol/replacement_message.h"
@@ -126,6 +128,15 @@ TEST_F(LaunchResolver, ChecksInItsOrder) {
   fs::permissions(helper, fs::perms::owner_read);
   message.request.failureReportURL = "/elsewhere/PellamUpdateInstallerFailure.plist";
   identity->refusal = Refusal::teamIdentifierMismatch("A", "B");
+  message.request.installedApplicationURL = folder / "Other.app";
+  const fs::path service = std::exchange(bundles->main, folder / "S.xpc");
+  const auto asked = std::exchange(message.request.hostIdentity, std::nullopt);
+  EXPECT_EQ(refusal()->refusalCase(), Refusal::Case::malformedMessage);
+  message.request.hostIdentity = asked;
+  EXPECT_EQ(refusal()->refusalCase(), Refusal::Case::serviceNotEmbeddedInApplication);
+  bundles->main = service;
+  EXPECT_EQ(refusal()->refusalCase(), Refusal::Case::installedApplicationPathMismatch);
+  message.request.installedApplicationURL = application;
   EXPECT_EQ(refusal(), Refusal::teamIdentifierMismatch("A", "B"));
   identity->refusal.reset();
   EXPECT_EQ(refusal()->refusalCase(), Refusal::Case::failureReportPathNotAllowed);
@@ -156,6 +167,20 @@ TEST_F(LaunchResolver, AllowsTheTwoReportPlacesAndReturnsItsOwnSpelling) {
     fs::create_directory_symlink(report(below).parent_path(), link);
     message.request.failureReportURL = link / "PellamUpdateInstallerFailure.plist";
     EXPECT_EQ(resolve().request.failureReportURL, report(below));
+  }
+}
+
+// While there is no report yet, the paths alone have to tell.
+TEST_F(LaunchResolver, KnowsAHomeFolderBehindALinkUnderBothNames) {
+  const fs::path linked = folder / "linked";
+  fs::create_directory_symlink(home, linked);
+  const fs::path below = fs::relative(report(), home);
+  for (const auto& [own, asked] :
+       {std::pair(home, linked), std::pair(linked, home), std::pair(linked, linked)}) {
+    message.request.failureReportURL = asked / below;
+    const fs::path before = std::exchange(home, own);
+    EXPECT_EQ(resolve().request.failureReportURL, own / below) << asked;
+    home = before;
   }
 }
 

@@ -28,9 +28,8 @@ Result refusalResult(const std::exception& error) {
 
 void Service::launchReplacement(const PropertyListDictionary& message, Reply reply) {
   with_.progressHandler(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
-  const auto budget = std::make_shared<OrvoAppBundleInstallerLaunchPhaseBudget>(
-      static_cast<std::uint64_t>(with_.timeouts.preAuthorization.count()),
-      static_cast<std::uint64_t>(with_.timeouts.postAuthorization.count()), with_.monotonicTimeProvider);
+  const auto budget =
+      std::make_shared<OrvoAppBundleInstallerLaunchPhaseBudget>(with_.timeouts, with_.monotonicTimeProvider);
   OrvoAppBundleXPCReplacementLaunch launch;
   try {
     launch = with_.launchResolver->makeLaunch(message);
@@ -43,7 +42,7 @@ void Service::launchReplacement(const PropertyListDictionary& message, Reply rep
     return;
   }
   try {
-    const auto launcher = with_.launcherFactory(launch.hostProcessIdentifier, budget);
+    const auto launcher = with_.launcherFactory(launch.hostProcessIdentifier, budget, hostHasGone_.token());
     with_.tasks->start([launcher, request = std::move(launch.request), progress = with_.progressHandler,
                         reply] { reply(launcher->launchReplacement(request, progress).xpcDictionary()); });
   } catch (const std::exception& error) {
@@ -55,7 +54,8 @@ Service::LauncherFactory makeDefaultLauncherFactory(const ServicePlatform& platf
                                                     MonotonicTimeProvider monotonicTimeProvider) {
   return [platform, time = std::move(monotonicTimeProvider)](
              std::int32_t hostProcessIdentifier,
-             const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>& budget) {
+             const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>& budget,
+             CancellationToken hostHasGone) {
     return std::make_shared<OrvoAppBundleLaunchdHelperLauncher>(
         OrvoAppBundleLaunchdHelperLauncher::Collaborators{
             .authorizationProvider =
@@ -69,7 +69,8 @@ Service::LauncherFactory makeDefaultLauncherFactory(const ServicePlatform& platf
             .bundles = platform.bundles,
             .fileSystem = platform.fileSystem,
             .identifiers = platform.identifiers,
-            .processInformation = platform.processInformation});
+            .processInformation = platform.processInformation,
+            .hostHasGone = std::move(hostHasGone)});
   };
 }
 

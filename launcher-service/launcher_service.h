@@ -11,6 +11,7 @@
 #include "launcher-service/launch_tasks.h"
 #include "launcher-service/phase_budget.h"
 #include "launcher-service/service_platform.h"
+#include "pellam/cancellation.h"
 #include "platform/clock.h"
 #include "platform/service_connection.h"
 
@@ -18,15 +19,17 @@ namespace pellam {
 
 // Answers the replacement messages of one connection: exactly one reply each, never an error. A message is
 // resolved on the connection's thread; the launch itself runs as a task, which keeps what it needs alive, so
-// that it goes on when the host or the connection is gone.
+// that it goes on when the host or the connection is gone. The connection alone owns this object: its
+// destruction is how the host's end is noticed, and ends the questions that were asked for that host.
 class OrvoAppBundleInstallerLauncherService final : public OrvoAppBundleInstallerLauncherXPCProtocol {
  public:
   using LauncherFactory = std::function<std::shared_ptr<OrvoAppBundleUpdateHelperLaunching>(
-      std::int32_t hostProcessIdentifier, std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget> budget)>;
+      std::int32_t hostProcessIdentifier, std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget> budget,
+      CancellationToken hostHasGone)>;
 
   struct Collaborators {
     std::shared_ptr<OrvoAppBundleInstallerLauncherServiceLaunchResolving> launchResolver;
-    LaunchTimeouts timeouts = serviceLaunchTimeouts;
+    LaunchTimeouts timeouts = serviceLaunchTimeouts;  // others in tests
     MonotonicTimeProvider monotonicTimeProvider;
     LaunchProgressHandler progressHandler;
     std::shared_ptr<LaunchTasks> tasks;
@@ -35,12 +38,16 @@ class OrvoAppBundleInstallerLauncherService final : public OrvoAppBundleInstalle
 
   explicit OrvoAppBundleInstallerLauncherService(Collaborators collaborators)
       : with_(std::move(collaborators)) {}
+  ~OrvoAppBundleInstallerLauncherService() override { hostHasGone_.cancel(); }
+  OrvoAppBundleInstallerLauncherService(const OrvoAppBundleInstallerLauncherService&) = delete;
+  OrvoAppBundleInstallerLauncherService& operator=(const OrvoAppBundleInstallerLauncherService&) = delete;
 
   // The reply may be called before this returns, or later on the launch's thread.
   void launchReplacement(const PropertyListDictionary& message, Reply reply) override;
 
  private:
   Collaborators with_;
+  CancellationSource hostHasGone_;
 };
 
 // Makes a launchd helper launcher over the platform for each launch.

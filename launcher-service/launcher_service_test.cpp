@@ -36,19 +36,24 @@ struct Service : testing::Test {
   std::vector<Progress> progress;
   std::vector<PropertyListDictionary> replies;
   std::vector<std::int32_t> launchersMade;
+  CancellationToken hostHasGone;
+  std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget> budget;
 
   void send() {
     auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
         OrvoAppBundleInstallerLauncherService::Collaborators{
             .launchResolver = resolver,
-            .timeouts = {.preAuthorization = std::chrono::nanoseconds(25),
-                         .postAuthorization = std::chrono::nanoseconds(10)},
             .monotonicTimeProvider = [this] { return now; },
             .progressHandler = [this](const Progress& event) { progress.push_back(event); },
             .tasks = tasks,
             .launcherFactory =
-                [this](std::int32_t host, const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>&) {
+                [this](std::int32_t host,
+                       const std::shared_ptr<OrvoAppBundleInstallerLaunchPhaseBudget>& given,
+                       CancellationToken token) {
                   launchersMade.push_back(host);
+                  EXPECT_FALSE(token.isCancelled());
+                  hostHasGone = std::move(token);
+                  budget = given;
                   return launcher;
                 }});
     service->launchReplacement({}, [this](const PropertyListDictionary& reply) { replies.push_back(reply); });
@@ -69,6 +74,7 @@ TEST_F(Service, LaunchesAndRepliesOnceOnATaskOfItsOwn) {
   EXPECT_EQ(replies, (std::vector<PropertyListDictionary>{{{"result", "launched"}}}));
   EXPECT_EQ(progress, (std::vector{Progress::handoffStarted(), Progress::jobSubmitted()}));
   EXPECT_EQ(launchersMade, std::vector{77});
+  EXPECT_TRUE(hostHasGone.isCancelled()) << "the connection has ended";
 }
 
 TEST_F(Service, AnswersRefusalsAtOnceWithTheirNumberAndText) {
@@ -99,9 +105,28 @@ TEST_F(Service, AnswersRefusalsAtOnceWithTheirNumberAndText) {
   EXPECT_EQ(progress.size(), 3U);
 }
 
+TEST_F(Service, GrantsItsLaunchesThePeriodsThatItsHostsWaitFor) {
+  constexpr std::uint64_t second = 1'000'000'000;
+  resolver->answer = [&] {
+    now += 25 * second;
+    return OrvoAppBundleXPCReplacementLaunch{{}, 77};
+  };
+  launcher->answer = [](const LaunchProgressHandler&) { return Result::launched(); };
+  send();
+  ASSERT_NE(budget, nullptr);
+  EXPECT_TRUE(budget->preAuthorizationShouldProceed());
+  budget->beginPostAuthorizationPhase();
+  now += 1;
+  EXPECT_FALSE(budget->preAuthorizationShouldProceed());
+  now += 10 * second - 1;
+  EXPECT_TRUE(budget->postAuthorizationShouldProceed());
+  now += 1;
+  EXPECT_FALSE(budget->postAuthorizationShouldProceed());
+}
+
 TEST_F(Service, TimesOutWhenResolvingTookTooLong) {
   resolver->answer = [&] {
-    now += 26;
+    now += 25'000'000'001;
     return OrvoAppBundleXPCReplacementLaunch{{}, 77};
   };
   send();

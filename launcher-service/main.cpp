@@ -12,19 +12,21 @@ int main(int argumentCount, char** arguments) {
     return std::puts("Pellam updater runtime check passed") >= 0 && std::fflush(stdout) == 0 ? 0 : 1;
   }
   using namespace pellam;
-  // A system that hands its main thread over leaves what the listener calls to the process, up to its very
-  // end: nothing of it is ever destroyed.
-  static const auto& listener = *new auto(makeServiceListener());
   ServicePlatform platform;
   platform.fileSystem = makeSystemFileSystem();
   platform.bundles = makeSystemBundleLoader(platform.fileSystem);
+  platform.jobControl = makeSystemJobControl(platform.fileSystem, platform.bundles);
+  if (const auto status = runAsJobsAgent(argumentCount, arguments, *platform.jobControl)) return *status;
+
+  // A system that hands its main thread over leaves what the listener calls to the process, up to its very
+  // end: nothing of it is ever destroyed.
+  static const auto& listener = *new auto(makeServiceListener());
   // Tools come from the application that embeds this service, two folders above the service's own bundle.
   const auto contents = platform.bundles->mainBundlePath().parent_path().parent_path();
   platform.processes = makeSystemChildProcessRunner(contents / "MacOS");
   platform.processInformation = makeSystemProcessInformation();
   platform.identifiers = makeSystemUUIDGenerator();
   platform.securityClient = makeSystemSecurityAuthorizationClient();
-  platform.jobControl = makeSystemJobControl(platform.fileSystem, platform.bundles);
   platform.uptime = systemUptimeNanoseconds;
 
   static const auto& tasks = *new auto(std::make_shared<LaunchTasks>());

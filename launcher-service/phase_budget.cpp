@@ -6,11 +6,10 @@
 namespace pellam {
 
 OrvoAppBundleInstallerLaunchPhaseBudget::OrvoAppBundleInstallerLaunchPhaseBudget(
-    std::uint64_t preAuthorizationTimeoutNanoseconds, std::uint64_t postAuthorizationTimeoutNanoseconds,
-    MonotonicTimeProvider monotonicTimeProvider)
-    : postAuthorizationTimeoutNanoseconds_(postAuthorizationTimeoutNanoseconds),
+    const LaunchTimeouts& timeouts, MonotonicTimeProvider monotonicTimeProvider)
+    : postAuthorizationTimeout_(timeouts.postAuthorization),
       monotonicTimeProvider_(std::move(monotonicTimeProvider)),
-      preAuthorizationDeadline_(deadlineAfter(preAuthorizationTimeoutNanoseconds)) {}
+      preAuthorizationDeadline_(deadlineAfter(timeouts.preAuthorization)) {}
 
 bool OrvoAppBundleInstallerLaunchPhaseBudget::preAuthorizationShouldProceed() {
   const std::lock_guard guard(lock_);
@@ -19,7 +18,7 @@ bool OrvoAppBundleInstallerLaunchPhaseBudget::preAuthorizationShouldProceed() {
 
 void OrvoAppBundleInstallerLaunchPhaseBudget::beginPostAuthorizationPhase() {
   const std::lock_guard guard(lock_);
-  postAuthorizationDeadline_ = deadlineAfter(postAuthorizationTimeoutNanoseconds_);
+  postAuthorizationDeadline_ = deadlineAfter(postAuthorizationTimeout_);
 }
 
 bool OrvoAppBundleInstallerLaunchPhaseBudget::postAuthorizationShouldProceed() {
@@ -28,11 +27,12 @@ bool OrvoAppBundleInstallerLaunchPhaseBudget::postAuthorizationShouldProceed() {
 }
 
 std::optional<std::uint64_t> OrvoAppBundleInstallerLaunchPhaseBudget::deadlineAfter(
-    std::uint64_t timeoutNanoseconds) const {
+    std::chrono::nanoseconds timeout) const {
   constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
   const std::uint64_t now = monotonicTimeProvider_();
-  if (timeoutNanoseconds == 0) return std::nullopt;
-  return timeoutNanoseconds > largest - now ? largest : now + timeoutNanoseconds;
+  if (timeout.count() <= 0) return std::nullopt;
+  const auto nanoseconds = static_cast<std::uint64_t>(timeout.count());
+  return nanoseconds > largest - now ? largest : now + nanoseconds;
 }
 
 bool OrvoAppBundleInstallerLaunchPhaseBudget::isAhead(const std::optional<std::uint64_t>& deadline) const {

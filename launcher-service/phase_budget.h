@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 
+#include "launcher-protocol/launch_timeouts.h"
 #include "platform/clock.h"
 
 namespace pellam {
@@ -13,8 +15,7 @@ namespace pellam {
 // it does not mean "without limit". Thread-safe; the clock is read while the lock is held.
 class OrvoAppBundleInstallerLaunchPhaseBudget {
  public:
-  OrvoAppBundleInstallerLaunchPhaseBudget(std::uint64_t preAuthorizationTimeoutNanoseconds,
-                                          std::uint64_t postAuthorizationTimeoutNanoseconds,
+  OrvoAppBundleInstallerLaunchPhaseBudget(const LaunchTimeouts& timeouts,
                                           MonotonicTimeProvider monotonicTimeProvider);
 
   [[nodiscard]] bool preAuthorizationShouldProceed();
@@ -24,11 +25,11 @@ class OrvoAppBundleInstallerLaunchPhaseBudget {
   [[nodiscard]] bool postAuthorizationShouldProceed();
 
  private:
-  [[nodiscard]] std::optional<std::uint64_t> deadlineAfter(std::uint64_t timeoutNanoseconds) const;
+  [[nodiscard]] std::optional<std::uint64_t> deadlineAfter(std::chrono::nanoseconds timeout) const;
   [[nodiscard]] bool isAhead(const std::optional<std::uint64_t>& deadline) const;
 
   std::mutex lock_;
-  const std::uint64_t postAuthorizationTimeoutNanoseconds_;
+  const std::chrono::nanoseconds postAuthorizationTimeout_;
   const MonotonicTimeProvider monotonicTimeProvider_;
   const std::optional<std::uint64_t> preAuthorizationDeadline_;
   std::optional<std::uint64_t> postAuthorizationDeadline_;

@@ -25,7 +25,6 @@ bool PellamUpdateInstallerLauncherServiceDelegate::shouldAcceptNewConnection(
   auto service = std::make_shared<OrvoAppBundleInstallerLauncherService>(
       OrvoAppBundleInstallerLauncherService::Collaborators{
           .launchResolver = std::move(launchResolver),
-          .timeouts = serviceLaunchTimeouts,
           .monotonicTimeProvider = platform_.uptime,
           .progressHandler =
               [progressProxy](const OrvoAppBundleInstallerLaunchProgress& progress) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "pellam/cancellation.h"
+
 namespace pellam {
 
 // The platform's authorization object, opaque outside its body. Whoever creates one frees it once.
@@ -27,15 +29,20 @@ class OrvoAppBundleSecurityAuthorizationClient {
   // No rights, no environment. The reference stays null when the status is not 0.
   [[nodiscard]] virtual std::int32_t authorizationCreate(std::uint32_t flags,
                                                          AuthorizationReference& reference) = 0;
-  // Asks for the rights in their order, each without value and flags, without environment.
+  // Asks for the rights in their order, each without value and flags, without environment. With interaction,
+  // every question that the rights need is asked here, and none when they are used. A cancelled token ends
+  // the question, with the status of a question that the user cancelled, where the system can be told to;
+  // where it cannot, the answer comes when the user gives it.
   [[nodiscard]] virtual std::int32_t authorizationCopyRights(AuthorizationReference reference,
                                                              const std::vector<std::string>& rightNames,
-                                                             std::uint32_t flags) = 0;
+                                                             std::uint32_t flags,
+                                                             const CancellationToken& cancellation) = 0;
   // Defines a right by the name of a rule; the prompt is what the user reads when asked for it.
   [[nodiscard]] virtual std::int32_t authorizationRightSet(AuthorizationReference reference,
                                                            const std::string& rightName,
                                                            const std::string& ruleDefinition,
                                                            const std::string& descriptionKey) = 0;
+  // Whatever the rights were kept by goes, too.
   virtual std::int32_t authorizationFree(AuthorizationReference reference, std::uint32_t flags) = 0;
 };
 

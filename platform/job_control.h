@@ -44,4 +44,10 @@ class JobControl {
 [[nodiscard]] std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem> fileSystem,
                                                                std::shared_ptr<BundleLoading> bundles);
 
+// Where the right to the system's jobs belongs to a process, and cannot be handed on by an authorization, the
+// program that submits such jobs is started a second time with that right, and submits them for the first.
+// Serves until the first is done, and returns the exit status, when this process is the second; nothing when
+// it is not, or on a system where there is none. The first thing in the main function of such a program.
+[[nodiscard]] std::optional<int> runAsJobsAgent(int argumentCount, char** arguments, JobControl& control);
+
 }  // namespace pellam

@@ -26,8 +26,8 @@ class OrvoAppBundleSystemSecurityAuthorizationClient final : public OrvoAppBundl
   }
 
   std::int32_t authorizationCopyRights(AuthorizationReference reference,
-                                       const std::vector<std::string>& rightNames,
-                                       std::uint32_t flags) override {
+                                       const std::vector<std::string>& rightNames, std::uint32_t flags,
+                                       const CancellationToken&) override {
     std::vector<AuthorizationItem> items;
     for (const std::string& name : rightNames) items.push_back({name.c_str(), 0, nullptr, 0});
     const AuthorizationRights rights = {static_cast<UInt32>(items.size()), items.data()};

@@ -53,4 +53,7 @@ std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem>,
   return std::make_shared<LaunchdJobControl>();
 }
 
+// The job manager takes the authorization itself.
+std::optional<int> runAsJobsAgent(int, char**, JobControl&) { return std::nullopt; }
+
 }  // namespace pellam

@@ -35,6 +35,7 @@ struct FakeSecurityClient final : OrvoAppBundleSecurityAuthorizationClient {
   std::int32_t createStatus = 0;
   bool givesReference = true;
   std::int32_t copyStatus = 0;
+  std::function<void()> whileAsking{};
   std::int32_t setStatus = 0;
 
   std::int32_t authorizationCreate(std::uint32_t flags, AuthorizationReference& reference) override {
@@ -43,10 +44,11 @@ struct FakeSecurityClient final : OrvoAppBundleSecurityAuthorizationClient {
     return createStatus;
   }
   std::int32_t authorizationCopyRights(AuthorizationReference, const std::vector<std::string>& names,
-                                       std::uint32_t flags) override {
+                                       std::uint32_t flags, const CancellationToken&) override {
     std::string line = "copy";
     for (const std::string& name : names) line += " " + name;
     journal.push_back(line + " flags=" + std::to_string(flags));
+    if (whileAsking) whileAsking();
     return copyStatus;
   }
   std::int32_t authorizationRightSet(AuthorizationReference, const std::string& name, const std::string& rule,

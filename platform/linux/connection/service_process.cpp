@@ -36,7 +36,7 @@ std::vector<std::string> serviceEnvironment() {
 
 std::optional<ServiceProcess> ServiceProcess::start(const std::filesystem::path& executable,
                                                     FileDescriptor serviceEnd) {
-  SpawnSettings settings;
+  SpawnSettings settings(SpawnSettings::Place::session);
   // Duplicating a descriptor onto itself also takes its close-on-exec mark off.
   posix_spawn_file_actions_adddup2(&settings.actions, serviceEnd.get(), serviceDescriptor);
   posix_spawn_file_actions_addclosefrom_np(&settings.actions, serviceDescriptor + 1);

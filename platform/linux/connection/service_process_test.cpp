@@ -82,7 +82,8 @@ struct HostBundle {
             makeSystemServiceConnections(application, makeSystemFileSystem(),
                                          makeSystemBundleLoader(makeSystemFileSystem()))),
         serviceName,
-        LaunchTimeouts{std::chrono::milliseconds(milliseconds), std::chrono::milliseconds(milliseconds)});
+        LaunchTimeouts{std::chrono::milliseconds(milliseconds), std::chrono::milliseconds(milliseconds)},
+        systemSleep);
   }
   [[nodiscard]] Result launch(std::vector<Progress>* progress = nullptr,
                               std::uint64_t milliseconds = 20'000) const {

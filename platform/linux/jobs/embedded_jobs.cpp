@@ -94,12 +94,6 @@ void EmbeddedJobs::prepareFolder() const {
 }
 
 void EmbeddedJobs::submit(const JobDescription& job) {
-  submit(job, [&job] {
-    return startProgram({job.arguments, sessionEnvironment(std::nullopt), std::nullopt, job.nice});
-  });
-}
-
-void EmbeddedJobs::submit(const JobDescription& job, const std::function<pid_t()>& start) {
   const std::string name = encodedLabel(job.label, "%");
   prepareFolder();
   const FileDescriptor lock = lockedLabel(folder_ / (name + ".lock"));
@@ -111,22 +105,17 @@ void EmbeddedJobs::submit(const JobDescription& job, const std::function<pid_t()
   writeRecord(record, {0, 0});
   const pid_t process = [&] {
     try {
-      return start();
+      return startProgram({job.arguments, sessionEnvironment(std::nullopt), std::nullopt, job.nice});
     } catch (const PlatformError&) {
       ::unlink(record.c_str());
       throw;
     }
   }();
-  if (process == 0) {
-    ::unlink(record.c_str());
-    return;
-  }
   // A job that has ended by now leaves a record that matches no process.
   const ProcessStamp stamp = stampOf(process).value_or(ProcessStamp{process, 0});
   try {
     writeRecord(record, stamp);
   } catch (const PlatformError&) {
-    // Another user's program cannot be ended; the room for its record was there before it began.
     if (const FileDescriptor started = openProcess(stamp); started.isOpen()) {
       (void)::syscall(SYS_pidfd_send_signal, started.get(), SIGKILL, nullptr, 0);
     }

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
-#include <functional>
 #include <string>
 
 #include "platform/job_control.h"
@@ -24,9 +21,6 @@ class EmbeddedJobs {
   // Starts the job's program. EEXIST while an earlier job of the label is running. A job that cannot be
   // recorded does not run.
   void submit(const JobDescription& job);
-  // The same for a program that something else starts and that then has the process identifier `start`
-  // returns (0: it is over already). Others who work on the label wait meanwhile.
-  void submit(const JobDescription& job, const std::function<pid_t()>& start);
 
   // Ends the job's process: a request to terminate and, when it waits, after five seconds by force. ENOENT
   // when there is no record of the label.

@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -19,7 +21,9 @@
 #include "platform/job_control.h"
 #include "platform/linux/jobs/application_opener.h"
 #include "platform/linux/jobs/job_process.h"
+#include "platform/linux/jobs/jobs_agent_messages.h"
 #include "platform/linux/jobs/privileged_program.h"
+#include "platform/linux/system/file_descriptor.h"
 #include "tests/support/temporary_folder.h"
 
 namespace pellam {
@@ -304,21 +308,98 @@ TEST(Authorization, IsGrantedToRootAndRefusedWhereNobodyCanBeAsked) {
   AuthorizationReference reference = nullptr;
   ASSERT_EQ(client->authorizationCreate(0, reference), 0);
   ASSERT_NE(reference, nullptr);
-  EXPECT_EQ(client->authorizationCopyRights(nullptr, {"r"}, 3), -60002);
+  EXPECT_EQ(client->authorizationCopyRights(nullptr, {"r"}, 3, {}), -60002);
   EXPECT_EQ(client->authorizationRightSet(reference, "com.example.right", "authenticate-admin", "Please"), 0);
   if (::getuid() == 0) {
-    EXPECT_EQ(client->authorizationCopyRights(reference, {"com.example.right"}, 3), 0);
+    EXPECT_EQ(client->authorizationCopyRights(reference, {"com.example.right"}, 3, {}), 0);
     const pid_t child = ::fork();
     if (child == 0) {
       ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
       if (::setresuid(65'534, 65'534, 65'534) != 0) ::_exit(1);
-      ::_exit(client->authorizationCopyRights(reference, {"com.example.right"}, 3) == -60005 ? 0 : 1);
+      ::_exit(client->authorizationCopyRights(reference, {"com.example.right"}, 3, {}) == -60005 ? 0 : 1);
     }
     int status = 0;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
   }
   EXPECT_EQ(client->authorizationFree(reference, 0), 0);
+}
+
+// The agent for jobs of the system, spoken to as an ordinary user's process would, or would not.
+struct Agent : testing::Test {
+  TemporaryFolder folder;
+  FileDescriptor socket;
+  pid_t process = 0;
+
+  void SetUp() override {
+    if (::getuid() != 0) GTEST_SKIP() << "needs root";
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+    socket = FileDescriptor(ends[0]);
+    process = ::fork();
+    if (process == 0) {
+      ::dup2(ends[1], STDIN_FILENO);
+      ::close(ends[0]);
+      ::close(ends[1]);
+      std::string program = "service";
+      std::string argument = jobs_agent::agentArgument;
+      std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
+      const auto control =
+          makeSystemJobControl(makeSystemFileSystem(), makeSystemBundleLoader(makeSystemFileSystem()));
+      ::_exit(runAsJobsAgent(2, arguments.data(), *control).value_or(1));
+    }
+    ::close(ends[1]);
+    EXPECT_EQ(jobs_agent::receive(socket.get()), jobs_agent::Texts{"ready"});
+  }
+  void TearDown() override {
+    if (process == 0) return;
+    socket.reset();
+    int status = 1;
+    ::waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  std::string ask(const jobs_agent::Texts& request) const {
+    EXPECT_TRUE(jobs_agent::send(socket.get(), request));
+    std::string line;
+    for (const std::string& text : jobs_agent::receive(socket.get()).value_or(jobs_agent::Texts{"nothing"})) {
+      line += (line.empty() ? "" : " ") + text;
+    }
+    return line;
+  }
+  [[nodiscard]] std::string job() const {
+    return "echo $$ > " + (folder / "pid").string() + "; exec sleep 100";
+  }
+  [[nodiscard]] pid_t jobsProcess() const {
+    pid_t identifier = 0;
+    (void)becomesTrue([&] { return static_cast<bool>(std::ifstream(folder / "pid") >> identifier); });
+    return identifier;
+  }
+};
+
+TEST_F(Agent, DoesNothingButJobsOfRootsPrograms) {
+  const fs::path program = folder.write("program", "x");
+  const std::string refusal = "failed NSPOSIXErrorDomain ";
+  EXPECT_TRUE(ask({"submit", "label", "0", program}).starts_with(refusal + "1 "));
+  EXPECT_TRUE(
+      ask({"submit", "label", "0", "/usr/bin/open", "/E.app"}).starts_with(refusal + "1 an application"));
+  EXPECT_TRUE(ask({"submit", "label", "0", "bin/sh"}).starts_with(refusal));
+  EXPECT_TRUE(ask({"submit", "label", "0"}).starts_with(refusal + "22 "));
+  EXPECT_TRUE(ask({"format", "everything"}).starts_with(refusal + "22 "));
+}
+
+TEST_F(Agent, KeepsAJobThatSomebodyHasHeardOfAndNoOther) {
+  EXPECT_EQ(ask({"submit", "com.example.pellam-heard", "0", "/bin/sh", "-c", job()}), "done");
+  EXPECT_TRUE(jobs_agent::send(socket.get(), {"keep"}));
+  const pid_t heard = jobsProcess();
+  EXPECT_EQ(ask({"remove", "com.example.pellam-heard", "wait"}), "done");
+  EXPECT_EQ(stampOf(heard), std::nullopt);
+
+  fs::remove(folder / "pid");
+  EXPECT_EQ(ask({"submit", "com.example.pellam-unheard", "0", "/bin/sh", "-c", job()}), "done");
+  const pid_t unheard = jobsProcess();
+  EXPECT_NE(stampOf(unheard), std::nullopt);
+  socket.reset();
+  EXPECT_TRUE(becomesTrue([&] { return !stampOf(unheard); }));
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/system/detached_process.h"
+
 namespace pellam {
 
 // A process that cannot be taken for a later one of the same number.
@@ -22,10 +24,7 @@ struct ProcessStamp {
 [[nodiscard]] std::optional<ProcessStamp> stampOf(pid_t identifier);
 
 // Whom a program runs as.
-struct ProcessUser {
-  uid_t user = 0;
-  gid_t group = 0;
-  std::vector<gid_t> groups;
+struct ProcessUser : ProcessIdentity {
   std::string name;
   std::string homeDirectory;
   std::string shell;
@@ -41,10 +40,9 @@ struct ProgramStart {
   int nice = 0;
 };
 
-// Starts a program in a session of its own, without a terminal, with its standard streams on /dev/null and no
-// other descriptor of this process, and lets it go: it outlives this process and leaves no zombie. Blocks
-// until the program has replaced the forked process. Throws PlatformError with the errno of what failed; then
-// nothing runs. The result may name a process that has ended meanwhile. Any thread.
+// Starts a program as a detached process (see there), with an ordinary file creation mask. Throws
+// PlatformError with the errno of what failed; then nothing runs. The result may name a process that has
+// ended meanwhile. Any thread.
 [[nodiscard]] pid_t startProgram(const ProgramStart& start);
 
 // The variables that a program of this user's session needs, from this process; `user` replaces those that

@@ -15,16 +15,12 @@ constexpr const char* destination = "org.freedesktop.systemd1";
 constexpr const char* managerPath = "/org/freedesktop/systemd1";
 constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
 constexpr const char* jobManager = "the job manager";
-constexpr std::chrono::seconds jobLimit{20};
+// A host gives up five seconds after its service would have.
+constexpr std::chrono::seconds startLimit{4};
+constexpr std::chrono::seconds stopLimit{20};
 constexpr int forgettingTurns = 200;
 constexpr std::chrono::milliseconds forgettingPause{5};
-// Somebody may be asked for a password.
-constexpr std::uint64_t callLimitMicroseconds = 300'000'000;
-
-struct MessageDeleter {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
+constexpr std::uint64_t callLimitMicroseconds = 25'000'000;
 
 struct BusError {
   BusError() = default;
@@ -38,11 +34,11 @@ void check(int result, const char* what) {
   if (result < 0) throw jobError(-result, what);
 }
 
-Message methodCall(sd_bus* bus, const char* method) {
+BusMessage methodCall(sd_bus* bus, const char* method) {
   sd_bus_message* message = nullptr;
   check(sd_bus_message_new_method_call(bus, &message, destination, managerPath, managerInterface, method),
         method);
-  return Message(message);
+  return BusMessage(message);
 }
 
 int noteRemovedJob(sd_bus_message* message, void* userData, sd_bus_error*) {
@@ -83,11 +79,13 @@ void appendProgram(sd_bus_message* message, const std::vector<std::string>& argu
   for (int depth = 0; depth < 4; ++depth) close();
 }
 
-[[noreturn]] void fail(int result, const BusError& error) {
-  if (sd_bus_error_is_set(&error.value) == 0) throw jobError(-result, "the job manager does not answer");
-  throw PlatformError({error.value.name, sd_bus_error_get_errno(&error.value),
-                       error.value.message == nullptr ? error.value.name : error.value.message});
+[[noreturn]] void fail(int result, const sd_bus_error* error) {
+  if (sd_bus_error_is_set(error) == 0) throw jobError(-result, "the job manager does not answer");
+  throw PlatformError(
+      {error->name, sd_bus_error_get_errno(error), error->message == nullptr ? error->name : error->message});
 }
+
+[[noreturn]] void fail(int result, const BusError& error) { fail(result, &error.value); }
 
 }  // namespace
 
@@ -114,7 +112,8 @@ std::string SystemdJobs::unitName(const std::string& label) {
   return "pellam-" + encodedLabel(label, "\\x") + ".service";
 }
 
-std::string SystemdJobs::runManagerJob(sd_bus_message* message) {
+std::string SystemdJobs::runManagerJob(sd_bus_message* message, std::chrono::seconds limit,
+                                       const std::optional<CancellationToken>& question) {
   // Watching begins before the call: a short job may be over when its answer arrives.
   std::map<std::string, std::string> removed;
   sd_bus_slot* slot = nullptr;
@@ -122,18 +121,18 @@ std::string SystemdJobs::runManagerJob(sd_bus_message* message) {
                             noteRemovedJob, &removed),
         "JobRemoved");
   const std::unique_ptr<sd_bus_slot, decltype(&sd_bus_slot_unref)> match(slot, &sd_bus_slot_unref);
-  callWithoutAnswer("Subscribe", nullptr);
+  callWithoutAnswer("Subscribe", {});
 
-  BusError error;
-  sd_bus_message* answer = nullptr;
-  int result = sd_bus_call(bus_.get(), message, callLimitMicroseconds, &error.value, &answer);
-  const Message reply(answer);
-  if (result < 0) fail(result, error);
+  const BusMessage reply =
+      callUntilAnswered(bus_.get(), message, question ? Patience::whileSomebodyIsAsked : Patience::ordinary,
+                        question.value_or(CancellationToken()));
+  if (const sd_bus_error* error = sd_bus_message_get_error(reply.get())) fail(-EIO, error);
   const char* path = nullptr;
   check(sd_bus_message_read(reply.get(), "o", &path), "the job manager's answer");
 
-  const auto deadline = std::chrono::steady_clock::now() + jobLimit;
+  const auto deadline = std::chrono::steady_clock::now() + limit;
   for (;;) {
+    int result = 0;
     while ((result = sd_bus_process(bus_.get(), nullptr)) > 0) {
     }
     check(result, jobManager);
@@ -145,36 +144,60 @@ std::string SystemdJobs::runManagerJob(sd_bus_message* message) {
   }
 }
 
-void SystemdJobs::callWithoutAnswer(const char* method, const char* unit) {
-  const Message message = methodCall(bus_.get(), method);
-  if (unit != nullptr) check(sd_bus_message_append(message.get(), "s", unit), method);
+void SystemdJobs::callWithoutAnswer(const char* method, const std::vector<std::string>& arguments) {
+  const BusMessage message = methodCall(bus_.get(), method);
+  for (const std::string& text : arguments)
+    check(sd_bus_message_append(message.get(), "s", text.c_str()), method);
   // What these calls prepare or tidy up shows in the calls that follow.
   (void)sd_bus_call(bus_.get(), message.get(), 0, nullptr, nullptr);
 }
 
-void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
-                         const std::vector<std::string>& environment) {
-  const Message message = methodCall(bus_.get(), "StartTransientUnit");
+BusMessage SystemdJobs::startCall(const std::string& unit, const JobDescription& job,
+                                  const std::vector<std::string>& environment, std::optional<int> input) {
+  constexpr const char* what = "StartTransientUnit";
+  BusMessage message = methodCall(bus_.get(), what);
   sd_bus_message* request = message.get();
-  check(sd_bus_message_set_allow_interactive_authorization(request, 1), "StartTransientUnit");
-  check(sd_bus_message_append(request, "ss", unit.c_str(), "fail"), "StartTransientUnit");
-  check(sd_bus_message_open_container(request, 'a', "(sv)"), "StartTransientUnit");
+  check(sd_bus_message_append(request, "ss", unit.c_str(), "fail"), what);
+  check(sd_bus_message_open_container(request, 'a', "(sv)"), what);
   check(sd_bus_message_append(request, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", job.label.c_str(), "Type",
                               "s", "exec", "CollectMode", "s", "inactive-or-failed", "KillMode", "s",
                               "process", "Nice", "i", job.nice),
-        "StartTransientUnit");
+        what);
+  if (input) {
+    check(sd_bus_message_append(request, "(sv)(sv)", "StandardInputFileDescriptor", "h", *input,
+                                "StandardOutput", "s", "null"),
+          what);
+  }
   appendTexts(request, "Environment", environment);
   appendProgram(request, job.arguments);
-  check(sd_bus_message_close_container(request), "StartTransientUnit");
-  check(sd_bus_message_append(request, "a(sa(sv))", 0), "StartTransientUnit");
+  check(sd_bus_message_close_container(request), what);
+  check(sd_bus_message_append(request, "a(sa(sv))", 0), what);
+  return message;
+}
+
+void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
+                         const std::vector<std::string>& environment) {
+  start(unit, job, startCall(unit, job, environment, std::nullopt).get(), std::nullopt);
+}
+
+void SystemdJobs::submitWithInput(const std::string& unit, const JobDescription& job, int input,
+                                  const std::optional<CancellationToken>& question) {
+  const BusMessage call = startCall(unit, job, {}, input);
+  check(sd_bus_message_set_allow_interactive_authorization(call.get(), question ? 1 : 0),
+        "StartTransientUnit");
+  start(unit, job, call.get(), question);
+}
+
+void SystemdJobs::start(const std::string& unit, const JobDescription& job, sd_bus_message* call,
+                        const std::optional<CancellationToken>& question) {
   std::string result;
   try {
-    result = runManagerJob(request);
+    result = runManagerJob(call, startLimit, question);
   } catch (const PlatformError& error) {
     // Nobody may be told that the job failed and then see it run. Only a job that the manager has taken on is
     // stopped: a unit of that name may also be an earlier one.
     if (error.bridged() == jobError(ETIMEDOUT, jobManager).bridged()) {
-      callWithoutAnswer("StopUnit", unit.c_str());
+      callWithoutAnswer("StopUnit", {unit, "replace"});
     }
     throw;
   }
@@ -186,27 +209,26 @@ void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
 }
 
 int SystemdJobs::look(const std::string& unit, sd_bus_error* error) {
-  const Message message = methodCall(bus_.get(), "GetUnit");
+  const BusMessage message = methodCall(bus_.get(), "GetUnit");
   check(sd_bus_message_append(message.get(), "s", unit.c_str()), "GetUnit");
   return sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, error, nullptr);
 }
 
 void SystemdJobs::remove(const std::string& unit, JobRemoval removal) {
   const bool isWaiting = removal == JobRemoval::waitsForTheEnd;
-  // Looking is free; stopping asks for an authorization even where there is nothing to stop.
+  // Looking is free; stopping takes an authorization even where there is nothing to stop.
   BusError missing;
   if (const int found = look(unit, &missing.value); found < 0) fail(found, missing);
-  const Message message = methodCall(bus_.get(), "StopUnit");
-  check(sd_bus_message_set_allow_interactive_authorization(message.get(), 1), "StopUnit");
+  const BusMessage message = methodCall(bus_.get(), "StopUnit");
   check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
   if (isWaiting) {
-    (void)runManagerJob(message.get());
+    (void)runManagerJob(message.get(), stopLimit, std::nullopt);
   } else {
     BusError error;
     const int result = sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, &error.value, nullptr);
     if (result < 0) fail(result, error);
   }
-  callWithoutAnswer("ResetFailedUnit", unit.c_str());
+  callWithoutAnswer("ResetFailedUnit", {unit});
   // A stopped unit keeps its name until the manager has forgotten it, which is soon but not at once.
   for (int turn = 0; isWaiting && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
     std::this_thread::sleep_for(forgettingPause);

@@ -2,12 +2,15 @@
 
 #include <systemd/sd-bus.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "pellam/cancellation.h"
 #include "platform/job_control.h"
+#include "platform/linux/jobs/bus_call.h"
 #include "platform/linux/jobs/job_description.h"
 
 namespace pellam {
@@ -24,10 +27,17 @@ class SystemdJobs {
   // The manager of another user, reached as that user: call it on a thread that has taken on the identity.
   [[nodiscard]] static std::optional<SystemdJobs> connectTo(const std::string& busAddress);
 
-  // Starts the job; `unit` is a name made by unitName(). An administrator may be asked.
+  // Starts the job; `unit` is a name made by unitName(). Nobody is asked. A job that the manager has not
+  // started after four seconds is given up and does not run.
   void submit(const std::string& unit, const JobDescription& job,
               const std::vector<std::string>& environment);
-  // Waiting ends when the job has stopped and its name is free, or a second after it has stopped.
+  // The same for a job with that descriptor as its standard input. With a token, an administrator may be
+  // asked, for as long as it takes; then throws OperationCancelled when it is cancelled meanwhile, and this
+  // object has to go, which ends the question.
+  void submitWithInput(const std::string& unit, const JobDescription& job, int input,
+                       const std::optional<CancellationToken>& question);
+  // Nobody is asked. Waiting ends when the job has stopped and its name is free, or a second after it has
+  // stopped.
   void remove(const std::string& unit, JobRemoval removal);
 
   [[nodiscard]] static std::string unitName(const std::string& label);
@@ -38,10 +48,15 @@ class SystemdJobs {
   };
   explicit SystemdJobs(sd_bus* bus) : bus_(bus) {}
   // Makes a call that answers with a job of the manager's own, and waits for how that job ends ("done").
-  [[nodiscard]] std::string runManagerJob(sd_bus_message* message);
+  [[nodiscard]] std::string runManagerJob(sd_bus_message* message, std::chrono::seconds limit,
+                                          const std::optional<CancellationToken>& question);
+  [[nodiscard]] BusMessage startCall(const std::string& unit, const JobDescription& job,
+                                     const std::vector<std::string>& environment, std::optional<int> input);
+  void start(const std::string& unit, const JobDescription& job, sd_bus_message* call,
+             const std::optional<CancellationToken>& question);
   // What the manager answers when it is asked for the unit; negative when it knows none.
   [[nodiscard]] int look(const std::string& unit, sd_bus_error* error);
-  void callWithoutAnswer(const char* method, const char* unit);
+  void callWithoutAnswer(const char* method, const std::vector<std::string>& arguments);
 
   std::unique_ptr<sd_bus, BusDeleter> bus_;
 };

@@ -15,7 +15,6 @@
 #include "platform/file_system.h"
 #include "platform/job_control.h"
 #include "platform/linux/jobs/application_opener.h"
-#include "platform/linux/jobs/elevated_program.h"
 #include "platform/linux/jobs/job_process.h"
 #include "tests/support/temporary_folder.h"
 
@@ -41,9 +40,9 @@ struct SystemdJobControl : testing::Test {
     (void)control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd);
   }
 
-  JobControlOutcome submit(const std::vector<std::string>& arguments) {
+  JobControlOutcome submit(const std::vector<std::string>& arguments, const std::string& as = label) {
     PropertyListArray list(arguments.begin(), arguments.end());
-    return control->submit(JobControlDomain::systemLaunchd, {{"Label", label}, {"ProgramArguments", list}},
+    return control->submit(JobControlDomain::systemLaunchd, {{"Label", as}, {"ProgramArguments", list}},
                            nullptr);
   }
   [[nodiscard]] bool appears(const std::string& name) const {
@@ -180,17 +179,17 @@ TEST_F(SystemdJobControl, GivesAnOrdinaryUserItsOwnManagerAndNotTheSystems) {
     };
     const fs::path copy = folder / "shell";
     fs::copy_file("/bin/sh", copy);
-    std::ofstream(folder / "answers.new")
-        << outcome(JobControlDomain::systemLaunchd, copy.string()) << '\n'
-        << outcome(JobControlDomain::systemLaunchd, "/bin/sh").substr(0, 16) << '\n'
-        << outcome(JobControlDomain::userLaunchd, "/bin/sh") << '\n';
+    std::ofstream(folder / "answers.new") << outcome(JobControlDomain::systemLaunchd, copy.string()) << '\n'
+                                          << outcome(JobControlDomain::systemLaunchd, "/bin/sh") << '\n'
+                                          << outcome(JobControlDomain::userLaunchd, "/bin/sh") << '\n';
     fs::rename(folder / "answers.new", folder / "answers");
     ::_exit(0);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
   ASSERT_TRUE(appears("group"));
-  EXPECT_EQ(TemporaryFolder::read(folder / "answers"), "NSPOSIXErrorDomain 1\norg.freedesktop.\nstarted\n");
+  EXPECT_EQ(TemporaryFolder::read(folder / "answers"),
+            "NSPOSIXErrorDomain 1\nNSPOSIXErrorDomain 13\nstarted\n");
   EXPECT_NE(TemporaryFolder::read(folder / "group").find("user@" + std::string(user) + ".service"),
             std::string::npos);
 }
@@ -209,8 +208,8 @@ TEST_F(SystemdJobControl, TellsTheAuthoritysAnswersApart) {
       (void)client->authorizationCreate(0, reference);
       (void)client->authorizationRightSet(reference, "com.example.pellam-update", "authenticate-admin",
                                           "Please");
-      const std::int32_t status = client->authorizationCopyRights(
-          reference, {"com.example.pellam-update", "com.apple.ServiceManagement.daemons.modify"}, flags);
+      const std::int32_t status =
+          client->authorizationCopyRights(reference, {"com.example.pellam-update"}, flags, {});
       (void)client->authorizationFree(reference, 0);
       ::_exit(-status - 60'000 > 0 ? -status - 60'000 : 0);
     }
@@ -242,46 +241,18 @@ TEST_F(SystemdJobControl, TellsTheAuthoritysAnswersApart) {
   EXPECT_EQ(becomes(-60005), -60005);
 }
 
-TEST_F(SystemdJobControl, ElevatesAProgramOfRootsOnlyWhenItIsGranted) {
-  const char* user = std::getenv("PELLAM_TEST_SESSION_USER");
-  if (user == nullptr) GTEST_SKIP() << "no throw-away system to set rules in";
-  if (::access("/usr/bin/pkexec", X_OK) != 0) GTEST_SKIP() << "needs pkexec";
-  const auto identity = static_cast<uid_t>(std::stoul(user));
-  fs::permissions(folder.path(), fs::perms(0777));
-  const fs::path rule = "/etc/polkit-1/rules.d/00-pellam-exec.rules";
-  const auto answerWith = [&](const std::string& result) {
-    std::ofstream(rule) << "polkit.addRule(function(action, subject) {"
-                           " if (action.id == \"org.freedesktop.policykit.exec\") return polkit.Result."
-                        << result << "; });\n";
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  };
-  const auto errorOf = [&](const std::vector<std::string>& arguments) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      if (::setresuid(identity, identity, identity) != 0) ::_exit(1);
-      try {
-        (void)startElevated({"label", arguments, 0});
-        ::_exit(0);
-      } catch (const PlatformError& error) {
-        ::_exit(static_cast<int>(error.bridged().code));
-      }
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WEXITSTATUS(status);
-  };
-  const std::string script = "id -u > " + (folder / "who.new").string() + "; mv " +
-                             (folder / "who.new").string() + " " + (folder / "who").string() + "; sleep 0.2";
-  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), EACCES) << "nobody there to ask";
-  answerWith("NO");
-  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), EACCES);
-  answerWith("YES");
-  fs::copy_file("/bin/sh", folder / "shell");
-  EXPECT_EQ(errorOf({(folder / "shell").string(), "-c", script}), EPERM);
-  EXPECT_FALSE(fs::exists(folder / "who"));
-  EXPECT_EQ(errorOf({"/bin/sh", "-c", script}), 0);
-  ASSERT_TRUE(appears("who"));
-  EXPECT_EQ(TemporaryFolder::read(folder / "who"), "0\n");
+// What is told to have failed does not run later.
+TEST_F(SystemdJobControl, GivesUpAJobThatTheManagerDoesNotStartInTime) {
+  // The job's process is frozen as soon as it is there, before it becomes the program.
+  const fs::path group = fs::path("/sys/fs/cgroup/system.slice") / SystemdJobs::unitName("frozen");
+  fs::create_directory(group);
+  std::ofstream(group / "cgroup.freeze") << "1";
+  const JobControlOutcome outcome = submit({"/bin/touch", (folder / "ran").string()}, "frozen");
+  ASSERT_FALSE(outcome.succeeded);
+  EXPECT_EQ(outcome.error->code, ETIMEDOUT) << outcome.error->description;
+  std::ofstream(group / "cgroup.freeze") << "0";
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  EXPECT_FALSE(fs::exists(folder / "ran"));
 }
 
 }  // namespace

@@ -7,31 +7,15 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <system_error>
 #include <utility>
 
 #include "platform/linux/system/file_descriptor.h"
+#include "platform/linux/system/spawn_settings.h"
 
 namespace pellam {
 
 namespace {
-
-struct SpawnSettings {
-  SpawnSettings() {
-    posix_spawn_file_actions_init(&actions);
-    posix_spawnattr_init(&attributes);
-  }
-  ~SpawnSettings() {
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-  }
-  SpawnSettings(const SpawnSettings&) = delete;
-  SpawnSettings& operator=(const SpawnSettings&) = delete;
-
-  posix_spawn_file_actions_t actions{};
-  posix_spawnattr_t attributes{};
-};
 
 ChildProcessResult notLaunched(int error) {
   ChildProcessResult result;
@@ -57,22 +41,9 @@ class ChildProcessRunner final : public ChildProcessRunning {
     const FileDescriptor readEnd(ends[0]);
     FileDescriptor writeEnd(ends[1]);
 
-    SpawnSettings settings;
-    posix_spawn_file_actions_addopen(&settings.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    SpawnSettings settings(SpawnSettings::Place::group);
     posix_spawn_file_actions_adddup2(&settings.actions, writeEnd.get(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&settings.actions, writeEnd.get(), STDERR_FILENO);
-    // The tool starts with ordinary signal handling, whatever this process blocks or ignores.
-    sigset_t none;
-    sigset_t all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&settings.attributes, &none);
-    posix_spawnattr_setsigdefault(&settings.attributes, &all);
-    // In a group of its own, so that an interrupt at the terminal reaches this program alone, which then
-    // decides.
-    posix_spawnattr_setpgroup(&settings.attributes, 0);
-    posix_spawnattr_setflags(&settings.attributes,
-                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
 
     pid_t child = 0;
     const int error =

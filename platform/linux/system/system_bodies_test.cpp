@@ -69,23 +69,21 @@ TEST(ChildProcessTest, SaysWhyAToolCouldNotStart) {
 TEST(DetachedProcessTest, OutlivesItsStarterAndReportsAFailedStart) {
   const TemporaryFolder folder;
   const auto marker = folder / "marker";
-  EXPECT_EQ(startDetachedProcess(
-                writeScript(folder, "app", "ps -o sid= -p $$ > \"$1.new\"; mv \"$1.new\" \"$1\"\n"),
-                {marker.string()}),
-            0);
+  const auto app = writeScript(folder, "app", "ps -o sid= -p $$ > \"$1.new\"; mv \"$1.new\" \"$1\"\n");
+  EXPECT_EQ(startDetachedProcess({.executable = app, .arguments = {marker.string()}}).startError, 0);
   for (int tries = 0; tries < 500 && !std::filesystem::exists(marker); ++tries) ::usleep(10'000);
   const std::string session = TemporaryFolder::read(marker);
   ASSERT_FALSE(session.empty());
   EXPECT_NE(std::stol(session), ::getsid(0)) << "a session of its own";
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
-  EXPECT_EQ(startDetachedProcess(folder / "missing", {}), ENOENT);
-  EXPECT_EQ(startDetachedProcess(folder.write("plain", "x"), {}), EACCES);
+  EXPECT_EQ(startDetachedProcess({.executable = folder / "missing"}).startError, ENOENT);
+  EXPECT_EQ(startDetachedProcess({.executable = folder.write("plain", "x")}).startError, EACCES);
 }
 
 TEST(DetachedProcessTest, IsWaitedForAsLongAsThereIsPatience) {
   const TemporaryFolder folder;
   const auto status = [&](const std::string& text, std::chrono::milliseconds patience = 30s) {
-    return runDetachedProcess(writeScript(folder, "tool", text), {}, patience).terminationStatus;
+    return runDetachedProcess({.executable = writeScript(folder, "tool", text)}, patience).terminationStatus;
   };
   EXPECT_EQ(status("exit 0\n"), 0);
   EXPECT_EQ(status("exit 3\n"), 3);
@@ -95,7 +93,7 @@ TEST(DetachedProcessTest, IsWaitedForAsLongAsThereIsPatience) {
   EXPECT_EQ(status("exit 3\n"), 3) << "nobody asks this process for its children";
   ::signal(SIGCHLD, earlier);
   EXPECT_EQ(status("exec sleep 3\n", 50ms), std::nullopt);
-  EXPECT_EQ(runDetachedProcess(folder / "missing", {}, 30s).startError, ENOENT);
+  EXPECT_EQ(runDetachedProcess({.executable = folder / "missing"}, 30s).startError, ENOENT);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left to wait for";
 }
 

@@ -40,7 +40,7 @@ class DesktopWorkspace final : public Workspace {
   static bool openApplication(const Bundle& bundle) {
     const std::string name = bundle.informationString("CFBundleExecutable");
     if (!isPlainFileName(name)) return false;
-    return startDetachedProcess(bundle.path / "Contents/MacOS" / name, {}) == 0;
+    return startDetachedProcess({.executable = bundle.path / "Contents/MacOS" / name}).startError == 0;
   }
 
   // The desktop's openers hand the target over and end; whichever is installed serves. Only their own end is
@@ -52,8 +52,8 @@ class DesktopWorkspace final : public Workspace {
     };
     for (const std::vector<std::string>& opener : openers) {
       if (!fileSystem_->isExecutableFile(opener.front())) continue;
-      const DetachedProcessOutcome outcome =
-          runDetachedProcess(opener.front(), {opener.begin() + 1, opener.end()}, openerPatience);
+      const DetachedProcessOutcome outcome = runDetachedProcess(
+          {.executable = opener.front(), .arguments = {opener.begin() + 1, opener.end()}}, openerPatience);
       if (outcome.startError == 0 && outcome.terminationStatus.value_or(0) == 0) return true;
     }
     return false;

@@ -197,7 +197,7 @@ void SystemdJobs::start(const std::string& unit, const JobDescription& job, sd_b
     // Nobody may be told that the job failed and then see it run. Only a job that the manager has taken on is
     // stopped: a unit of that name may also be an earlier one.
     if (error.bridged() == jobError(ETIMEDOUT, jobManager).bridged()) {
-      callWithoutAnswer("StopUnit", {unit, "replace"});
+      stopGivenUp(unit);
     }
     throw;
   }
@@ -205,6 +205,18 @@ void SystemdJobs::start(const std::string& unit, const JobDescription& job, sd_b
     throw PlatformError(
         {"org.freedesktop.systemd1.Job", 0,
          "the program could not be started; result=" + result + " program=" + job.arguments.front()});
+  }
+}
+
+// The manager answers when it has noted the stop, and gets to it some time later; that is waited for, but not
+// for long.
+void SystemdJobs::stopGivenUp(const std::string& unit) {
+  try {
+    const BusMessage message = methodCall(bus_.get(), "StopUnit");
+    check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
+    (void)runManagerJob(message.get(), std::chrono::seconds(1), std::nullopt);
+  } catch (const PlatformError&) {  // NOLINT(bugprone-empty-catch)
+    // What led here is the failure to report.
   }
 }
 

@@ -57,6 +57,7 @@ class SystemdJobs {
   // What the manager answers when it is asked for the unit; negative when it knows none.
   [[nodiscard]] int look(const std::string& unit, sd_bus_error* error);
   void callWithoutAnswer(const char* method, const std::vector<std::string>& arguments);
+  void stopGivenUp(const std::string& unit);
 
   std::unique_ptr<sd_bus, BusDeleter> bus_;
 };

@@ -1,5 +1,6 @@
 #include "host/launcher_client.h"
 
+#include <exception>
 #include <future>
 #include <utility>
 
@@ -40,7 +41,10 @@ Result OrvoAppBundleXPCUpdateHelperLauncher::launchReplacement(const OrvoAppBund
     connection = connectionFactory_->makeConnection(
         serviceName_, [session](const BridgedError& error) { session->finish(connectionFailure(error)); },
         [watchdog, timedOut, progressHandler](const Progress& progress) {
-          if (progressHandler) progressHandler(progress);
+          try {
+            if (progressHandler) progressHandler(progress);
+          } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): it only listens, see the header
+          }
           if (progress.event == Progress::Event::authorizationBegan) {
             watchdog->pause();
           } else if (progress.event == Progress::Event::authorizationEnded) {

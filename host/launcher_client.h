@@ -26,8 +26,8 @@ class OrvoAppBundleXPCUpdateHelperLauncher final : public OrvoAppBundleUpdateHel
         watchdogSleep_(std::move(watchdogSleep)) {}
 
   // Blocks until the launch has ended; afterwards no connection, handler or timer of it is left. The progress
-  // handler may be empty; it is called on the connection's thread. What cannot be connected or sent is a
-  // result like any other: nothing is thrown for it.
+  // handler may be empty; it is called on the connection's thread, and what it throws is dropped: the launch
+  // goes on. What cannot be connected or sent is a result like any other: nothing is thrown for it.
   [[nodiscard]] OrvoAppBundleReplacementLaunchResult launchReplacement(
       const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
 

@@ -176,6 +176,8 @@ TEST(LauncherClient, ReturnsTheReplyAndClosesTheConnection) {
 
   launch.listener = nullptr;
   EXPECT_EQ(launch.run(), Result::authorizationDenied(-60005)) << "nobody has to listen";
+  launch.listener = [](const Progress&) { throw std::runtime_error("the listener's own trouble"); };
+  EXPECT_EQ(launch.run(), Result::authorizationDenied(-60005)) << "a launch is not its listener's";
 }
 
 TEST(LauncherClient, IsUnavailableWithoutAServiceOrAWayToSend) {

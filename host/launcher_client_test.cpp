@@ -8,6 +8,7 @@
 #include <future>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 

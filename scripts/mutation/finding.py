@@ -2,6 +2,7 @@
 import bisect
 import dataclasses
 import json
+import os
 import re
 import subprocess
 
@@ -51,7 +52,7 @@ class Finder:
                 stack.extend(reversed(item))
             elif isinstance(item, dict):
                 if "offset" in item:
-                    self.file = item.get("file", self.file)
+                    self.file = os.path.normpath(item["file"]) if "file" in item else self.file
                     item["in"] = self.file
                 stack.extend(value for value in reversed(list(item.values())) if isinstance(value, (dict, list)))
 

@@ -104,6 +104,10 @@ TEST(FeedApplicabilityTest, DecidesByEntryAndContext) {
       {"older version", {{"current", "1.9"}}, nothing, "-"},
       {"no offered version", {{"current", ""}}, nothing, "PU"},
       {"newer build", {{"current", "2.0"}, {"currentbuild", "101"}}, nothing, "PUN"},
+      {"newer build of the first build",
+       {{"current", "2.0"}, {"currentbuild", "2"}},
+       [](Context& c) { c.appBuild = 1; },
+       "PUN"},
       {"newer build with a sign", {{"current", "2.0"}, {"currentbuild", "+101"}}, nothing, "PUN"},
       {"same build", {{"current", "2.0"}, {"currentbuild", "100"}}, nothing, "-"},
       {"build with a letter", {{"current", "2.0"}, {"currentbuild", "101a"}}, nothing, "-"},
@@ -175,6 +179,7 @@ TEST(FeedApplicabilityTest, StaggeringHoldsEntriesBack) {
       {"important", "2024-05-10T00:00:00Z", {{"important", "1"}}, nothing, "PU"},
       {"important as a word", "2024-05-10T00:00:00Z", {{"important", "true"}}, nothing, "-"},
       {"important as a boolean", "2024-05-10T00:00:00Z", {{"important", true}}, nothing, "-"},
+      {"first group, too early", "2024-05-10T23:59:59Z", {}, [](Context& c) { c.userStaggerGroup = 1; }, "-"},
       {"no group", "2024-05-01T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = 0; }, "PU"},
       {"negative group", "2024-05-01T00:00:00Z", {}, [](Context& c) { c.userStaggerGroup = -3; }, "PU"},
       {"not staggered",
@@ -232,6 +237,32 @@ TEST(FeedApplicabilityTest, ReleaseDayAndIdentifierAreReportedOnEveryPath) {
   EXPECT_EQ(bare.resolvedFeedIdentifier, std::nullopt);
   EXPECT_EQ(bare.releaseDate, distantPast);
   EXPECT_EQ(evaluate({{"id", ""}, {"version", ""}}, context).resolvedFeedIdentifier, std::nullopt);
+}
+
+// What a host leaves out lets nothing through.
+TEST(FeedApplicabilityTest, AnEmptyContextIsNoInstallation) {
+  Context context;
+  EXPECT_EQ(flags(evaluate(entryWith({}), context)), "-");
+  context.canProcessUpdateFeeds = true;
+  context.now = *parseISO8601("2024-05-10T12:00:00Z");
+  EXPECT_EQ(flags(evaluate(entryWith({{"releasedate", "2024-05-10"}}), context)), "PU") << "no staggering";
+  context.shouldApplyUserStaggering = true;
+  EXPECT_EQ(flags(evaluate(entryWith({{"releasedate", "2024-05-10"}}), context)), "PU") << "no group";
+  EXPECT_EQ(flags(evaluate(entryWith({{"current", "3.0b1"}}), context)), "B") << "no betas, nobody asked";
+  context.appVersion = "2.1";
+  EXPECT_EQ(flags(evaluate(entryWith({{"currentbuild", "2"}}), context)), "-") << "no running build";
+  OrvoUpdateFeedDisplayContext display;
+  display.now = display.lastNewsDisplayedDate.emplace();
+  const OrvoUpdateFeedApplicabilityResult offered{true, true, false, false, distantPast, "offer"};
+  const auto isShown = [&] {
+    return OrvoUpdateFeedEligibilityEvaluator()
+        .evaluateDisplay({}, offered, display, OrvoUpdateVersionComparison::compare)
+        .shouldDisplayNow;
+  };
+  display.storedFeedIdentifier = "offer";
+  EXPECT_FALSE(isShown()) << "each entry once";
+  display.canProcessUpdateFeeds = true;
+  EXPECT_TRUE(isShown()) << "no reminder interval";
 }
 
 TEST(FeedApplicabilityTest, TheComparatorIsTheCallersOwn) {

@@ -143,6 +143,20 @@ TEST(FeedPipelineTest, WithoutACandidateOnlyTheCheckIsMarked) {
   EXPECT_EQ(apply(input).result, OrvoUpdateFeedPipelineApplicationResult());
 }
 
+TEST(FeedPipelineTest, AHostThatAsksForNothingGetsNothing) {
+  OrvoUpdateFeedPipelineApplicationInput input;
+  input.pipelineResult = inputFor().pipelineResult;
+  input.pipelineResult.selectedCandidate->feed.erase("interval");
+  EXPECT_EQ(apply(input, false).result,
+            (OrvoUpdateFeedPipelineApplicationResult{true, false, false, std::nullopt, std::nullopt}));
+  input.shouldSetSleepInterval = input.canProcessUpdateFeeds = true;
+  EXPECT_EQ(apply(input, false).result,
+            (OrvoUpdateFeedPipelineApplicationResult{true, false, false, std::nullopt, 0.0}));
+  input.canProcessUpdateFeeds = false;
+  input.shouldConfirmNoUpdatesDialog = true;
+  EXPECT_FALSE(apply(input, false).result.shouldMarkUpdateCheckPerformedOK);
+}
+
 TEST(FeedPipelineTest, ResolvesTheIntervalOfEveryType) {
   const struct {
     PropertyListValue interval;

@@ -121,6 +121,7 @@ class ScriptedFeed final : public PellamNetworkClient {
     bool isCancelled = false;
     std::unique_lock lock(lock_);
     ++requests_;
+    lastRequest_ = request;
     lock.unlock();
     const CancellationRegistration registration = cancellation.onCancel([&] {
       const std::lock_guard inner(lock_);
@@ -156,6 +157,10 @@ class ScriptedFeed final : public PellamNetworkClient {
     const std::lock_guard lock(lock_);
     return requests_;
   }
+  URLRequest lastRequest() const {
+    const std::lock_guard lock(lock_);
+    return lastRequest_.value();
+  }
 
  private:
   mutable std::mutex lock_;
@@ -165,6 +170,7 @@ class ScriptedFeed final : public PellamNetworkClient {
   std::optional<URLLoadingError::Code> error_;
   bool isHeld_ = false;
   int requests_ = 0;
+  std::optional<URLRequest> lastRequest_;
 };
 
 class RecordingLogger final : public PellamLogger {

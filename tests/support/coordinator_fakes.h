@@ -130,7 +130,7 @@ struct RecordingLauncher final : OrvoAppBundleUpdateHelperLaunching {
                                                          const LaunchProgressHandler& progress) override {
     requests.push_back(request);
     if (onLaunch) onLaunch();
-    progress(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
+    if (progress) progress(OrvoAppBundleInstallerLaunchProgress::handoffStarted());
     return result;
   }
   std::vector<OrvoAppBundleReplacementRequest> requests;

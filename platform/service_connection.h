@@ -83,7 +83,8 @@ class IncomingServiceConnection {
   // connection has ended; events that cannot be delivered go to the handler.
   [[nodiscard]] virtual std::shared_ptr<OrvoAppBundleInstallerLauncherProgressXPCProtocol> remoteObjectProxy(
       ServiceErrorHandler errorHandler) = 0;
-  // The connection keeps the object for as long as it lives.
+  // The connection keeps the object until it ends, from whichever side and also while messages wait for their
+  // replies.
   virtual void setExportedObject(std::shared_ptr<OrvoAppBundleInstallerLauncherXPCProtocol> object) = 0;
   virtual void resume() = 0;
 };

@@ -211,6 +211,7 @@ TEST_F(LauncherWire, DropsRepliesAndEventsForAHostThatIsGone) {
   EXPECT_EQ(service.peer->readMessage().type, 3);
   service.peer->close();
   service.connection->join();
+  EXPECT_EQ(service.launcher.use_count(), 1) << "the object learns of the end by being let go";
   ASSERT_EQ(service.launcher->kept.size(), 1U);
   service.launcher->kept.front()({{"result", "launched"}});
   service.progress->reportProgress({});

@@ -4,8 +4,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <map>
-#include <thread>
 
 namespace pellam {
 
@@ -18,8 +18,6 @@ constexpr const char* jobManager = "the job manager";
 // A host gives up five seconds after its service would have.
 constexpr std::chrono::seconds startLimit{4};
 constexpr std::chrono::seconds stopLimit{20};
-constexpr int forgettingTurns = 200;
-constexpr std::chrono::milliseconds forgettingPause{5};
 constexpr std::uint64_t callLimitMicroseconds = 25'000'000;
 
 struct BusError {
@@ -39,6 +37,12 @@ BusMessage methodCall(sd_bus* bus, const char* method) {
   check(sd_bus_message_new_method_call(bus, &message, destination, managerPath, managerInterface, method),
         method);
   return BusMessage(message);
+}
+
+// A failed unit keeps its name, and so does one that has ended, for as long as something that it has started
+// lives.
+bool isRunning(const std::string& state) {
+  return !state.empty() && state != "inactive" && state != "failed";
 }
 
 int noteRemovedJob(sd_bus_message* message, void* userData, sd_bus_error*) {
@@ -177,7 +181,8 @@ BusMessage SystemdJobs::startCall(const std::string& unit, const JobDescription&
 
 void SystemdJobs::submit(const std::string& unit, const JobDescription& job,
                          const std::vector<std::string>& environment) {
-  start(unit, job, startCall(unit, job, environment, std::nullopt).get(), std::nullopt);
+  const std::string name = freeName(unit);
+  start(name, job, startCall(name, job, environment, std::nullopt).get(), std::nullopt);
 }
 
 void SystemdJobs::submitWithInput(const std::string& unit, const JobDescription& job, int input,
@@ -220,31 +225,63 @@ void SystemdJobs::stopGivenUp(const std::string& unit) {
   }
 }
 
-int SystemdJobs::look(const std::string& unit, sd_bus_error* error) {
+std::string SystemdJobs::stateOf(const std::string& unit) {
   const BusMessage message = methodCall(bus_.get(), "GetUnit");
   check(sd_bus_message_append(message.get(), "s", unit.c_str()), "GetUnit");
-  return sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, error, nullptr);
+  sd_bus_message* made = nullptr;
+  const int found = sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, nullptr, &made);
+  const BusMessage answer(made);
+  const char* path = nullptr;
+  if (found < 0 || sd_bus_message_read(made, "o", &path) < 0) return {};
+  char* text = nullptr;
+  // A unit that has gone meanwhile has no state.
+  if (sd_bus_get_property_string(bus_.get(), destination, path, "org.freedesktop.systemd1.Unit",
+                                 "ActiveState", nullptr, &text) < 0) {
+    return {};
+  }
+  const std::unique_ptr<char, decltype(&std::free)> state(text, &std::free);
+  return state.get();
+}
+
+std::vector<std::string> SystemdJobs::names(const std::string& unit) {
+  constexpr int count = 8;
+  const std::string stem = unit.substr(0, unit.rfind(".service"));
+  std::vector<std::string> result = {unit};
+  // No label has a colon in its name.
+  for (int number = 2; number <= count; ++number)
+    result.push_back(stem + ":" + std::to_string(number) + ".service");
+  return result;
+}
+
+std::string SystemdJobs::freeName(const std::string& unit) {
+  std::string free;
+  for (const std::string& name : names(unit)) {
+    const std::string state = stateOf(name);
+    // With this one the manager says what is wrong.
+    if (isRunning(state)) return name;
+    if (state.empty() && free.empty()) free = name;
+  }
+  return free.empty() ? unit : free;
 }
 
 void SystemdJobs::remove(const std::string& unit, JobRemoval removal) {
-  const bool isWaiting = removal == JobRemoval::waitsForTheEnd;
-  // Looking is free; stopping takes an authorization even where there is nothing to stop.
-  BusError missing;
-  if (const int found = look(unit, &missing.value); found < 0) fail(found, missing);
-  const BusMessage message = methodCall(bus_.get(), "StopUnit");
-  check(sd_bus_message_append(message.get(), "ss", unit.c_str(), "replace"), "StopUnit");
-  if (isWaiting) {
-    (void)runManagerJob(message.get(), stopLimit, std::nullopt);
-  } else {
-    BusError error;
-    const int result = sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, &error.value, nullptr);
-    if (result < 0) fail(result, error);
+  bool isFound = false;
+  for (const std::string& name : names(unit)) {
+    // Looking is free; stopping takes an authorization even where there is nothing to stop.
+    if (!isRunning(stateOf(name))) continue;
+    isFound = true;
+    const BusMessage message = methodCall(bus_.get(), "StopUnit");
+    check(sd_bus_message_append(message.get(), "ss", name.c_str(), "replace"), "StopUnit");
+    if (removal == JobRemoval::waitsForTheEnd) {
+      (void)runManagerJob(message.get(), stopLimit, std::nullopt);
+    } else {
+      BusError error;
+      const int result = sd_bus_call(bus_.get(), message.get(), callLimitMicroseconds, &error.value, nullptr);
+      if (result < 0) fail(result, error);
+    }
+    callWithoutAnswer("ResetFailedUnit", {name});
   }
-  callWithoutAnswer("ResetFailedUnit", {unit});
-  // A stopped unit keeps its name until the manager has forgotten it, which is soon but not at once.
-  for (int turn = 0; isWaiting && turn < forgettingTurns && look(unit, nullptr) >= 0; ++turn) {
-    std::this_thread::sleep_for(forgettingPause);
-  }
+  if (!isFound) throw jobError(ENOENT, "no job of that name is running");
 }
 
 }  // namespace pellam

@@ -27,8 +27,9 @@ class SystemdJobs {
   // The manager of another user, reached as that user: call it on a thread that has taken on the identity.
   [[nodiscard]] static std::optional<SystemdJobs> connectTo(const std::string& busAddress);
 
-  // Starts the job; `unit` is a name made by unitName(). Nobody is asked. A job that the manager has not
-  // started after four seconds is given up and does not run.
+  // Starts the job; `unit` is a name made by unitName(), which gets a number while it is held by what an
+  // earlier job has started. Nobody is asked. A job that the manager has not started after four seconds is
+  // given up and does not run.
   void submit(const std::string& unit, const JobDescription& job,
               const std::vector<std::string>& environment);
   // The same for a job with that descriptor as its standard input. With a token, an administrator may be
@@ -36,8 +37,7 @@ class SystemdJobs {
   // object has to go, which ends the question.
   void submitWithInput(const std::string& unit, const JobDescription& job, int input,
                        const std::optional<CancellationToken>& question);
-  // Nobody is asked. Waiting ends when the job has stopped and its name is free, or a second after it has
-  // stopped.
+  // Nobody is asked. Waiting ends when the job has stopped. ENOENT when none is running.
   void remove(const std::string& unit, JobRemoval removal);
 
   [[nodiscard]] static std::string unitName(const std::string& label);
@@ -54,8 +54,12 @@ class SystemdJobs {
                                      const std::vector<std::string>& environment, std::optional<int> input);
   void start(const std::string& unit, const JobDescription& job, sd_bus_message* call,
              const std::optional<CancellationToken>& question);
-  // What the manager answers when it is asked for the unit; negative when it knows none.
-  [[nodiscard]] int look(const std::string& unit, sd_bus_error* error);
+  // As the manager calls it; empty for a unit that it does not know.
+  [[nodiscard]] std::string stateOf(const std::string& unit);
+  // What has ended may still hold its name, so that a label has several.
+  [[nodiscard]] static std::vector<std::string> names(const std::string& unit);
+  // The name of the job that is running, else one that is free.
+  [[nodiscard]] std::string freeName(const std::string& unit);
   void callWithoutAnswer(const char* method, const std::vector<std::string>& arguments);
   void stopGivenUp(const std::string& unit);
 

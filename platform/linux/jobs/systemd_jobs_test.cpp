@@ -128,6 +128,17 @@ TEST_F(SystemdJobControl, LeavesWhatAJobHasStartedRunning) {
       control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
   const pid_t child = processIn("child");
   EXPECT_NE(stampOf(child), std::nullopt);
+
+  // It keeps the job's name, and nobody from the next job, as an application that an update has opened would.
+  fs::remove(folder / "pid");
+  const JobControlOutcome next = submit(shell("exec sleep 100"));
+  EXPECT_TRUE(next.succeeded) << next.error->description;
+  EXPECT_FALSE(submit(shell("exit 0")).succeeded) << "of these there is one at a time";
+  ASSERT_TRUE(appears("pid"));
+  EXPECT_TRUE(
+      control->remove(JobControlDomain::systemLaunchd, label, nullptr, JobRemoval::waitsForTheEnd).succeeded);
+  EXPECT_EQ(stampOf(processIn("pid")), std::nullopt);
+  EXPECT_NE(stampOf(child), std::nullopt);
   ::kill(child, SIGKILL);
 }
 

@@ -322,6 +322,9 @@ def main():
     parser.add_argument("--without-exchange", action="store_true", help="as on a volume that has no such step")
     parser.add_argument("--poll", type=int, default=0, help="look for an empty path during so many updates instead")
     options = parser.parse_args()
+    # The helper runs elsewhere.
+    options.programs, options.interrupter = options.programs.resolve(), options.interrupter.resolve()
+    options.helper = options.helper.resolve() if options.helper else None
     matrix = Matrix(options)
     try:
         return matrix.poll(options.poll) if options.poll else matrix.run()

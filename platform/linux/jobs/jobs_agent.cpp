@@ -203,7 +203,7 @@ JobControlOutcome JobsAgent::remove(const std::string& label, JobRemoval removal
 JobControlOutcome JobsAgent::submit(const JobDescription& job) {
   Texts request = {jobs_agent::submit, job.label, std::to_string(job.nice)};
   request.insert(request.end(), job.arguments.begin(), job.arguments.end());
-  const JobControlOutcome outcome = ask(request, submissionLimit);
+  JobControlOutcome outcome = ask(request, submissionLimit);
   if (outcome.succeeded && !send(socket_.get(), {keep})) {
     return {false, jobError(EPIPE, "the program for jobs of the system").bridged()};
   }

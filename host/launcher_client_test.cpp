@@ -294,10 +294,10 @@ TEST(LaunchWatchdog, LetsASupersededTimerThatHasSleptEnoughDoNothing) {
   watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);
   sleep.waitForAsked(1);
   watchdog->pause();
+  EXPECT_FALSE(watchdog->consumeTimeout(1)) << "a pause supersedes";
   sleep.release(pre);  // its sleep ends like any other, only too late
   watchdog->armTimeout(timeouts.postAuthorization, Phase::postAuthorization, handler);
   sleep.waitForAsked(2);
-  EXPECT_FALSE(watchdog->consumeTimeout(1));
   sleep.release(post);
   didExpire.get_future().wait();
   watchdog->armTimeout(timeouts.preAuthorization, Phase::preAuthorization, handler);  // finished for good

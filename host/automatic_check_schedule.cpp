@@ -27,11 +27,11 @@ Date AutomaticCheckSchedule::nextCheckDate(Date now) const {
 
 void AutomaticCheckSchedule::noteAttempt(Date now) { store_->set(now, lastCheckKey); }
 
-void AutomaticCheckSchedule::noteCheck(Date now, bool didStateInterval) {
+void AutomaticCheckSchedule::noteCheck(Date now, Interval interval) {
   failures_ = 0;
   noteAttempt(now);
   notBefore_ = now + std::chrono::seconds(UpdateCheck::minimumRefetchIntervalSeconds);
-  if (!didStateInterval) {
+  if (interval == Interval::usual) {
     settings_->setNextFetchDate(now + std::chrono::seconds(UpdateCheck::defaultRefetchIntervalSeconds));
   }
 }

@@ -18,11 +18,14 @@ class AutomaticCheckSchedule {
                          std::shared_ptr<UpdateSettings> settings)
       : store_(std::move(store)), settings_(std::move(settings)) {}
 
+  // Who says when the next check is: the feed, or nobody.
+  enum class Interval { stated, usual };
+
   // Now, when there was no check yet, or when the last one lies in the future: then the clock was set back.
   [[nodiscard]] Date nextCheckDate(Date now) const;
 
-  // A check has come to a decision. When that stated no interval, the next check is a day later.
-  void noteCheck(Date now, bool didStateInterval);
+  // A check has come to a decision. Usually the next one is a day later.
+  void noteCheck(Date now, Interval interval);
   // A check has failed: the next one comes after a quarter of an hour, after each further failure after twice
   // the time, up to four hours; never earlier than it was due anyway.
   void noteFailure(Date now);

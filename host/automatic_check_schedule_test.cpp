@@ -26,16 +26,16 @@ class AutomaticCheckScheduleTest : public testing::Test {
 
 TEST_F(AutomaticCheckScheduleTest, ChecksAtOnceTheFirstTimeAndThenDaily) {
   EXPECT_EQ(nextAfter(0h), 0);
-  schedule_.noteCheck(begin_, false);
+  schedule_.noteCheck(begin_, AutomaticCheckSchedule::Interval::usual);
   EXPECT_EQ(nextAfter(1h), 24);
   EXPECT_EQ(nextAfter(30h), 24) << "what is overdue is due";
   settings_->setNextFetchDate(begin_ + 2h);
-  schedule_.noteCheck(begin_, true);
+  schedule_.noteCheck(begin_, AutomaticCheckSchedule::Interval::stated);
   EXPECT_EQ(nextAfter(1h), 2) << "a stated interval stays";
 }
 
 TEST_F(AutomaticCheckScheduleTest, DoesNotWaitForATimeThatWasNeverMeant) {
-  schedule_.noteCheck(begin_ + 1000h, false);
+  schedule_.noteCheck(begin_ + 1000h, AutomaticCheckSchedule::Interval::usual);
   EXPECT_EQ(nextAfter(5h), 5) << "the clock was set back";
   EXPECT_EQ(nextAfter(1001h), 1024);
   schedule_.noteFailure(begin_);
@@ -51,7 +51,7 @@ TEST_F(AutomaticCheckScheduleTest, WaitsLongerAfterEachFailure) {
   }
   EXPECT_EQ(AutomaticCheckSchedule(store_, settings_).nextCheckDate(begin_ + 8h), begin_ + 705min)
       << "a restart waits as long";
-  schedule_.noteCheck(begin_ + 12h, false);
+  schedule_.noteCheck(begin_ + 12h, AutomaticCheckSchedule::Interval::usual);
   schedule_.noteFailure(begin_ + 13h);
   EXPECT_EQ(nextAfter(13h), 36) << "a check by hand that failed brings none forward";
   schedule_.noteFailure(begin_ + 36h);
@@ -88,7 +88,7 @@ TEST(AutomaticCheckScheduleWithoutMemoryTest, NeverLetsOneCheckLeadStraightToThe
   const auto store = std::make_shared<ForgetfulSettings>();
   AutomaticCheckSchedule schedule(store, std::make_shared<UpdateSettings>(store));
   EXPECT_EQ(schedule.nextCheckDate(begin), begin);
-  schedule.noteCheck(begin, true);
+  schedule.noteCheck(begin, AutomaticCheckSchedule::Interval::stated);
   EXPECT_EQ(schedule.nextCheckDate(begin), begin + 1h);
   schedule.noteFailure(begin + 1h);
   EXPECT_EQ(schedule.nextCheckDate(begin + 1h), begin + 75min);

@@ -166,7 +166,9 @@ void StandardUpdaterSession::decide(const std::vector<FeedEntry>& feed, CheckRea
         cannotBeShown = !isShown;
         return isShown;
       });
-  schedule_.noteCheck(collaborators_.clock->now(), result.application.resolvedSleepInterval.has_value());
+  schedule_.noteCheck(collaborators_.clock->now(), result.application.resolvedSleepInterval
+                                                       ? AutomaticCheckSchedule::Interval::stated
+                                                       : AutomaticCheckSchedule::Interval::usual);
   setAlarm();
   const bool isOffered = result.application.shouldHideNoUpdatesFoundDialog;
   if (isOffered) {

@@ -4,6 +4,7 @@
 
 #include "feed/offer_kind.h"
 #include "feed/version_comparison.h"
+#include "pellam/feed_entry.h"
 #include "pellam/feed_keys.h"
 
 namespace pellam {
@@ -111,18 +112,14 @@ UpdateCheckResult UpdateCheck::decide(const std::vector<FeedEntry>& feed,
 }
 
 UpdateOffer offerOf(const OrvoUpdateFeedProcessingCandidate& candidate) {
-  const auto text = [&](std::string_view key) {
-    const PropertyListText* value = candidate.feed.findString(key);
-    return value == nullptr ? std::string() : value->string();
-  };
   UpdateOffer offer;
   offer.entry = candidate.feed;
   offer.kind = offerKind(candidate.feed);
   offer.identifier = candidate.display.resolvedFeedIdentifier.value_or("");
-  offer.version = text(OrvoUpdateFeedKeys::currentVersion);
-  offer.build = text(OrvoUpdateFeedKeys::currentBuild);
-  offer.title = text(OrvoUpdateFeedKeys::title);
-  offer.releaseNotes = text(OrvoUpdateFeedKeys::url);
+  offer.version = feedText(candidate.feed, OrvoUpdateFeedKeys::currentVersion);
+  offer.build = feedText(candidate.feed, OrvoUpdateFeedKeys::currentBuild);
+  offer.title = feedText(candidate.feed, OrvoUpdateFeedKeys::title);
+  offer.releaseNotes = feedText(candidate.feed, OrvoUpdateFeedKeys::url);
   offer.isNewBuild = candidate.applicability.isNewBuild;
   offer.isBeta = candidate.applicability.isBetaUpdate;
   offer.isDue = candidate.display.shouldDisplayNow;

@@ -1,6 +1,7 @@
 #include "host/update_requests.h"
 
 #include "foundation/text_format.h"
+#include "pellam/feed_entry.h"
 #include "pellam/feed_keys.h"
 
 namespace pellam {
@@ -22,9 +23,9 @@ OrvoUpdateInstallerRequest OrvoUpdateInstallerRequest::makeFromFeed(
   OrvoUpdateInstallerRequest request;
   request.archiveURL = address(feed, OrvoUpdateFeedKeys::installerURL);
   request.archiveFileName = fileName(request.archiveURL);
-  const PropertyListText* name = feed.findString(OrvoUpdateFeedKeys::installerName);
+  const PropertyListText* name = readFeedKey(feed, OrvoUpdateFeedKeys::installerName);
   request.installerFileName =
-      name != nullptr && !name->empty() ? *name : formatText(defaultInstallerNameFormat, {applicationName});
+      name != nullptr ? *name : formatText(defaultInstallerNameFormat, {applicationName});
   request.applicationName = applicationName;
   request.installerSubdirectoryName = installerSubdirectoryName;
   return request;

@@ -116,4 +116,16 @@ void OrvoAppBundleReplacementOwnershipMatcher::changeOwnerAndGroup(const Path& i
   }
 }
 
+void provideReplacementChecks(std::shared_ptr<OrvoAppBundleReplacementPermissionChecking>& permissionChecker,
+                              std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching>& ownershipMatcher,
+                              const std::shared_ptr<FileSystem>& fileSystem,
+                              const std::shared_ptr<UUIDGenerating>& identifiers) {
+  if (!permissionChecker) {
+    permissionChecker = std::make_shared<OrvoAppBundleReplacementWriteProbe>(fileSystem, identifiers);
+  }
+  if (!ownershipMatcher) {
+    ownershipMatcher = std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(fileSystem, identifiers);
+  }
+}
+
 }  // namespace pellam

@@ -78,4 +78,10 @@ class OrvoAppBundleReplacementOwnershipMatcher final : public OrvoAppBundleRepla
   std::shared_ptr<UUIDGenerating> identifiers_;
 };
 
+// Those of the two that are absent: the write probe and the ownership matcher.
+void provideReplacementChecks(std::shared_ptr<OrvoAppBundleReplacementPermissionChecking>& permissionChecker,
+                              std::shared_ptr<OrvoAppBundleReplacementOwnershipMatching>& ownershipMatcher,
+                              const std::shared_ptr<FileSystem>& fileSystem,
+                              const std::shared_ptr<UUIDGenerating>& identifiers);
+
 }  // namespace pellam

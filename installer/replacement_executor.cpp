@@ -35,14 +35,8 @@ bool isFolder(const FileSystem& fileSystem, const Path& path) {
 }  // namespace
 
 Executor::OrvoAppBundleReplacementExecutor(Collaborators collaborators) : with_(std::move(collaborators)) {
-  if (!with_.permissionChecker) {
-    with_.permissionChecker =
-        std::make_shared<OrvoAppBundleReplacementWriteProbe>(with_.fileSystem, with_.identifiers);
-  }
-  if (!with_.ownershipMatcher) {
-    with_.ownershipMatcher =
-        std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(with_.fileSystem, with_.identifiers);
-  }
+  provideReplacementChecks(with_.permissionChecker, with_.ownershipMatcher, with_.fileSystem,
+                           with_.identifiers);
 }
 
 OrvoAppBundleReplacementResult Executor::executeReplacement(const OrvoAppBundleReplacementRequest& request,

@@ -49,14 +49,8 @@ Result resultOf(const OrvoUpdateInstallerError& error) {
 }  // namespace
 
 Launcher::OrvoAppBundleLaunchdHelperLauncher(Collaborators collaborators) : with_(std::move(collaborators)) {
-  if (!with_.permissionChecker) {
-    with_.permissionChecker =
-        std::make_shared<OrvoAppBundleReplacementWriteProbe>(with_.fileSystem, with_.identifiers);
-  }
-  if (!with_.ownershipMatcher) {
-    with_.ownershipMatcher =
-        std::make_shared<OrvoAppBundleReplacementOwnershipMatcher>(with_.fileSystem, with_.identifiers);
-  }
+  provideReplacementChecks(with_.permissionChecker, with_.ownershipMatcher, with_.fileSystem,
+                           with_.identifiers);
   if (!with_.launchUserContextProvider) {
     with_.launchUserContextProvider = [process = with_.processInformation] {
       return OrvoAppBundleLaunchdUserContext::currentProcess(*process);
@@ -155,7 +149,7 @@ std::string Launcher::authorizationRightName(const OrvoAppBundleReplacementReque
 }
 
 std::string Launcher::launchdLabel(const OrvoAppBundleReplacementRequest& request) {
-  return identifierPrefix(request) + ".pellam-updater";
+  return identifierPrefix(request) + launchdLabelEnding;
 }
 
 std::string Launcher::authorizationPrompt(const OrvoAppBundleReplacementRequest& request) const {

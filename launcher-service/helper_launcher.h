@@ -53,6 +53,7 @@ class OrvoAppBundleLaunchdHelperLauncher final : public OrvoAppBundleUpdateHelpe
       const OrvoAppBundleReplacementRequest& request, const LaunchProgressHandler& progressHandler) override;
 
   [[nodiscard]] static std::string authorizationRightName(const OrvoAppBundleReplacementRequest& request);
+  static constexpr const char* launchdLabelEnding = ".pellam-updater";
   [[nodiscard]] static std::string launchdLabel(const OrvoAppBundleReplacementRequest& request);
   // What the user reads in the authorization dialog, in the user's language.
   [[nodiscard]] std::string authorizationPrompt(const OrvoAppBundleReplacementRequest& request) const;

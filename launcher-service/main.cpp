@@ -2,6 +2,8 @@
 #include <cstring>
 #include <memory>
 
+#include "launcher-protocol/replacement_request.h"
+#include "launcher-service/helper_launcher.h"
 #include "launcher-service/launch_tasks.h"
 #include "launcher-service/service_delegate.h"
 #include "platform/service_connection.h"
@@ -16,13 +18,16 @@ int main(int argumentCount, char** arguments) {
   platform.fileSystem = makeSystemFileSystem();
   platform.bundles = makeSystemBundleLoader(platform.fileSystem);
   platform.jobControl = makeSystemJobControl(platform.fileSystem, platform.bundles);
-  if (const auto status = runAsJobsAgent(argumentCount, arguments, *platform.jobControl)) return *status;
+  // Tools and helper come from the application that embeds this service, two folders above the service's own.
+  const auto contents = platform.bundles->mainBundlePath().parent_path().parent_path();
+  const JobsAgentScope scope{contents / "MacOS" / OrvoAppBundleUpdateHelperIdentity::executableName,
+                             OrvoAppBundleLaunchdHelperLauncher::launchdLabelEnding};
+  if (const auto status = runAsJobsAgent(argumentCount, arguments, *platform.jobControl, scope))
+    return *status;
 
   // A system that hands its main thread over leaves what the listener calls to the process, up to its very
   // end: nothing of it is ever destroyed.
   static const auto& listener = *new auto(makeServiceListener());
-  // Tools come from the application that embeds this service, two folders above the service's own bundle.
-  const auto contents = platform.bundles->mainBundlePath().parent_path().parent_path();
   platform.processes = makeSystemChildProcessRunner(contents / "MacOS");
   platform.processInformation = makeSystemProcessInformation();
   platform.identifiers = makeSystemUUIDGenerator();

@@ -118,6 +118,10 @@ class FolderOpening {
       const std::filesystem::path& path) const = 0;
   // A regular file, as ConfinedFolder opens one.
   [[nodiscard]] virtual std::unique_ptr<ReadOnlyFile> openFile(const std::filesystem::path& path) const = 0;
+  // True for whatever has the name, a link that leads nowhere included.
+  [[nodiscard]] virtual bool itemExists(const std::filesystem::path& path) const = 0;
+  // EEXIST for a name that is taken. The folder above must exist.
+  virtual void makeFolder(const std::filesystem::path& path) = 0;
   // ENOTEMPTY for a folder with something in it; ENOTDIR for what is none, a link at the path's end included.
   virtual void removeEmptyFolder(const std::filesystem::path& path) = 0;
   // The permissions that this process withholds from the files and folders it makes. The system tells only by

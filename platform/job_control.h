@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,6 +49,14 @@ class JobControl {
 // program that submits such jobs is started a second time with that right, and submits them for the first.
 // Serves until the first is done, and returns the exit status, when this process is the second; nothing when
 // it is not, or on a system where there is none. The first thing in the main function of such a program.
-[[nodiscard]] std::optional<int> runAsJobsAgent(int argumentCount, char** arguments, JobControl& control);
+//
+// The second does what an administrator was asked for and nothing else, whoever gets hold of the first: it
+// removes jobs whose labels end as the scope says, and submits one such job, of the scope's program.
+struct JobsAgentScope {
+  std::filesystem::path program;
+  std::string labelEnding;
+};
+[[nodiscard]] std::optional<int> runAsJobsAgent(int argumentCount, char** arguments, JobControl& control,
+                                                const JobsAgentScope& scope);
 
 }  // namespace pellam

@@ -21,7 +21,9 @@ class FileSystem;
     std::filesystem::path file, std::shared_ptr<FileSystem> fileSystem, DiagnosticLog systemLog);
 
 // Where that file lives for an application: the user's Library/Preferences/<bundle identifier>.plist.
-[[nodiscard]] std::filesystem::path systemSettingsFile(const std::string& homeDirectory,
-                                                       const std::string& bundleIdentifier);
+[[nodiscard]] inline std::filesystem::path systemSettingsFile(const std::string& homeDirectory,
+                                                              const std::string& bundleIdentifier) {
+  return std::filesystem::path(homeDirectory) / "Library/Preferences" / (bundleIdentifier + ".plist");
+}
 
 }  // namespace pellam

@@ -6,6 +6,7 @@
 #include "feed/offer_kind.h"
 #include "foundation/decimal.h"
 #include "foundation/text_format.h"
+#include "pellam/feed_entry.h"
 #include "pellam/feed_keys.h"
 #include "text/unicode_text.h"
 #include "ui/prompt_window_size.h"
@@ -14,11 +15,6 @@
 namespace pellam {
 
 namespace {
-
-std::string stringValue(const FeedEntry& feed, std::string_view key) {
-  const PropertyListText* value = feed.findString(key);
-  return value == nullptr ? std::string() : *value;
-}
 
 // A title bar has one line; whatever would break it or steer it becomes a space.
 std::string onOneLine(const std::string& title) {
@@ -58,7 +54,7 @@ bool OrvoUpdatePromptPresenter::presentUpdatePrompt(const OrvoUpdatePromptInput&
     if (!input.isManualCheck) return false;
     dismissPrompt();
   }
-  const std::string urlString = stringValue(input.feed, OrvoUpdateFeedKeys::url);
+  const std::string urlString = feedText(input.feed, OrvoUpdateFeedKeys::url);
   if (urlString.empty()) return false;
   if (!isUpdateEntry(input.feed)) return false;
 
@@ -112,9 +108,7 @@ void OrvoUpdatePromptPresenter::configurePromptContent(View& contentView, const 
                                                        const std::string& urlString) {
   using Presenter = OrvoUpdatePromptPresenter;
   constexpr const char* dismissIdentifier = "OrvoUpdatePromptPresenter.dismissButton";
-  const bool offersInstall = input.allowInstallAction &&
-                             (hasNonEmptyStringValue(OrvoUpdateFeedKeys::appBundleInstallerURL, input.feed) ||
-                              hasNonEmptyStringValue(OrvoUpdateFeedKeys::installerURL, input.feed));
+  const bool offersInstall = input.allowInstallAction && offerKind(input.feed) != OfferKind::none;
   const UpdatePromptButton remind =
       button(input, localized_texts::remindMeLater, "OrvoUpdatePromptPresenter.remindLaterButton",
              &Presenter::remindLaterButtonPressed);

@@ -24,14 +24,14 @@ class DestinationFolder {
  public:
   DestinationFolder(FolderOpening& folders, const fs::path& path) : folders_(folders) {
     fs::path missing = path;
-    while (!missing.empty() && !fs::exists(fs::symlink_status(missing))) {
+    while (!missing.empty() && !folders_.itemExists(missing)) {
       made_.push_back(missing);
       const fs::path parent = missing.parent_path();
       if (parent == missing) break;
       missing = parent;
     }
     try {
-      for (auto folder = made_.rbegin(); folder != made_.rend(); ++folder) fs::create_directory(*folder);
+      for (auto folder = made_.rbegin(); folder != made_.rend(); ++folder) folders_.makeFolder(*folder);
     } catch (...) {
       remove();
       throw;

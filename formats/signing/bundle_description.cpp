@@ -19,8 +19,8 @@ std::string format(const std::string& extension) {
 
 }  // namespace
 
-std::vector<std::string> describeBundle(const FolderOpening& folders,
-                                        const std::filesystem::path& bundlePath) {
+std::vector<std::string> describeBundle(const FolderOpening& folders, const std::filesystem::path& bundlePath,
+                                        const std::filesystem::path& currentFolder) {
   const BundleContents bundle(folders, bundlePath);
   const OpenedSignature opened(bundle);
   const CodeDirectory& directory = opened.codeDirectory;
@@ -31,9 +31,8 @@ std::vector<std::string> describeBundle(const FolderOpening& folders,
   const auto add = [&](const std::string& key, const std::string& value) {
     lines.push_back(key + "=" + printable(value));
   };
-  add("Executable", std::filesystem::absolute(bundle.path() / "Contents" / bundle.executable())
-                        .lexically_normal()
-                        .string());
+  add("Executable",
+      (currentFolder / bundle.path() / "Contents" / bundle.executable()).lexically_normal().string());
   add("Identifier", directory.identifier);
   add("Format", format(bundlePath.extension().string()));
   lines.push_back("CodeDirectory v=20400 size=" + std::to_string(opened.codeDirectoryBytes.size()) +

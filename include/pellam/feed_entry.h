@@ -15,6 +15,7 @@ namespace [[gnu::visibility("default")]] pellam {
 //     const FeedEntry entry = {{"current", "2.0"}, {"title", ""}};
 //     assert(*readFeedKey(entry, "current") == "2.0");
 //     assert(readFeedKey(entry, "title") == nullptr);  // empty counts as absent
+//     assert(feedText(entry, "url").empty());
 using FeedEntry = PropertyListDictionary;
 
 // How every decision reads a key: its value when that is a non-empty string, else null. The entry keeps
@@ -22,6 +23,12 @@ using FeedEntry = PropertyListDictionary;
 [[nodiscard]] inline const PropertyListText* readFeedKey(const FeedEntry& feed, std::string_view key) {
   const PropertyListText* value = feed.findString(key);
   return value == nullptr || value->empty() ? nullptr : value;
+}
+
+// A key's text as people are shown it: empty where there is none.
+[[nodiscard]] inline std::string feedText(const FeedEntry& feed, std::string_view key) {
+  const PropertyListText* value = feed.findString(key);
+  return value == nullptr ? std::string() : value->string();
 }
 
 }  // namespace pellam

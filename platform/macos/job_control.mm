@@ -54,6 +54,6 @@ std::shared_ptr<JobControl> makeSystemJobControl(std::shared_ptr<FileSystem>,
 }
 
 // The job manager takes the authorization itself.
-std::optional<int> runAsJobsAgent(int, char**, JobControl&) { return std::nullopt; }
+std::optional<int> runAsJobsAgent(int, char**, JobControl&, const JobsAgentScope&) { return std::nullopt; }
 
 }  // namespace pellam

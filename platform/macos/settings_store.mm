@@ -62,9 +62,4 @@ std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(std::filesystem::
   return std::make_shared<DefaultsStore>(defaultsFor(file));
 }
 
-std::filesystem::path systemSettingsFile(const std::string& homeDirectory,
-                                         const std::string& bundleIdentifier) {
-  return std::filesystem::path(homeDirectory) / "Library/Preferences" / (bundleIdentifier + ".plist");
-}
-
 }  // namespace pellam

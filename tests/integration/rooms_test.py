@@ -81,6 +81,17 @@ class RoomsTest(unittest.TestCase):
              'host/system_host.h: "#/**/include "platform/linux/system/file_tree.h"" is no plain include'),
             ("platform/macos/calendar.mm", "@import AppKit;", 'platform/macos/calendar.mm: "@import AppKit;" is no plain include'),
             ("host/box.hpp", "#include <unistd.h>", "host/box.hpp: sources of the project end in .h, .cpp or .mm"),
+            ("platform/linux/system/file_tree.cpp", "#include <./host/system_host.h>",
+             "platform/linux/system/file_tree.cpp: <./host/system_host.h> is the project's own and is named in quotes"),
+            ("platform/linux/system/file_tree.cpp", "#include <../../../host//system_host.h>",
+             "platform/linux/system/file_tree.cpp: <../../../host//system_host.h> is the project's own and is named in quotes"),
+            ("host/system_host.h", '#inc\\\nlude "platform/linux/system/file_tree.h"',
+             "host/system_host.h: a directive that goes on in the next line could hide an include"),
+            ("host/system_host.h", '%:include "platform/linux/system/file_tree.h"', "host/system_host.h: a digraph could hide an include"),
+            ("host/system_host.h", '/* a\n*/ #include "platform/linux/system/file_tree.h"',
+             "host/system_host.h: a comment before a directive could hide an include"),
+            ("host/system_host.h", "import <unistd.h>;", "host/system_host.h: a module could hide an include"),
+            ("host/box.cppm", "#include <unistd.h>", "host/box.cppm: sources of the project end in .h, .cpp or .mm"),
             # a folder that nobody thought of
             ("attic/box.h", '#include "pellam/url.h"', "attic/box.h: its folder has no line in scripts/rooms.txt"),
         ]

@@ -41,7 +41,8 @@ void perform(const Arguments& arguments, const std::filesystem::path& bundle) {
       return verifyBundle(*folders, {bundle, arguments.anchors ? *arguments.anchors : ownAnchors(),
                                      arguments.strict, arguments.deep});
     case Arguments::Operation::display:
-      for (const std::string& line : describeBundle(*folders, bundle)) printLine(line);
+      for (const std::string& line : describeBundle(*folders, bundle, std::filesystem::current_path()))
+        printLine(line);
   }
 }
 

@@ -28,11 +28,10 @@ UpdateReporter makeReporter(bool printsJSON) {
 }
 
 // Only somebody at a terminal can be asked; everybody else is told how to agree.
-bool confirm(bool canAsk, bool printsJSON, const CancellationToken& cancellation) {
-  if (!canAsk) {
-    if (!printsJSON) std::printf("Run again with --yes to install it.\n");
-    return false;
-  }
+enum class Asking { atTheTerminal, tellsHow, silent };
+bool confirm(Asking asking, const CancellationToken& cancellation) {
+  if (asking == Asking::tellsHow) std::printf("Run again with --yes to install it.\n");
+  if (asking != Asking::atTheTerminal) return false;
   std::printf("Install it now? [y/N] ");
   std::fflush(stdout);
   const std::optional<std::string> answer = readTerminalLine(cancellation);
@@ -61,11 +60,18 @@ UpdateExitStatus run(const UpdateCommandLine& line, UpdateReporter& reporter) {
 
   SystemHost host = makeSystemHost(line.application, line.stateFolder, mainThread);
   const UpdateCheckOptions options = checkOptions(line, *host.process);
-  const bool canAsk = standardOutputIsTerminal() && standardInputIsTerminal() && !line.printsJSON;
-  UpdateSession session(
-      {host.application, host.check, host.coordinator, host.reports, host.identifiers, mainThread, reporter,
-       [&](const CancellationToken& token) { return confirm(canAsk, line.printsJSON, token); }, complain},
-      line, options);
+  const bool canAsk = standardOutputIsTerminal() && standardInputIsTerminal();
+  const Asking asking = line.printsJSON ? Asking::silent : canAsk ? Asking::atTheTerminal : Asking::tellsHow;
+  UpdateSession session({.application = host.application,
+                         .check = host.check,
+                         .coordinator = host.coordinator,
+                         .reports = host.reports,
+                         .identifiers = host.identifiers,
+                         .mainThread = mainThread,
+                         .reporter = reporter,
+                         .confirm = [&](const CancellationToken& token) { return confirm(asking, token); },
+                         .complain = complain},
+                        line, options);
   UpdateExitStatus status = UpdateExitStatus::failed;
   std::thread worker([&] {
     status = session.run(cancellation.token());

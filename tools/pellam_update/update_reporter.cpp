@@ -6,6 +6,7 @@
 
 #include "foundation/date_text.h"
 #include "foundation/safe_text.h"
+#include "pellam/feed_entry.h"
 #include "pellam/feed_keys.h"
 #include "tools/pellam_update/obstacle_text.h"
 
@@ -14,11 +15,6 @@ namespace pellam {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string feedString(const PropertyListDictionary& feed, std::string_view key) {
-  const PropertyListText* text = feed.findString(key);
-  return text == nullptr ? std::string() : *text;
-}
 
 std::string dumped(const Json& object) { return object.dump(-1, ' ', true, Json::error_handler_t::replace); }
 
@@ -82,9 +78,9 @@ void UpdateReporter::offer(const PellamAppIdentity& identity,
                            const OrvoUpdateFeedProcessingCandidate& candidate) {
   const std::lock_guard lock(lock_);
   const auto& feed = candidate.feed;
-  const std::string version = feedString(feed, OrvoUpdateFeedKeys::currentVersion);
-  const std::string build = feedString(feed, OrvoUpdateFeedKeys::currentBuild);
-  const std::string notes = feedString(feed, OrvoUpdateFeedKeys::url);
+  const std::string version = feedText(feed, OrvoUpdateFeedKeys::currentVersion);
+  const std::string build = feedText(feed, OrvoUpdateFeedKeys::currentBuild);
+  const std::string notes = feedText(feed, OrvoUpdateFeedKeys::url);
   if (form_ == Form::json) {
     Json object = {{"event", "offer"},
                    {"version", version},
@@ -93,7 +89,7 @@ void UpdateReporter::offer(const PellamAppIdentity& identity,
                    {"isNewBuild", candidate.applicability.isNewBuild},
                    {"isBetaUpdate", candidate.applicability.isBetaUpdate},
                    {"shouldDisplayNow", candidate.display.shouldDisplayNow},
-                   {"title", feedString(feed, OrvoUpdateFeedKeys::title)},
+                   {"title", feedText(feed, OrvoUpdateFeedKeys::title)},
                    {"notes", notes}};
     writeJSON(dumped(object));
     return;
@@ -113,8 +109,8 @@ void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity,
   if (form_ == Form::json) {
     Json entries = Json::array();
     for (const UpdateObstacle& obstacle : obstacles) {
-      entries.push_back({{"identifier", feedString(obstacle.entry, OrvoUpdateFeedKeys::uid)},
-                         {"version", feedString(obstacle.entry, OrvoUpdateFeedKeys::currentVersion)},
+      entries.push_back({{"identifier", feedText(obstacle.entry, OrvoUpdateFeedKeys::uid)},
+                         {"version", feedText(obstacle.entry, OrvoUpdateFeedKeys::currentVersion)},
                          {"reason", obstacleName(obstacle.reason)}});
     }
     writeJSON(dumped({{"event", "nothingToOffer"}, {"entries", entries}}));
@@ -124,8 +120,8 @@ void UpdateReporter::nothingToOffer(const PellamAppIdentity& identity,
             identity.buildNumberString + ") stays.");
   if (obstacles.empty()) writeLine("The feed names no update.");
   for (const UpdateObstacle& obstacle : obstacles) {
-    const std::string identifier = feedString(obstacle.entry, OrvoUpdateFeedKeys::uid);
-    const std::string version = feedString(obstacle.entry, OrvoUpdateFeedKeys::currentVersion);
+    const std::string identifier = feedText(obstacle.entry, OrvoUpdateFeedKeys::uid);
+    const std::string version = feedText(obstacle.entry, OrvoUpdateFeedKeys::currentVersion);
     writeLine("  " + (identifier.empty() ? "An update" : identifier) +
               (version.empty() ? " " : " (" + version + ") ") + std::string(obstacleText(obstacle.reason)));
   }

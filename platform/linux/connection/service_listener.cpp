@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "foundation/decimal.h"
+#include "foundation/safe_text.h"
 #include "platform/linux/connection/bus_names.h"
 #include "platform/linux/connection/incoming_connection.h"
 #include "platform/linux/system/file_trust.h"
@@ -70,9 +71,9 @@ void warnOfFilesThatOthersCanChange() {
   for (const std::filesystem::path& program : trustedPrograms()) {
     const std::optional<std::filesystem::path> item = itemThatOthersCanChange(program);
     if (!item) continue;
-    const std::string line = "warning: " + program.filename().string() +
-                             " is not to be trusted: " + item->string() +
-                             " can be changed by others than root and the user of this service";
+    const std::string line =
+        visibleText("warning: " + program.filename().string() + " is not to be trusted: " + item->string() +
+                    " can be changed by others than root and the user of this service");
     ::syslog(LOG_USER | LOG_WARNING, "%s", line.c_str());
     (void)std::fprintf(stderr, "%s\n", line.c_str());
     return;

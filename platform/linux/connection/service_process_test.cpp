@@ -414,6 +414,15 @@ TEST_F(RealService, SaysWhenOthersCouldChangeWhatItRuns) {
     EXPECT_EQ(service.end(SIGTERM), 0) << "it serves all the same";
     fs::permissions(item, fs::perms::others_write, fs::perm_options::remove);
   }
+  const fs::path odd = host.application.parent_path() / "a\nwarning: b\x1b[31m.app";
+  const fs::path oddProgram = odd / program().lexically_relative(host.application);
+  fs::rename(host.application, odd);
+  fs::permissions(odd, fs::perms::others_write, fs::perm_options::add);
+  const std::string warning = HandStarted(oddProgram, ::getuid()).warnings();
+  EXPECT_EQ(std::count(warning.begin(), warning.end(), '\n'), 1) << warning;
+  EXPECT_EQ(warning.find('\x1b'), std::string::npos) << warning;
+  fs::permissions(odd, fs::perms::others_write, fs::perm_options::remove);
+  fs::rename(odd, host.application);
   if (::getuid() != 0) return;
   ASSERT_EQ(::chown(host.application.c_str(), 65'534, 0), 0);
   EXPECT_NE(HandStarted(program(), 0).warnings().find(host.application.string() + " can be changed"),

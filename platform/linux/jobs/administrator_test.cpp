@@ -208,8 +208,10 @@ struct Scene {
 class AdministratorTest : public testing::TestWithParam<Surroundings> {
  protected:
   static constexpr const char* installedPolicy = "/usr/share/polkit-1/actions/org.pellam.update.policy";
-  static constexpr const char* trustedAgent = "/usr/lib/pellam-test/service";
-  static constexpr const char* helper = "/usr/lib/pellam-test/helper";
+  static constexpr const char* trustedAgent =
+      "/usr/lib/pellam-test/Editor.app/Contents/XPCServices/test.xpc/Contents/MacOS/service";
+  static constexpr const char* helper =
+      "/usr/lib/pellam-test/Editor.app/Contents/MacOS/PellamUpdateInstaller";
   static constexpr const char* firstQuestion = "asked org.pellam.update.install; ";
   static constexpr milliseconds limit{1'500};
 
@@ -220,7 +222,8 @@ class AdministratorTest : public testing::TestWithParam<Surroundings> {
     if (::access("/usr/bin/pkexec", X_OK) != 0) GTEST_SKIP() << "needs pkexec";
     user_ = static_cast<uid_t>(std::stoul(user));
     fs::permissions(folder_.path(), fs::perms(0777));
-    fs::create_directories("/usr/lib/pellam-test");
+    fs::create_directories(fs::path(trustedAgent).parent_path());
+    fs::create_directories(fs::path(helper).parent_path());
     fs::copy_file(PELLAM_SERVICE_PROGRAM, trustedAgent, fs::copy_options::overwrite_existing);
     fs::copy_file(PELLAM_SERVICE_PROGRAM, folder_ / "service");
     std::ofstream(helper) << "#!/bin/sh\nid -u > " << (folder_ / "who").string() << "\n";

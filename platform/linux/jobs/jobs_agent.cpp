@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -114,6 +115,8 @@ void JobsAgent::requireStartable(const std::filesystem::path& program) {
 std::unique_ptr<JobsAgent> JobsAgent::start(const std::filesystem::path& program, bool managerIsGranted,
                                             const CancellationToken& cancellation) {
   const std::filesystem::path trusted = requirePrivilegedProgram(program);
+  // The socket is for this process alone: other processes of its user must not reach into it.
+  if (::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) != 0) throw jobError(errno, "prctl");
   auto [ours, theirs] = connectedSockets();
   std::unique_ptr<JobsAgent> agent(new JobsAgent(std::move(ours)));
   if (!managerIsGranted || !agent->startAsUnit(trusted, theirs.get(), std::nullopt)) {
@@ -150,6 +153,7 @@ void JobsAgent::startElevated(const std::filesystem::path& program, int input,
   const CancellationEvent cancelled(cancellation);
   child_ = spawnElevator(program, input);
   const FileDescriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
+  if (!process.isOpen()) throw jobError(errno, elevator);
   // The elevator becomes the agent when it is allowed to, and ends otherwise.
   for (;;) {
     std::array<pollfd, 3> events = {

@@ -24,19 +24,20 @@ bool isMessageSocket(int descriptor) {
 }
 
 // Carries out what one process asks for. That process is an ordinary user's: of what it says only what an
-// administrator's answer covers is done, jobs of programs that root alone can change.
+// administrator's answer covers is done.
 class JobsAgentServer {
  public:
-  JobsAgentServer(JobControl& control, int socket) : control_(control), socket_(socket) {}
+  JobsAgentServer(JobControl& control, const JobsAgentScope& scope, int socket)
+      : control_(control), scope_(scope), socket_(socket) {}
 
   void serve() {
     if (!send(socket_, {ready})) return;
     while (const std::optional<Texts> request = receive(socket_)) {
       const JobControlOutcome outcome = carryOut(*request);
       const bool isKept = reply(outcome) && (!isSubmission(*request) || !outcome.succeeded || hearsKeep());
-      if (isKept) continue;
-      if (isSubmission(*request) && outcome.succeeded)
-        (void)remove(request->at(1), JobRemoval::waitsForTheEnd);
+      const bool isSubmitted = isSubmission(*request) && outcome.succeeded;
+      if (isKept && !isSubmitted) continue;
+      if (!isKept && isSubmitted) (void)remove(request->at(1), JobRemoval::waitsForTheEnd);
       return;
     }
   }
@@ -46,7 +47,16 @@ class JobsAgentServer {
     return request.size() > 3 && request.front() == jobs_agent::submit;
   }
 
+  void requireOwnLabel(const std::string& label) const {
+    if (!label.ends_with(scope_.labelEnding)) throw jobError(EPERM, "not a job of this program: " + label);
+  }
+
   JobControlOutcome remove(const std::string& label, JobRemoval removal) {
+    try {
+      requireOwnLabel(label);
+    } catch (const std::exception& error) {
+      return {false, bridge(error)};
+    }
     return control_.remove(JobControlDomain::systemLaunchd, label, nullptr, removal);
   }
 
@@ -62,7 +72,12 @@ class JobsAgentServer {
       if (OpenRequest::fromArguments({request.begin() + 3, request.end()})) {
         throw jobError(EPERM, "an application is no job of the system");
       }
-      arguments.front() = requirePrivilegedProgram(request[3]).string();
+      requireOwnLabel(request[1]);
+      const std::filesystem::path program = requirePrivilegedProgram(request[3]);
+      if (program != requirePrivilegedProgram(scope_.program)) {
+        throw jobError(EPERM, "not the program that this one starts: " + program.string());
+      }
+      arguments.front() = program.string();
       return control_.submit(JobControlDomain::systemLaunchd,
                              {{"Label", request[1]},
                               {"Nice", parseDecimal<std::int64_t>(request[2]).value_or(0)},
@@ -82,17 +97,18 @@ class JobsAgentServer {
   bool hearsKeep() { return receive(socket_) == Texts{keep}; }
 
   JobControl& control_;
+  const JobsAgentScope& scope_;
   int socket_;
 };
 
 }  // namespace
 
-std::optional<int> runAsJobsAgent(int argumentCount, char** arguments, JobControl& control) {
-  if (argumentCount != 2 || std::strcmp(arguments[1], agentArgument) != 0 || ::geteuid() != 0 ||
-      !isMessageSocket(STDIN_FILENO)) {
-    return std::nullopt;
-  }
-  JobsAgentServer(control, STDIN_FILENO).serve();
+std::optional<int> runAsJobsAgent(int argumentCount, char** arguments, JobControl& control,
+                                  const JobsAgentScope& scope) {
+  if (argumentCount != 2 || std::strcmp(arguments[1], agentArgument) != 0) return std::nullopt;
+  constexpr int usage = 64;
+  if (::geteuid() != 0 || !isMessageSocket(STDIN_FILENO)) return usage;
+  JobsAgentServer(control, scope, STDIN_FILENO).serve();
   return 0;
 }
 

@@ -209,9 +209,4 @@ std::shared_ptr<PellamKeyValueStoring> makeSystemSettingsStore(std::filesystem::
   return std::make_shared<SettingsFile>(std::move(file), std::move(fileSystem), std::move(systemLog));
 }
 
-std::filesystem::path systemSettingsFile(const std::string& homeDirectory,
-                                         const std::string& bundleIdentifier) {
-  return std::filesystem::path(homeDirectory) / "Library/Preferences" / (bundleIdentifier + ".plist");
-}
-
 }  // namespace pellam

@@ -228,6 +228,17 @@ class LinuxFolderOpening final : public FolderOpening {
     return std::make_unique<OpenedFile>(std::move(file), path.native());
   }
 
+  bool itemExists(const std::filesystem::path& path) const override {
+    struct stat status {};
+    if (::lstat(cPath(path), &status) == 0) return true;
+    if (errno != ENOENT && errno != ENOTDIR) throwError(errno, path.native());
+    return false;
+  }
+
+  void makeFolder(const std::filesystem::path& path) override {
+    if (::mkdir(cPath(path), S_IRWXU | S_IRWXG | S_IRWXO) != 0) throwError(errno, path.native());
+  }
+
   void removeEmptyFolder(const std::filesystem::path& path) override {
     if (::rmdir(cPath(path)) != 0) throwError(errno, path.native());
   }

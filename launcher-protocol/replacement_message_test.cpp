@@ -38,6 +38,7 @@ std::string outcome(const PropertyListDictionary& dictionary) {
 TEST(ReplacementMessage, RoundTripsWithEverythingAndWithNothingOptional) {
   Message message = Message::parse(minimalMessage());
   EXPECT_EQ(message.request.stagedApplicationURL, "/tmp/New.app");
+  EXPECT_EQ(locationFromPathText("//").string(), "/");
   EXPECT_EQ(message.request.helperExecutableURL, std::nullopt);
   EXPECT_EQ(message.request.launchUserContext, std::nullopt);
   PropertyListDictionary expected = minimalMessage();

@@ -134,6 +134,11 @@ TEST_F(UpdatePromptPresenterTest, NamesTheVersions) {
       {{{"current", "%@ 100%"}}, 100, "Editor 2.5", plain, versions("%@ 100%")},
       {{{"title", 5}}, 100, "", plain, versions("2.5")},
       {{{"title", "<b>a</b>\r\nb\x01\u2028שלום"}}, 100, "<b>a</b>  b  שלום", plain, versions("2.5")},
+      {{{"title", "a\u202A\u202E\u2066\u2069\u202F\u206A"}},
+       100,
+       "a    \u202F\u206A",
+       plain,
+       versions("2.5")},
       {{{"current", "2.0"}, {"currentbuild", "120"}},
        100,
        stability,
@@ -144,6 +149,11 @@ TEST_F(UpdatePromptPresenterTest, NamesTheVersions) {
        stability,
        stability,
        "A stability update for Editor 2.0 is available. You have build 100; build 101 is ready to install."},
+      {{{"current", "2.0"}, {"currentbuild", "2"}},
+       1,
+       stability,
+       stability,
+       "A stability update for Editor 2.0 is available. You have build 1; build 2 is ready to install."},
       {{{"current", "2.0"}, {"currentbuild", "120"}}, 0, "Editor 2.5", plain, versions("2.0")},
       {{{"current", "2.0"}, {"currentbuild", "120"}}, -1, "Editor 2.5", plain, versions("2.0")},
       {{{"current", "2.0"}, {"currentbuild", "100"}}, 100, "Editor 2.5", plain, versions("2.0")},
@@ -251,6 +261,7 @@ TEST_F(UpdatePromptPresenterTest, TakesTheLargerSize) {
     EXPECT_EQ(OrvoUpdatePromptPresenter::resolvedWindowSize(feed, 600, 500), size) << text.substr(0, 40);
   }
   EXPECT_EQ(OrvoUpdatePromptPresenter::resolvedWindowSize({{"size", 900}}, 600, 500), (WindowSize{600, 500}));
+  EXPECT_EQ(OrvoUpdatePromptPresenter::resolvedWindowSize({{"size", "1e999"}}, 0, 0), WindowSize());
   EXPECT_EQ(OrvoUpdatePromptPresenter::resolvedWindowSize({}, 8000, 500), (WindowSize{8000, 500}))
       << "only what a feed states is limited";
 }

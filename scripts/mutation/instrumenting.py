@@ -54,7 +54,12 @@ def instrument(source, mutants, alone=None):
             continue
         order, pieces = mutant.edit
         pieces = tuple(piece.replace("@", str(mutant.number)) if isinstance(piece, str) and "@" in piece else piece for piece in pieces)
-        edits.append((mutant.start, mutant.end, order, pieces))
+        if mutant.kind == "arguments":
+            # Each argument by itself: the second may be the first of the next pair, and edits can only be nested.
+            for (copy, _, own) in (pieces[1:4], pieces[5:8]):
+                edits.append((*own, order, (pieces[0], copy, " : ", own, ")")))
+        else:
+            edits.append((mutant.start, mutant.end, order, pieces))
         if mutant.also:
             replaced.add(mutant.also)
     edits += [(start, end, -1, (text,)) for start, end, text in replaced]

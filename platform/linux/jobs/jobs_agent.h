@@ -53,8 +53,9 @@ class JobsAgent {
   JobsAgent(const JobsAgent&) = delete;
   JobsAgent& operator=(const JobsAgent&) = delete;
 
-  // As JobControl's, for jobs of the system. A job that the agent could not start within five seconds does
-  // not run. Programs must pass requirePrivilegedProgram().
+  // As JobControl's, for the jobs of the system that the agent's JobsAgentScope covers; EPERM for any other.
+  // A job that the agent could not start within five seconds does not run. The agent ends with the first job
+  // that it has submitted; further calls then fail with EPIPE.
   [[nodiscard]] JobControlOutcome remove(const std::string& label, JobRemoval removal);
   [[nodiscard]] JobControlOutcome submit(const JobDescription& job);
 
